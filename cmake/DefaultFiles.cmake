@@ -1,0 +1,13 @@
+# The default files that `qvtx --init` writes are those of examples/: one place to edit, nothing to read at run time.
+function(qvtx_default_files target)
+  set(QVTX_DEFAULT_FILES "")
+  foreach(file ${ARGN})
+    get_filename_component(name ${file} NAME)
+    file(READ ${PROJECT_SOURCE_DIR}/${file} text)
+    string(APPEND QVTX_DEFAULT_FILES "      {\"${name}\", R\"qvtx(${text})qvtx\"},\n")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${file})
+  endforeach()
+  set(source ${PROJECT_BINARY_DIR}/generated/default_files.cpp)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/default_files.cpp.in ${source} @ONLY)
+  target_sources(${target} PRIVATE ${source})
+endfunction()

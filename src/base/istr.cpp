@@ -1,0 +1,37 @@
+#include "base/istr.h"
+
+#include <iostream>
+
+namespace qvtx {
+namespace {
+
+bool is_gap(int c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+}  // namespace
+
+Istr is;
+
+Istr::Istr() : stream(&std::cin) {}
+
+bool Istr::getc(char& c) {
+  char next = '\0';
+  while (stream->get(next)) {
+    if (is_gap(static_cast<unsigned char>(next))) continue;
+    c = next;
+    return true;
+  }
+  return false;
+}
+
+bool Istr::getword(std::string& word) {
+  char c = '\0';
+  if (!getc(c)) return false;
+  word.assign(1, c);
+  // The delimiter stays in the stream.
+  for (int next = stream->peek(); stream->good() && !is_gap(next); next = stream->peek()) {
+    word.push_back(static_cast<char>(stream->get()));
+  }
+  return true;
+}
+
+}  // namespace qvtx

@@ -1,0 +1,45 @@
+#pragma once
+// Questions to the user. All prompts go to standard error, all answers come from `is`, every answer is
+// appended to the command trace, and each is followed by a line end on standard error. `os` is flushed before
+// every prompt, so that both streams interleave as they happened.
+//
+// End of input inside a dialogue prints "unexpected end of input" on standard error and ends the program with
+// status 1.
+
+#include <string>
+
+#include "base/istr.h"
+
+namespace qvtx {
+
+/// Flushes the console, then writes text on standard error.
+void prompt(const char* text);
+void prompt(const std::string& text);
+
+/// Ends the program with status 1 after "unexpected end of input".
+[[noreturn]] void end_of_input();
+
+/// Prompts ">> " and reads the two characters of a command. False at the end of the input before the first of
+/// them.
+bool getc1c2(char& c1, char& c2);
+/// The two characters of a sub-menu's command: as `getc1c2`, but the input must not end.
+void getsub(char& c1, char& c2);
+/// One character that is not a blank, tab or line end; returns the new trace length.
+long getc1(char& c);
+/// Prompts "  File name without extension? " and reads a word; returns the number of trace characters added.
+long getfile(std::string& name);
+/// An integer within the range of a 32-bit integer. False when the word is not one: "not a number: " and the
+/// word have been printed, v is unchanged.
+bool getlong(long& v);
+/// A finite decimal number, otherwise as `getlong`.
+bool getdouble(double& v);
+/// "[y|n] ": 1 for yes, 0 for no. Other characters are ignored.
+int confirm();
+/// "  Manual or Automatic ? [m|a] ": 1 for automatic, 0 for manual.
+int automatic();
+
+/// The number that a whole word spells: optional sign and digits within 32 bits; or a finite decimal number.
+bool parse_long(const std::string& word, long& v);
+bool parse_double(const std::string& word, double& v);
+
+}  // namespace qvtx
