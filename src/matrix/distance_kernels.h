@@ -1,0 +1,76 @@
+#pragma once
+// The inner loops of distances and nearest-row search, one copy per instruction set. Every sum has the bits
+// of the plain loop: a vector lane holds one row and takes its coordinates from the last to the first.
+
+namespace qvtx::distance {
+
+/// Which rows a nearest-row search may not return: row `self` (-1: none) and, with `zero`, every row with sum
+/// 0.
+struct Exclusion {
+  long self = -1;
+  bool zero = false;
+};
+
+/// Kernels of one accumulation rule of the Minkowski class. `rows` is row-major, `packed` a
+/// PackedRows::data(); n rows of d >= 1 columns; x a row of d numbers; sums holds n numbers and overlaps
+/// nothing.
+struct RuleKernels {
+  /// sums[i] = sum of the terms of row i and x.
+  void (*row_sums)(const double* rows, long n, long d, const double* x, double* sums);
+  void (*packed_sums)(const double* packed, long n, long d, const double* x, double* sums);
+  /// Downward scan of the rows with early abandoning: the row found, or n. `limit` is the threshold in the
+  /// space of the sums; afterwards it is the sum of the row found.
+  long (*row_nearest)(const double* rows, long n, long d, const double* x, Exclusion exclusion,
+                      double& limit);
+  long (*packed_nearest)(const double* packed, long n, long d, const double* x, double& limit);
+};
+
+struct DistanceKernels {
+  RuleKernels squares;  // p = 2
+  RuleKernels moduli;   // p = 1
+  RuleKernels largest;  // p >= 8
+};
+
+/// Rows prepared for a search in single precision (NearestFilter builds it): which rows can be the nearest at
+/// all. The rows are the centred ones, c - centre, with |c - centre| <= radius.
+struct FilterTable {
+  const double* rows;    // n x d, as they are
+  const double* centre;  // d numbers
+  const float* packed;   // the centred rows in blocks of filter_block by coordinate, 0 beyond the last row
+  const float* half_squares;  // |c - centre|^2 / 2, +infinity beyond the last row
+  double radius;
+  long n, d;
+};
+inline constexpr long filter_block = 16;   // rows of a block, the floats of the widest vector
+inline constexpr long filter_queries = 4;  // samples searched at a time
+// Within these the bound on the rounding errors of single precision holds.
+inline constexpr double filter_min_radius = 1e-15;
+inline constexpr double filter_max_radius = 1e15;
+inline constexpr long filter_max_columns = 1L << 16;
+
+/// idx[q] = nearest row of the table (the one of RuleKernels::row_nearest for p = 2 without limit) for
+/// `count` samples of d numbers, or -1 where the filter does not decide. `work`: filter_queries (d + n
+/// rounded up to a block) floats.
+using FilterKernel = void (*)(const FilterTable& table, const double* samples, long count, long* idx,
+                              float* work);
+
+namespace baseline {
+extern const DistanceKernels distance_kernels;
+extern const FilterKernel filter_kernel;
+}  // namespace baseline
+#if defined(__x86_64__)
+namespace avx2 {
+extern const DistanceKernels distance_kernels;
+extern const FilterKernel filter_kernel;
+}  // namespace avx2
+namespace avx512 {
+extern const DistanceKernels distance_kernels;
+extern const FilterKernel filter_kernel;
+}  // namespace avx512
+#endif
+
+/// The kernels of the instruction set in force.
+const DistanceKernels& kernels();
+FilterKernel filter_kernel();
+
+}  // namespace qvtx::distance

@@ -1,0 +1,164 @@
+#pragma once
+// Matrix of double with the numeric methods: statistics, distances, linear algebra.
+
+#include <limits>
+
+#include "matrix/matfulll.h"
+
+namespace qvtx {
+
+inline constexpr double no_bound = std::numeric_limits<double>::infinity();
+
+class MatFullD : public MatFullT<double> {
+ public:
+  using MatFullT<double>::MatFullT;
+
+  // ---- Distance settings, read by every distance of the program ----
+  static char mesp;    ///< distance class: 'a' area between curves, 'c' cosine, anything else Minkowski
+  static double miex;  ///< Minkowski exponent of the classes 'm' and 'a'
+
+  // ---- Copies and products (matfulld.cpp) ----
+  using MatFullT<double>::copy;
+  /// Becomes the rows of src whose numbers stand in column col of idx, in that order. Nothing happens when
+  /// src is this matrix. Fatal: col (m 144, 3), a row number (m 144, 2).
+  void copy(const MatFullD& src, const MatFullL& idx, long col);
+  /// this = a' b (a.ncol x b.ncol), accumulated over the rows from the last to the first. a and b may be this
+  /// matrix. Fatal: other row counts (a 162, dimensions of a and b).
+  void atb(const MatFullD& a, const MatFullD& b);
+  /// Partial selection sort of the rows by column col, smallest first in spite of the name; the lowest row
+  /// among equals, NaN last. idx (resized to nrow x 2): column 0 the row of rank k for k < n, column 1 the
+  /// rank of each such row, -1 elsewhere. n outside [0, nrow): all rows. Fatal: col (s 141).
+  void maxsort(long col, MatFullL& idx, long n) const;
+  /// Heap sort of the rows by increasing value in column col, NaN last. idx (resized to nrow x 2): column 0
+  /// the row of rank k, column 1 the rank of row k. Not stable. Fatal: col (s 141).
+  void potsort(long col, MatFullL& idx) const;
+
+  // ---- Statistics (matfulld_statistics.cpp) ----
+  void mmm(MatFullD& out) const;  ///< 3 x ncol: means, minima, maxima
+  void avg(MatFullD& out) const;  ///< 1 x ncol
+  void var(const MatFullD& stats, MatFullD& out) const;
+  void var(MatFullD& out) const;
+  void cov(const MatFullD& m, MatFullD& out) const;
+  void cov(MatFullD& out) const;
+  long center(const MatFullD& m);
+  long center();
+  void normal(const MatFullD& m, const MatFullD& s);
+  void normal(const MatFullD& m);
+  void normal();
+  double mqe(const MatFullD& b) const;
+  long nnan() const;
+  /// Kurtosis by column: mean of (x - mean)^4 over the squared population variance; 0 for a constant column.
+  void kur(const MatFullD& m, const MatFullD& v, MatFullD& out) const;
+  void kur(const MatFullD& m, MatFullD& out) const;
+  void kur(MatFullD& out) const;
+
+  // ---- Random contents (matfulld_random.cpp) ----
+  /// Rows r0..r1, columns c0..c1 (inclusive; a negative or too large upper index: the last), rows and columns
+  /// last to first. Kind 0: lo + (hi - lo) u; kind 1: Gaussian with mean lo and deviation hi. Other cells
+  /// stay; an empty matrix draws nothing. Fatal: r0 (s 151, 4), c0 (s 151, 6).
+  void random(int kind, double lo, double hi, long r0, long r1, long c0, long c1);
+  /// The same for whole rows, with bounds (or mean and deviation) of their own for each column: row 0 of lo
+  /// and hi. Fatal: shape of lo or hi (s 152, 2 or 3), r0 (s 152, 4).
+  void random(int kind, const MatFullD& lo, const MatFullD& hi, long r0, long r1);
+  /// Rows first .. first + n - 1 become rows of src picked at random without replacement; after all N rows of
+  /// src were picked, all are candidates again. Draws position |r mod m| among the m candidates left, which
+  /// start as 0 .. N-1 in order; the last candidate takes the place of the picked one. Rows beyond `nrow`
+  /// come into use. An empty src sets the rows to 0 without a draw. A matrix without rows takes the columns
+  /// of src. Fatal: other ncol (s 153, 1), first < 0 (s 153, 2).
+  void raseli(const MatFullD& src, long first, long n);
+
+  // ---- Distances (matfulld_distance.cpp, matfulld_nearest.cpp, matfulld_derivative.cpp) ----
+  // `sda`: distance between samples; the ending tells scalar, vector or matrix. Common to all forms:
+  //  - Class and exponent: `mesp`, `miex`. The coordinates' terms are summed from the last column to the
+  //    first.
+  //  - Bound in data units, `no_bound` for none: the bound taken to the space of the sums, times 1.001, may
+  //    not be exceeded by any partial sum; -1 is the result of a row that does. The cosine class knows no
+  //    bound, except in `nearest`.
+  //  - p = 0: the norm is the smallest |coordinate|, the distance of two rows always 0.
+  //  - Cosine class: the norm is 0; a distance with a zero row is 1, and none is below 0.
+  //  - NaN: a sum that becomes NaN within the bound exceeds nothing, and the distance is NaN (the maximum
+  //    for p >= 8 and the minimum for p = 0 pass over NaN terms instead). `nearest` takes such a row, and
+  //    then the next row below it, however far, as nothing compares with NaN.
+  //  - `out` (nrow x 1 unless stated) is resized and may be one of the operands.
+  //  - Fatal, kind e: row numbers (argument number; reported on the matrix of the row) and differing column
+  //    counts (dimensions form); codes 27 sdas, 37 sdav, 47 sdam, 57 dhssds and move, 67 nearest, 77
+  //    nearest_all.
+
+  /// Norm of row i.
+  double sdas(long i, double bound) const;
+  /// Distance between row i and row j of b.
+  double sdas(long i, const MatFullD& b, long j, double bound) const;
+  /// Distance between rows i and j.
+  double sdas(long i, long j, double bound) const;
+  /// Norms of all rows. Cosine class: zeros, and the first `nrow` elements of this matrix's storage become 0.
+  void sdav(MatFullD& out, double bound);
+  /// Distances from row i to all rows, 0 for row i itself.
+  void sdav(long i, MatFullD& out, double bound) const;
+  /// Distances from all rows to row j of b.
+  void sdav(const MatFullD& b, long j, MatFullD& out, double bound) const;
+  /// All distances, out(i, j) between row i and row j of b: nrow x b.nrow, without rows when b has none.
+  void sdam(const MatFullD& b, MatFullD& out) const;
+  /// Largest distance between two rows; with its pair i > j, the first met when i and then j run downward.
+  /// Distances that are NaN do not count. 0 and -1, -1 for fewer than two rows.
+  double sdamax() const;
+  double sdamax(long& i, long& j) const;
+  /// Smallest distance between two rows of different number; pair and empty case as for `sdamax`.
+  double sdamin(long& i, long& j) const;
+
+  /// Derivative of half the squared distance between row i and row j of b with respect to this(i, k).
+  /// Euclidean: x - y; Minkowski: d^(2-p) |x-y|^(p-1) sign(x-y); p >= 8: the largest coordinate alone, the
+  /// lowest column among equals; area class: by the chain rule with sign(0) = 0; 0 for p = 0, for a
+  /// zero row in the cosine class, and where the distance or the coordinate difference is 0.
+  double dhssds(long i, const MatFullD& b, long j, long k) const;
+  /// Row i moves by the step a along -dhssds towards row j of b: column by column from the last, each
+  /// derivative taken on the row as already moved. The form that the online methods use. Euclidean:
+  /// x -= a (x - y).
+  void move(long i, const MatFullD& b, long j, double a);
+
+  /// Number of the row of this matrix nearest to row j of b within the bound, or `nrow`. Equal distances: the
+  /// lowest row number wins. When b is this matrix, row j and every row at distance 0 from it are not
+  /// candidates. Many searches of the same rows: `nearest_all`, RowSearch.
+  long nearest(const MatFullD& b, long j, double bound) const;
+  /// The same, leaving the distances of all rows in out as `sdav(b, j, out, bound)` does.
+  long nearest(const MatFullD& b, long j, MatFullD& out, double bound) const;
+  /// The k nearest rows (all for larger k, none for k < 1) in increasing distance, ties by the lower row
+  /// number, NaN last: numbers in idx and distances in out, one row per row found; returns how many. When b
+  /// is this matrix row j is left out, its duplicates are not.
+  long nearest(const MatFullD& b, long j, MatFullD& out, MatFullL& idx, long k) const;
+  /// For every row of b its nearest row of this matrix (idx: b.nrow x 1), each as `nearest(b, i, no_bound)`
+  /// tells. Much faster than one search after the other under the Euclidean distance.
+  void nearest_all(const MatFullD& b, MatFullL& idx) const;
+
+  // ---- Linear algebra (matfulld_svd.cpp, matfulld_inverse.cpp, matfulld_rotation.cpp, matfulld_pca.cpp) ----
+  /// Singular value decomposition of this matrix A (m x n): A = U diag(w) V'. This matrix becomes U (m x n, orthonormal
+  /// columns when m >= n), w 1 x n, v n x n. The values are not negative and not sorted; values <= tol times the
+  /// largest become 0. Golub and Reinsch (1970). Never fatal: "MatFullD.svd: svd received NaN" and "... svd produced
+  /// NaN" tell of non-finite numbers, the latter with the input saved to "svd.bin"; 30 iterations without convergence
+  /// are reported too. An empty matrix is returned unchanged, w and v as well.
+  MatFullD& svd(MatFullD& w, MatFullD& v, double tol);
+  /// Inverts this square matrix in place by LU decomposition without pivoting: the caller knows that no pivot vanishes,
+  /// as in a symmetric positive definite matrix; else the result is not finite, or inexact. The 1 x 1 matrix (0) and an
+  /// empty matrix stay as they are. Fatal: not square (a 61, dimensions form, 0).
+  MatFullD& inv();
+  /// The same; q: largest absolute row sum of A inv(A) - 1, about the relative error of the inverse times the condition.
+  MatFullD& inv(double& q);
+  /// Rotates columns i and j: (a_i, a_j) becomes (c a_i - s a_j, s a_i + c a_j). Fatal: i, j outside (a 182).
+  void colrot(long i, long j, double c, double s);
+  /// The same for rows i and j. Fatal: i, j outside (a 181).
+  void rowrot(long i, long j, double c, double s);
+  /// Principal components of the rows (n x d), the k of largest variance (k outside 1..d: all). mean: 1 x d; vectors:
+  /// k x d, one direction per row, by decreasing variance; values: k x 1, population variances, 0 for standard
+  /// deviations up to 1e-6 of the largest. Equal variances keep the order, and every direction the sign, of the
+  /// decomposition. scale != 0: each direction of positive variance is divided by its standard deviation. Data with more
+  /// rows than columns are reduced to a triangle first and never copied. Non-finite data: messages as in `svd`, results
+  /// not finite. Fatal: no rows (a 7, argument 0).
+  void pca(MatFullD& mean, MatFullD& vectors, MatFullD& values, long k, int scale) const;
+  void pca(MatFullD& vectors, MatFullD& values, long k, int scale) const;
+  /// The variances alone, the same bits at a fraction of the cost.
+  void pca(MatFullD& values, long k, int scale) const;
+};
+
+std::ostream& operator<<(std::ostream& out, const MatFullD& m);
+std::istream& operator>>(std::istream& in, MatFullD& m);
+
+}  // namespace qvtx

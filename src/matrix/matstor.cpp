@@ -1,0 +1,40 @@
+#include "matrix/matstor.h"
+
+#include <exception>
+#include <utility>
+
+namespace qvtx {
+
+template <class M>
+long MatStorT<M>::setdim(long n) {
+  if (n < 0) ermessage('o', 101, 1, n);
+  if (n == size()) return n;
+  store_ = std::vector<M>();  // released before the new ones are made
+  try {
+    store_ = std::vector<M>(static_cast<std::size_t>(n));
+  } catch (const std::exception&) {  // no memory, or more than a vector can ever hold
+    os.ow("MatStorT.setdim: alloc.failed").nl();
+  }
+  return size();
+}
+
+template <class M>
+M& MatStorT<M>::operator[](long i) {
+  return const_cast<M&>(std::as_const(*this)[i]);
+}
+
+template <class M>
+const M& MatStorT<M>::operator[](long i) const {
+  if (i < 0 || i >= size()) ermessage('o', 102, 1, i);
+  return store_[static_cast<std::size_t>(i)];
+}
+
+template <class M>
+void MatStorT<M>::ermessage(char kind, int code, int arg, long value) const {
+  class_error("MatStorT", kind, code, arg, value, size(), 1);
+}
+
+template class MatStorT<MatFullD>;
+template class MatStorT<MatFullL>;
+
+}  // namespace qvtx

@@ -1,0 +1,38 @@
+#pragma once
+// Rows of a matrix in the order in which the distance kernels read them.
+
+#include <memory>
+
+namespace qvtx {
+
+/// Copy of n rows of d columns in blocks of eight rows, each block coordinate by coordinate: element (i, k)
+/// is at
+/// ((i / 8) d + k) 8 + i mod 8, so that one vector load takes the same coordinate of eight rows. The block
+/// starts on a cache line. Places of the last block without a row hold +infinity.
+class PackedRows {
+ public:
+  static constexpr long block_rows = 8;
+
+  /// Copies n rows of d columns (row-major, d >= 1). Returns whether the storage could be allocated; without
+  /// it the object is empty.
+  bool assign(const double* rows, long n, long d);
+  /// Copies row i anew. REQUIRES: 0 <= i < size().
+  void set_row(long i, const double* row);
+  /// Appends one row; the storage doubles when it is full. False, and nothing changed, when it cannot.
+  bool append(const double* row);
+
+  long size() const { return nrow_; }
+  long columns() const { return ncol_; }
+  const double* data() const { return start_; }
+
+ private:
+  bool reserve(long rows);
+
+  std::unique_ptr<double[]> storage_;
+  double* start_ = nullptr;  // first cache line boundary within the storage
+  long capacity_ = 0;        // in rows, a multiple of block_rows
+  long nrow_ = 0;
+  long ncol_ = 1;
+};
+
+}  // namespace qvtx
