@@ -1,0 +1,62 @@
+#include "settings/catalogue.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+
+#include "base/files.h"
+
+namespace qvtx {
+
+namespace {
+
+/// True when something stands under this name, a dangling link included.
+bool taken(const char* name) {
+  std::error_code error;
+  return std::filesystem::exists(std::filesystem::symlink_status(name, error));
+}
+
+bool write_whole(const DefaultFile& entry) {
+  SafeFile target(entry.name);
+  if (!target.is_open()) return false;
+  const std::size_t written = std::fwrite(entry.text.data(), 1, entry.text.size(), target.file());
+  return written == entry.text.size() && target.commit();
+}
+
+/// A key without the blanks that pad it.
+std::string trimmed(const char* label) {
+  std::string key(label);
+  key.resize(key.find_last_not_of(' ') + 1);
+  return key;
+}
+
+}  // namespace
+
+int write_default_files() {
+  const std::vector<DefaultFile> files = default_files();
+  for (const DefaultFile& entry : files) {
+    if (!taken(entry.name)) continue;
+    std::cerr << entry.name << " exists already, nothing written\n";
+    return 0;
+  }
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    if (write_whole(files[i])) continue;
+    std::cerr << files[i].name << " cannot be written\n";
+    while (i-- > 0) std::remove(files[i].name);  // so that the next try finds the way free
+    return 0;
+  }
+  return 1;
+}
+
+void warn_rising_pairs(const MatPrefT<double>& dpref) {
+  for (long first = 0; first < dpref.count(); ++first) {
+    const std::string key = trimmed(dpref.getlabel(first));
+    if (!key.ends_with("aini") && !key.ends_with("lini")) continue;
+    const std::string partner = key.substr(0, key.size() - 3) + "fin";
+    const long last = dpref.getkey(partner.c_str());
+    if (last >= 0 && dpref.getfut(last) > dpref.getfut(first))
+      std::cerr << partner << " is above " << key << '\n';
+  }
+}
+
+}  // namespace qvtx

@@ -1,0 +1,214 @@
+// The listing and the interactive editor of a preference table.
+
+#include <iostream>
+#include <string_view>
+
+#include "base/prompts.h"
+#include "settings/matpref.h"
+#include "settings/value_text.h"
+
+namespace qvtx {
+
+namespace {
+
+/// Text right-justified in a field.
+std::string right(const std::string& text, std::size_t width) {
+  return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
+}
+
+/// One session of the editor.
+template <class T>
+class Menu {
+ public:
+  Menu(MatPrefT<T>& table, Ostr& o, Istr& in, std::string& trace)
+      : table_(table), o_(o), in_(in), trace_(trace) {}
+
+  void run() {
+    const Indent indent(o_);
+    o_.nl();
+    o_.ow("Type '?' to display menu").nl();
+    while (command()) {
+    }
+    trace_ += '\n';
+  }
+
+ private:
+  /// One command; false when it ends the menu.
+  bool command() {
+    const char c = ask();
+    if (std::string_view("?s+-hlxqb").find(c) == std::string_view::npos) {
+      o_.ow("Bad command: ").ow(c).nl();
+      return true;
+    }
+    const std::size_t before = trace_.size();
+    trace_ += c;
+    switch (c) {
+      case '?':
+        help();
+        return true;
+      case 'l':
+        list();
+        return true;
+      case 'h':
+      case 's':
+      case '+':
+      case '-':
+        // A command that is given up was never typed, as far as a replay is concerned.
+        if (!entry_command(c)) trace_.resize(before);
+        return true;
+      default:
+        return false;
+    }
+  }
+
+  char ask() {
+    o_.ow("pref # ").flush();
+    if (&o_ != &os) os.flush();
+    char c;
+    if (!in_.getc(c)) end_of_input();
+    o_.nl();
+    return c;
+  }
+
+  void help() {
+    o_.ow("exit=> 'x' or 'b'   set => 's' <key> ' ' <value>").nl();
+    o_.ow("list=> 'l'          min => '-' <key>").nl();
+    o_.ow("help=> 'h' <key>    max => '+' <key>").nl();
+  }
+
+  /// The listing stands at the depth of the menu's caller.
+  void list() {
+    --o_.depth;
+    table_.show(o_);
+    ++o_.depth;
+  }
+
+  /// A command about one entry; false when a word is not a number.
+  bool entry_command(char c) {
+    long k;
+    const std::string word = next_word();
+    if (!parse_long(word, k)) return not_a_number(word);
+    trace_ += std::to_string(k) + ' ';
+    if (k < 0 || k >= table_.count()) {
+      o_.ow("pref. ").ow(k).ow(" does not exist!").nl();
+      return true;
+    }
+    switch (c) {
+      case 'h':
+        describe(k);
+        return true;
+      case 's':
+        return set_typed(k);
+      default:
+        set(k, c == '-' ? table_.getmin(k) : table_.getmax(k));
+        return true;
+    }
+  }
+
+  /// The typed number is a real for both tables; false when it is not one.
+  bool set_typed(long k) {
+    double x;
+    const std::string word = next_word();
+    if (!parse_double(word, x)) return not_a_number(word);
+    trace_ += std::to_string(x) + ' ';  // "%f "
+    if (representable<T>(x)) {
+      set(k, nearest_value<T>(x));
+    } else {
+      announce(k);
+      refuse(k, value_text(x));
+    }
+    return true;
+  }
+
+  std::string next_word() {
+    o_.flush();
+    std::string word;
+    if (!in_.getword(word)) end_of_input();
+    return word;
+  }
+
+  bool not_a_number(const std::string& word) {
+    o_.flush();
+    std::cerr << "not a number: " << word << '\n';
+    return false;
+  }
+
+  void describe(long k) {
+    o_.ow("pref. ").ow(k, 3).ow(": value meanings").nl();
+    const Indent indent(o_);
+    for (const typename MatPrefT<T>::Meaning& meaning : table_.meanings(k)) {
+      if (!(table_.getmin(k) <= meaning.value && meaning.value <= table_.getmax(k))) continue;
+      o_.ow("value ").ow(right(value_text(meaning.value), 6)).ow(" means ").ow(meaning.text).nl();
+    }
+    o_.nl();
+    o_.ow("actual value = ").ow(right(value_text(table_.getval(k)), 12)).nl();
+    o_.ow("future value = ").ow(right(value_text(table_.getfut(k)), 12)).nl();
+  }
+
+  void set(long k, T v) {
+    announce(k);
+    if (!table_.newval(k, v)) {
+      refuse(k, value_text(v));
+      return;
+    }
+    o_.ow("set to ").ow(right(value_text(v), 12));
+    std::string text;
+    if (table_.gethlp(k, v, text)) o_.ow(" (").ow(text).ow(")");
+    o_.nl();
+  }
+
+  /// The beginning of the answer, once the command is complete.
+  void announce(long k) {
+    trace_ += '\n';
+    o_.ow("pref. ").ow(k, 3).ow(" [").ow(table_.getlabel(k)).ow("]: value ");
+  }
+
+  void refuse(long k, const std::string& value) {
+    o_.ow(value)
+        .ow(" out of range [")
+        .ow(value_text(table_.getmin(k)))
+        .ow(",")
+        .ow(value_text(table_.getmax(k)));
+    o_.ow("]").nl();
+  }
+
+  MatPrefT<T>& table_;
+  Ostr& o_;
+  Istr& in_;
+  std::string& trace_;
+};
+
+}  // namespace
+
+template <class T>
+void MatPrefT<T>::show(Ostr& o) const {
+  o.ow("MatPrefT: list of preferences").nl();
+  const Indent indent(o);
+  o.ow("key", 3).ow(" [").ow("label", key_length).ow("]: ").ow("description", description_length);
+  o.ow(" = ").ow("value", 8).ow(" (").ow("meaning").ow(")").nl();
+  o.nl();
+  std::string text;
+  for (long k = 0; k < count(); ++k) {
+    o.ow(k, 3).ow(" [").ow(getlabel(k), key_length).ow("]: ").ow(getdescription(k), description_length);
+    o.ow(" = ").ow(right(value_text(getval(k)), 8));
+    if (gethlp(k, getval(k), text)) o.ow(" (").ow(text).ow(")");
+    o.nl();
+  }
+}
+
+template <class T>
+long MatPrefT<T>::menu(Ostr& o, Istr& in, std::string* trace) {
+  if (count() == 0) return 0;
+  std::string unused;
+  std::string& target = trace != nullptr ? *trace : unused;
+  const std::size_t before = target.size();
+  Menu<T>(*this, o, in, target).run();
+  return trace != nullptr ? static_cast<long>(target.size() - before) : 0;
+}
+
+template void MatPrefT<long>::show(Ostr&) const;
+template void MatPrefT<double>::show(Ostr&) const;
+template long MatPrefT<long>::menu(Ostr&, Istr&, std::string*);
+template long MatPrefT<double>::menu(Ostr&, Istr&, std::string*);
+
+}  // namespace qvtx
