@@ -1,0 +1,153 @@
+// The quantizer object: construction, states, messages, the driver and the two trivial methods.
+
+#include "quant/vequan.h"
+
+#include <cmath>
+
+#include "base/random.h"
+
+namespace qvtx {
+
+const char* const VeQuan::datadone = "dataload";
+const char* const VeQuan::pinidone = "prot_ini";
+const char* const VeQuan::pfindone = "prot_fin";
+const char* const VeQuan::dinidone = "dist_ext";
+
+VeQuan::VeQuan(std::ifstream& prefs) : state(8), lpref(64), dpref(64), link(0, 3) {
+  long last = -1;
+  for (const char* name : {datadone, pinidone, pfindone, dinidone}) last = state.addstep(name, last);
+  lwork.setdim(0, 2);
+  lwork2.setdim(0, 3);
+  if (prefs) {
+    lpref.load_asc(prefs);
+    dpref.load_asc(prefs);
+  } else {
+    refuse("VeQuan: unable to read preference file");
+  }
+  find_keys();
+}
+
+const std::vector<VeQuan::KeyEntry>& VeQuan::key_entries() {
+  static const std::vector<KeyEntry> entries = {
+      {"vgswap_d", &KeyRows::vgswap_d, false}, {"vgkeep_p", &KeyRows::vgkeep_p, false},
+      {"vglink_p", &KeyRows::vglink_p, false}, {"vgcent_p", &KeyRows::vgcent_p, false},
+      {"vgrepl_p", &KeyRows::vgrepl_p, false}, {"vgerrors", &KeyRows::vgerrors, false},
+      {"vgmemory", &KeyRows::vgmemory, false}, {"vgdimloc", &KeyRows::vgdimloc, false},
+      {"vglpmaxp", &KeyRows::vglpmaxp, false}, {"tdgdtype", &KeyRows::tdgdtype, false},
+      {"tdxp", &KeyRows::tdxp, false},         {"tdgb", &KeyRows::tdgb, true},
+      {"tdns", &KeyRows::tdns, true},          {"tdng", &KeyRows::tdng, true},
+      {"tdnm", &KeyRows::tdnm, true},          {"tdxs", &KeyRows::tdxs, true},
+      {"tdxg", &KeyRows::tdxg, true},          {"tdxm", &KeyRows::tdxm, true},
+  };
+  return entries;
+}
+
+void VeQuan::find_keys() {
+  for (const KeyEntry& entry : key_entries()) {
+    keys.*entry.row = entry.real ? dpref.getkey(entry.name) : lpref.getkey(entry.name);
+  }
+}
+
+long VeQuan::step(const char* name) const {
+  const long k = state.getstep(name);
+  if (k < 0) state.badstep(k);
+  return k;
+}
+
+int VeQuan::done(const char* name) const { return state.getflag(step(name)); }
+
+void VeQuan::say(const char* text) const {
+  if (verbose) os.ow(prefix).ow(text).flush();
+}
+
+void VeQuan::refuse(const char* text) const { os.fresh().ow(prefix).ow(text).nl().flush(); }
+
+void VeQuan::shuffle(MatFullL& order) {
+  long* cell = order.data();
+  const long n = order.nrow();
+  for (long i = n - 1; i >= 0; --i) {
+    const long j = draw_index(n);
+    const long other = cell[j];
+    cell[j] = cell[i];
+    cell[i] = other;
+  }
+}
+
+void VeQuan::progress_begin(const char* text, long n) const {
+  if (!verbose) return;
+  say(text);
+  os.nl().lb(n);
+}
+
+void VeQuan::progress_step(const char* label, double (VeQuan::*error)()) {
+  if (!verbose) return;
+  os.lp(0);  // one line per iteration, so that a log of the run shows them all
+  if (lpref.getval(keys.vgerrors)) os.ow(label).ow((this->*error)(), 7, 4);
+}
+
+void VeQuan::progress_end() const {
+  if (verbose) os.le().flush();
+}
+
+long VeQuan::getnumber() {
+  const long n = std::lround(static_cast<double>(dat.nrow()) * dkey("vgvqcora"));
+  return n < 1 ? 1 : n;
+}
+
+double VeQuan::getradius() { return dkey("vgvqdera"); }
+
+double VeQuan::marauto(double r) const {
+  if (!done(datadone)) return -1.0;
+  if (dat.nrow() == 0) return 0.0;
+  MatFullD columns, distances, summary;
+  dat.mmm(columns);
+  dat.sdav(columns, 0, distances, no_bound);
+  distances.mmm(summary);
+  return 2.0 * (1.0 - r) * summary(0, 0);
+}
+
+long VeQuan::vq() {
+  const char* const no_file = nullptr;
+  const long selected = lkey("vgvqdvqm");
+  switch (selected) {
+    case 1: return nq();
+    case 2: return gc();
+    case 3: return lbg(getnumber());
+    case 4: return dlbg(getradius());
+    case 5: return cl(getnumber(), no_file);
+    case 6: return fcl(getnumber(), no_file);
+    case 7: return ng(getnumber(), no_file);
+    case 8: return nw(getradius(), no_file);
+    case 9: return xn(getradius());
+    case 10: return som(getnumber(), dkey("vsomd12 "), no_file);
+    default: return selected;
+  }
+}
+
+int VeQuan::nq() {
+  if (!prot_ini(dat.nrow(), 4)) {
+    say_line("nq: failed when copying data!");
+    return 0;
+  }
+  say_line("nq: data copied.");
+  return prot_fin("No quantization", 1);
+}
+
+int VeQuan::gc() {
+  if (!prot_ini(1, 2)) {
+    say_line("gc: failure!");
+    return 0;
+  }
+  say_line("gc: G-center computed.");
+  return prot_fin("G-center", 1);
+}
+
+void VeQuan::say_line(const char* text) const {
+  if (verbose) os.ow(prefix).ow(text).nl();
+}
+
+void VeQuan::say_end(const char* text) const {
+  if (verbose) os.ow(text).nl();
+}
+
+}  // namespace qvtx

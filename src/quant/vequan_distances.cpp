@@ -1,0 +1,360 @@
+// Distances between the prototypes: in space, along the graph, and their mix.
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+
+#include "graph/graph_paths.h"
+#include "graph/laplacian.h"
+#include "matrix/row_search.h"
+#include "quant/vequan.h"
+
+namespace qvtx {
+
+namespace {
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+/// Smallest and largest positive number met.
+struct Extremes {
+  double min = infinity;
+  double max = 0.0;
+
+  void take(double v) {
+    if (!(v > 0.0)) return;
+    if (v < min) min = v;
+    if (v > max) max = v;
+  }
+  void take(const double* row, long n) {
+    for (long j = 0; j < n; ++j) take(row[j]);
+  }
+  void close() {
+    if (max == 0.0) min = 0.0;  // nothing met
+  }
+};
+
+/// Numbers of links on shortest paths, by breadth-first walks over a flat copy of the links.
+class LinkCounts {
+ public:
+  explicit LinkCounts(const MatLinkD& links) {
+    const long n = links.nnode();
+    first_.push_back(0);
+    for (long i = 0; i < n; ++i) {
+      for (long k = links.head(i); k >= 0; k = links.next(k, i)) neighbours_.push_back(static_cast<int>(links.other(k, i)));
+      first_.push_back(neighbours_.size());
+    }
+    seen_.assign(static_cast<std::size_t>(n), -1);
+    queue_.resize(static_cast<std::size_t>(n));
+  }
+
+  /// Links to the node that is the farthest from src in links, unreachable ones left out.
+  long farthest(long src) {
+    const int stamp = static_cast<int>(src);  // a walk's own mark, so that nothing is cleared between walks
+    std::size_t reached = 0, level_end = 0;
+    long hops = -1;
+    seen_[static_cast<std::size_t>(src)] = stamp;
+    queue_[reached++] = stamp;
+    for (std::size_t next = 0; next < reached; ++next) {
+      if (next == level_end) {
+        ++hops;
+        level_end = reached;
+      }
+      const std::size_t u = static_cast<std::size_t>(queue_[next]);
+      for (std::size_t e = first_[u]; e < first_[u + 1]; ++e) {
+        int& seen = seen_[static_cast<std::size_t>(neighbours_[e])];
+        if (seen == stamp) continue;
+        seen = stamp;
+        queue_[reached++] = neighbours_[e];
+      }
+    }
+    return hops;
+  }
+
+ private:
+  std::vector<std::size_t> first_;  // n + 1: where the neighbours of each node begin
+  std::vector<int> neighbours_;
+  std::vector<int> seen_;           // n: the last walk that reached the node
+  std::vector<int> queue_;          // n
+};
+
+}  // namespace
+
+/// One pass over all prototypes: rows are read back or computed, stored where that is asked for, and measured.
+class VeQuan::DistancePass {
+ public:
+  /// memory: 0 no row is stored, 1 distance rows, 2 path rows too.
+  DistancePass(VeQuan& quantizer, long memory)
+      : vq_(quantizer), memory_(memory), n_(quantizer.prot.nrow()), search_(quantizer.prot) {
+    graph_ = vq_.lpref.getval(vq_.keys.vglink_p) != 0;
+    linked_ = graph_ && vq_.link.nlive() > 0;
+    weight_ = linked_ ? vq_.balance() : 0.0;
+    laplacian_ = vq_.has_laplacian();
+    if (graph_ && !laplacian_) routes_ = std::make_unique<GraphPaths>(vq_.link, 1);
+    if (linked_) counts_ = std::make_unique<LinkCounts>(vq_.link);
+  }
+
+  void take(long i) {
+    const double* const e = space(i);
+    space_.take(e, n_);
+    if (!graph_) return;
+    const double* const g = graph(i);
+    if (!linked_) return;
+    graph_range_.take(g, n_);
+    hops_ = std::max(hops_, counts_->farthest(i));
+    if (weight_ > 0.0) mix(e, g);
+  }
+
+  void close() {
+    space_.close();
+    graph_range_.close();
+    mixed_.close();
+    if (!(weight_ > 0.0)) mixed_ = space_;
+  }
+
+  const Extremes& space_range() const { return space_; }
+  const Extremes& graph_range() const { return graph_range_; }
+  const Extremes& mixed_range() const { return mixed_; }
+  long hops() const { return hops_; }
+
+ private:
+  const double* space(long i) {
+    MatFullD& stored = vq_.sdist[i];
+    if (stored.nrow() == n_ && n_ > 0) return stored.data();
+    MatFullD& row = memory_ >= 1 ? stored : space_scratch_;
+    if (search_.usable()) {
+      row.setdim(n_, 1);
+      row.setrows(n_, 0.0);
+      search_.distances(vq_.prot.row(i), row.data());
+    } else {
+      vq_.prot.sdav(i, row, no_bound);
+    }
+    row(i, 0) = 0.0;
+    return row.data();
+  }
+
+  /// The graph row, and the path row where it is stored.
+  const double* graph(long i) {
+    MatFullL& path = vq_.paths[i];
+    const bool wants_path = memory_ >= 2 && path.nrow() != n_;
+    MatFullD& stored = vq_.gdist[i];
+    if (laplacian_) {
+      if (wants_path) order_by_distance(stored, i, path);
+      return stored.data();
+    }
+    if (stored.nrow() == n_ && !wants_path) return stored.data();
+    MatFullD& row = memory_ >= 1 ? stored : graph_scratch_;
+    row.setdim(n_, 1);
+    row.setrows(n_, -1.0);
+    if (wants_path) {
+      path.setdim(n_, 2);
+      path.setrows(n_, -1);
+    }
+    routes_->row(i, row.data(), wants_path ? path.data() : nullptr);
+    return row.data();
+  }
+
+  void mix(const double* e, const double* g) {
+    const double w = weight_;
+    for (long j = 0; j < n_; ++j) {
+      if (g[j] > 0.0) mixed_.take((1.0 - w) * e[j] + w * g[j]);
+    }
+  }
+
+  VeQuan& vq_;
+  const long memory_;
+  const long n_;
+  RowSearch search_;
+  bool graph_ = false;      // "vglink_p" asks for links
+  bool linked_ = false;     // and there are some
+  bool laplacian_ = false;  // their distances come from the Laplacian
+  double weight_ = 0.0;
+  std::unique_ptr<GraphPaths> routes_;
+  std::unique_ptr<LinkCounts> counts_;
+  MatFullD space_scratch_, graph_scratch_;
+  Extremes space_, graph_range_, mixed_;
+  long hops_ = 0;
+};
+
+int VeQuan::dist_ini(int quick) {
+  const long k = step(dinidone);
+  const bool current = distances_current();
+  if (current && state.getflag(k) && !key_changed(dpref, "tdgb")) {
+    say_line("dist_ini: distances already computed");
+    return state.setflag(k);
+  }
+  if (!state.shutflag(k)) return 0;
+  if (!current) forget_distances();
+  size_distance_stores();
+  if (quick) return state.setflag(k);
+  dkey("tdgb");
+  for (const char* key : {"tdgdtype", "tdctdtwt", "tdctdlnf"}) lkey(key);
+  dkey("tdctdakp");
+  if (has_laplacian() && !current && !laplacian_rows()) {
+    forget_distances();
+    return 0;
+  }
+  measure_distances();
+  dac = signature();
+  dist_valid = true;
+  return state.setflag(k);
+}
+
+VeQuan::DistanceSignature VeQuan::signature() const {
+  return {prot.nrow() * prot.ncol() * link.nlive(), MatFullD::mesp, MatFullD::miex};
+}
+
+template <class T>
+bool VeQuan::key_changed(const MatPrefT<T>& table, const char* key) {
+  return table.changed(table.getkey(key));
+}
+
+bool VeQuan::distances_current() const {
+  return dist_valid && dac == signature() && !key_changed(lpref, "tdgdtype") && !key_changed(lpref, "tdctdtwt") &&
+         !key_changed(lpref, "tdctdlnf") && !key_changed(dpref, "tdctdakp");
+}
+
+void VeQuan::forget_distances() {
+  paths.setdim(0);
+  gdist.setdim(0);
+  sdist.setdim(0);
+  dist_valid = false;
+}
+
+void VeQuan::size_distance_stores() {
+  paths.setdim(prot.nrow());
+  gdist.setdim(prot.nrow());
+  sdist.setdim(prot.nrow());
+}
+
+void VeQuan::measure_distances() {
+  const long n = prot.nrow();
+  const long memory = lkey("vgmemory");
+  const bool bar = verbose && !has_laplacian();
+  if (bar) {
+    const bool reading = memory == 0 || dist_valid;  // rows kept from the last computation
+    os.ow(prefix).ow("dist_ini: computing min. and max. distances (").ow(reading ? "reading)" : "storing)");
+    os.wbb(n, 60);
+  }
+  DistancePass pass(*this, memory);
+  for (long i = n - 1; i >= 0; --i) {
+    pass.take(i);
+    if (bar) os.wbp();
+  }
+  if (bar) os.wbe();
+  pass.close();
+  record("tdns", pass.space_range().min);
+  record("tdng", pass.graph_range().min);
+  record("tdnm", pass.mixed_range().min);
+  record("tdxs", pass.space_range().max);
+  record("tdxg", pass.graph_range().max);
+  record("tdxm", pass.mixed_range().max);
+  lkey("tdxp");
+  lpref.newval(keys.tdxp, pass.hops());
+  lkey("tdxp");
+  print_range("space", "tdns", "tdxs");
+  print_range("mixed", "tdnm", "tdxm");
+  print_range("graph", "tdng", "tdxg");
+}
+
+void VeQuan::record(const char* key, double value) {
+  dkey(key);  // a missing key is reported by its name
+  dpref.newval(dpref.getkey(key), value);
+  dkey(key);
+}
+
+void VeQuan::print_range(const char* name, const char* min, const char* max) const {
+  if (!verbose) return;
+  os.ow(prefix).ow(name).ow(" dist.: [").ow(dpref.getval(dpref.getkey(min)));
+  os.ow(",").ow(dpref.getval(dpref.getkey(max))).ow("]").nl();
+}
+
+double VeQuan::balance() const { return lpref.getval(keys.vglink_p) != 0 ? dpref.getval(keys.tdgb) : 0.0; }
+
+bool VeQuan::has_laplacian() const {
+  return lpref.getval(keys.vglink_p) != 0 && lpref.getval(keys.tdgdtype) != 0;
+}
+
+bool VeQuan::laplacian_rows() const {
+  const LaplacianOptions options = {lpref.getval(keys.tdgdtype), lpref.getval(lpref.getkey("tdctdtwt")),
+                                    lpref.getval(lpref.getkey("tdctdlnf")) != 0,
+                                    dpref.getval(dpref.getkey("tdctdakp"))};
+  say_piece("Computing the graph Laplacian: ");
+  GraphLaplacian laplacian(link, prot, options);
+  laplacian.affinities();
+  if (options.scale) {
+    say_piece("Normalizing the graph Laplacian ... ");
+    laplacian.normalize();
+  }
+  say_piece("Pseudo-inverting the graph Laplacian ... ");
+  MatFullD distances;
+  const bool regular = laplacian.distances(distances) != 0;
+  if (regular) {
+    say_end("done!");
+  } else {
+    refuse("dist_ini: singular Laplacian");
+  }
+  const long n = prot.nrow();
+  gdist.setdim(n);
+  for (long i = 0; i < n; ++i) {
+    MatFullD& row = gdist[i];
+    row.setdim(n, 1);
+    row.setrows(n, -1.0);
+    if (regular) {
+      std::copy_n(distances.row(i), n, row.data());
+    } else {
+      std::fill_n(row.data(), n, -1.0);
+      row(i, 0) = 0.0;
+    }
+  }
+  return regular;
+}
+
+const double* VeQuan::space_row(long i, MatFullD& scratch) const {
+  if (i < sdist.size() && sdist[i].nrow() == prot.nrow()) return sdist[i].data();
+  prot.sdav(i, scratch, no_bound);
+  return scratch.data();
+}
+
+const double* VeQuan::graph_row(long i, MatFullD& scratch) const {
+  if (i < gdist.size() && gdist[i].nrow() == prot.nrow()) return gdist[i].data();
+  if (has_laplacian()) {
+    laplacian_rows();
+    return gdist[i].data();
+  }
+  link.gdav(i, 1, scratch, no_bound);
+  return scratch.data();
+}
+
+const long* VeQuan::path_row(long i, MatFullL& scratch, MatFullD& scratch2) const {
+  if (i < paths.size() && paths[i].nrow() == prot.nrow()) return paths[i].data();
+  if (has_laplacian()) {
+    MatFullD distances;
+    graph_row(i, scratch2);
+    distances.copy(gdist[i]);
+    order_by_distance(distances, i, scratch);
+  } else {
+    link.gdav(i, 1, scratch, scratch2, no_bound);
+  }
+  return scratch.data();
+}
+
+void VeQuan::order_by_distance(const MatFullD& distances, long i, MatFullL& path) {
+  const long n = distances.nrow();
+  MatFullD column(n, 1);
+  column.copy(distances);
+  for (long j = 0; j < n; ++j) {
+    if (column(j, 0) < 0.0) column(j, 0) = infinity;  // another component
+  }
+  column(i, 0) = -1.0;  // ahead of its duplicates
+  MatFullL sorted;
+  column.potsort(0, sorted);
+  path.setdim(n, 2);
+  path.setrows(n, -1);
+  for (long s = 0; s < n; ++s) {
+    const long j = sorted(s, 0);
+    path(s, 0) = -1;
+    path(s, 1) = column(j, 0) < infinity ? j : -1;
+  }
+}
+
+}  // namespace qvtx

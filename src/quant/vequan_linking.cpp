@@ -1,0 +1,169 @@
+// The linking step: what every quantization method ends with.
+//
+// The step reports on one line, each piece when its part of the work begins, as in
+//   VeQuan.prot_fin: centring ... linking ... computing connex components ... tearing ... 12 links cut, done!
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "quant/centroids.h"
+#include "quant/vequan.h"
+
+namespace qvtx {
+
+namespace {
+
+constexpr const char* grid_label = "Self-Organizing Map";
+constexpr const char* cluster_label = "Jarvis-Patrick";
+
+constexpr const char* rule_names[] = {"none", "e_link", "n_link", "r_link", "d_link", "h_link"};
+enum LinkRule : long { no_links = 0, by_distance = 1, by_neighbours = 2, by_tolerance = 3, by_data = 4, by_pairs = 5 };
+
+}  // namespace
+
+int VeQuan::prot_fin(const char* label, int flag) {
+  const long k = step(pfindone);
+  lpca.clear();
+  if (!state.shutflag(k)) return 0;
+  forget_distances();
+  if (prot.nrow() == 0) return 0;
+  const std::string name(label, std::min(std::strlen(label), sizeof method - 1));  // label may be `method` itself
+  std::strcpy(method, name.c_str());
+  say("prot_fin: ");
+  count_hits();
+  centre_prototypes();
+  link_prototypes(flag == 0);
+  if (lpref.getval(keys.vglink_p) != no_links) say_piece("computing connex components ... ");
+  label_components();
+  tear_links();
+  say_end("done!");
+  if (lkey("vgdimloc")) lpca_init();
+  return state.setflag(k);
+}
+
+void VeQuan::say_piece(const char* text) const {
+  if (verbose) os.ow(text).flush();
+}
+
+bool VeQuan::has_grid() const { return std::strcmp(method, grid_label) == 0 && lwork.nrow() == prot.nrow(); }
+
+void VeQuan::count_hits() {
+  MatFullL assigned;
+  assigned_prototypes(assigned);
+  std::copy_n(assigned.data(), assigned.nrow(), bmu.data());
+  std::fill_n(hits.data(), hits.nrow(), 0L);
+  for (long i = 0; i < bmu.nrow(); ++i) ++hits.data()[bmu.data()[i]];
+}
+
+void VeQuan::centre_prototypes() {
+  if (!lkey("vgcent_p")) return;
+  // A map's prototypes are held back by their neighbours on the grid, a cluster's are where the method put them.
+  if (has_grid() || std::strcmp(method, cluster_label) == 0) return;
+  say_piece("centring ... ");
+  MatFullD means;
+  means.copy(prot);
+  sum_by_prototype(dat, bmu, means);
+  for (long k = prot.nrow() - 1; k >= 0; --k) {
+    if (hits(k, 0) == 0) continue;
+    divide_row(means, k, hits(k, 0));
+    prot.copy(k, means, k);
+  }
+}
+
+void VeQuan::link_prototypes(bool keep) {
+  const long rule = lkey("vglink_p");
+  name_links();
+  if (rule == no_links) {
+    say_piece("checking links ... ");
+    clear_links();
+    return;
+  }
+  const bool grid = has_grid();
+  if (grid || (keep && link.nnode() == prot.nrow())) {
+    say_piece("keeping links ... ");
+    if (grid) restore_grid();
+  } else {
+    say_piece("linking ... ");
+    clear_links();
+    apply_rule(rule);
+  }
+  link.setpos(prot, 1);
+  if (grid) link.setpos(lwork, 2);
+}
+
+void VeQuan::clear_links() {
+  link.setdim(prot.nrow(), 3);
+  if (prot.nrow() > 0) link.addrow(prot.nrow());
+}
+
+void VeQuan::restore_grid() {
+  // The links are gone when the rule was 0 for a while; a map that lost prototypes since cannot get them back.
+  if (link.nnode() == prot.nrow() && link.nlive() > 0) return;
+  clear_links();
+  if (lwork2.nrow() == 0 || lwork2(0, 0) * lwork2(0, 1) != prot.nrow()) return;
+  link.setgrd(0, lwork2(0, 0), lwork2(0, 1), static_cast<int>(lwork2(0, 2)));
+}
+
+void VeQuan::apply_rule(long rule) {
+  const long usable = usable_rule(rule);
+  if (usable != rule) say_piece("few data, n_link ... ");
+  switch (usable) {
+    case by_distance: link.e_link(0, prot, dkey("vleeps")); break;
+    case by_neighbours: link.n_link(0, prot, lkey("vlnnbr")); break;
+    case by_tolerance: link.r_link(0, prot, dkey("vlrtol")); break;
+    case by_data: link.d_link(0, prot, dat, lkey("vldnbr"), dkey("vldtol")); break;
+    case by_pairs: link.h_link(0, prot, dat, dkey("vlhtol")); break;
+    default: break;
+  }
+}
+
+long VeQuan::usable_rule(long rule) const {
+  // Rules that count data find next to nothing when the prototypes are the data themselves or nearly so.
+  const bool counts_data = rule == by_data || rule == by_pairs;
+  return counts_data && dat.nrow() < 2 * prot.nrow() ? by_neighbours : rule;
+}
+
+void VeQuan::name_links() {
+  const long rule = usable_rule(lpref.getval(keys.vglink_p));
+  linkname = rule_names[rule >= no_links && rule <= by_pairs ? rule : no_links];
+  if (rule != no_links && lwork.nrow() == prot.nrow()) linkname = "grid";
+}
+
+void VeQuan::label_components() {
+  long count = 1;  // without links the prototypes are not told apart
+  if (lpref.getval(keys.vglink_p) != no_links) {
+    count = link.connex(pidx);
+  } else {
+    pidx.setdim(prot.nrow(), 1);
+    pidx.setrows(prot.nrow(), 0);
+  }
+  compsize.setdim(count, 1);
+  compsize.setrows(count, 0);
+  for (long k = 0; k < pidx.nrow(); ++k) ++compsize(pidx(k, 0), 0);
+}
+
+void VeQuan::tear_links() {
+  torn = 0;
+  const long tree = lkey("vgteartt");
+  const long cycle = lkey("vgtearcl");
+  if (tree == 0 || has_grid() || lpref.getval(keys.vglink_p) == no_links) return;
+  say_piece("tearing ... ");
+  torn = link.tear(static_cast<int>(tree), cycle, central_prototype(), prot);
+  if (verbose) os.ow(torn).ow(" links cut, ");
+}
+
+long VeQuan::central_prototype() const {
+  if (dat.nrow() == 0) return 0;
+  MatFullD mean;
+  dat.avg(mean);
+  const long k = prot.nearest(mean, 0, no_bound);
+  return k < prot.nrow() ? k : 0;
+}
+
+long VeQuan::lpca_init() {
+  lpca.verbose = verbose;
+  return lpca.init(dat, bmu, link);
+}
+
+}  // namespace qvtx

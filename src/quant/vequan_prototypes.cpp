@@ -1,0 +1,290 @@
+// Loading, saving, initialising and counting prototypes, and the steps that the methods share.
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "quant/vequan.h"
+
+namespace qvtx {
+
+namespace {
+
+/// Rows by which the per-prototype columns grow: n where the number is fixed beforehand, else a share of the data that
+/// shrinks with the dimension, within 100..800.
+long growth_step(long n, long ndata, long dim) {
+  if (n >= 5) return n;
+  return std::clamp((ndata / 10) / (dim + 1), 100L, 800L);
+}
+
+template <class T>
+void reset(MatFullT<T>& m, long rows, long cols, T fill) {
+  m.setdim(rows, cols);
+  m.setrows(rows, fill);
+}
+
+}  // namespace
+
+int VeQuan::protload(const char* file, int binary) {
+  const long k = step(pinidone);
+  if (!state.shutflag(k) || file == nullptr) return 0;
+  say("protload: ");
+  const int verbosity = verbose ? 1 : 0;
+  if (!(binary ? prot.load_bin(file, verbosity) : prot.load_asc(file, verbosity))) {
+    prot.setdim(0, dat.ncol());
+    return 0;
+  }
+  return take_prototypes();
+}
+
+int VeQuan::protload(MatFullD& m, int copy) {
+  if (!state.shutflag(step(pinidone))) return 0;
+  say("protload: loading from memory ...");
+  if (copy) {
+    prot.copy(m);
+  } else {
+    prot.swap(m);
+  }
+  say_end("done!");
+  return take_prototypes();
+}
+
+int VeQuan::take_prototypes() {
+  if (prot.ncol() != dat.ncol()) {
+    say_line("protload: sizes don't agree!");
+    prot.setdim(0, dat.ncol());
+    return 0;
+  }
+  // prot_ini keeps the loaded rows only when "vgkeep_p" says so.
+  return prot_ini(0, 0) ? prot_fin("Loaded prototypes", 1) : 0;
+}
+
+int VeQuan::protsave(const char* file, int binary) const {
+  if (!done(pinidone) || file == nullptr) return 0;
+  say("protsave: ");
+  const int verbosity = verbose ? 1 : 0;
+  return binary ? prot.save_bin(file, verbosity) : prot.save_asc(file, verbosity, 1);
+}
+
+int VeQuan::protsave(MatFullD& m) const {
+  if (!done(pinidone)) return 0;
+  say("protsave: saving in memory ...");
+  m.copy(prot);
+  say_end("done!");
+  return 1;
+}
+
+int VeQuan::prot_ini(long n, int how) {
+  lpca.clear();
+  const long k = step(pinidone);
+  if (!state.shutflag(k)) return 0;
+  method[0] = '\0';
+  say("prot_ini: initializing prototypes ... ");
+  for (const char* key : {"vgswap_d", "vgkeep_p", "vgrepl_p", "vgerrors", "vgmemory", "vglpmaxp"}) lkey(key);
+  const long grow = growth_step(n, dat.nrow(), dat.ncol());
+  const bool keep = lpref.getval(keys.vgkeep_p) != 0 || n < 0;
+  if (!keep || prot.nrow() == 0) {
+    if (!first_prototypes(n, how, grow)) return prot_ini_failed();
+  } else if (prot.ncol() != dat.ncol()) {
+    return prot_ini_failed();
+  }
+  prot.setinc(grow);
+  reset_bookkeeping(grow);
+  say_end("done!");
+  return state.setflag(k);
+}
+
+int VeQuan::prot_ini_failed() const {
+  say_end("failed!");
+  return 0;
+}
+
+bool VeQuan::first_prototypes(long n, int how, long grow) {
+  if (how == 4) {
+    prot.copy(dat);
+    return prot.nrow() == dat.nrow();
+  }
+  const long rows = std::max(n, 0L);
+  prot.setdim(grow, dat.ncol());
+  prot.setrows(rows, 0.0);
+  if (prot.nrow() != rows) return false;  // out of memory
+  if (rows == 0 || how == 3) return true;
+  if (how == 1) {
+    prot.random(0, 0.0, 1.0, 0, -1, 0, -1);  // the unit cube, whatever the scale of the data
+  } else if (how == 2) {
+    if (dat.nrow() == 0) return true;
+    MatFullD mean;
+    dat.avg(mean);
+    for (long i = rows - 1; i >= 0; --i) prot.copy(i, mean, 0);
+  } else {
+    prot.raseli(dat, 0, rows);
+  }
+  return true;
+}
+
+void VeQuan::reset_bookkeeping(long grow) {
+  const long nprot = prot.nrow();
+  const long ndata = dat.nrow();
+  pval.setinc(grow);
+  hits.setinc(grow);
+  reset(pval, nprot, 1, 0.0);
+  reset(hits, nprot, 1, 0L);
+  reset_order();
+  reset(ddis, ndata, 1, 0.0);
+  reset(bmu, ndata, 1, -1L);
+  reset(bmucnt, ndata, 2, 0L);
+  clear_links();
+  pidx.setdim(0, 1);
+  compsize.setdim(0, 1);
+  lwork.setdim(0, 2);
+  lwork2.setdim(0, 3);
+  reset_caches();
+}
+
+void VeQuan::reset_order() {
+  order.setdim(dat.nrow(), 1);
+  order.setrows(dat.nrow(), 0);
+  order.setidx(0, 0, 1);
+}
+
+void VeQuan::reset_caches() {
+  // A store keeps its matrices when its size does not change, so it is emptied first.
+  lvor.setdim(0);
+  dvor.setdim(0);
+  lvor.setdim(2 * prot.nrow());
+  dvor.setdim(2 * prot.nrow());
+  forget_distances();
+}
+
+int VeQuan::prot_bmu(long i, double r) {
+  const long before = bmu(i, 0);
+  double bound = r;
+  if (before >= 0 && before < prot.nrow()) {
+    const double d = prot.sdas(before, dat, i, no_bound);
+    if (d < r) bound = d;
+  }
+  long k = prot.nearest(dat, i, bound);
+  if (k == prot.nrow()) k = add_prototype(i);
+  ++hits(k, 0);
+  if (k == before) {
+    ++bmucnt(i, 1);
+    return 0;
+  }
+  bmu(i, 0) = k;
+  ++bmucnt(i, 0);
+  bmucnt(i, 1) = 0;
+  return 1;
+}
+
+long VeQuan::add_prototype(long i) {
+  prot.addrow(dat, i);
+  pval.addrow();
+  hits.addrow();
+  const long k = prot.nrow() - 1;
+  pval(k, 0) = 0.0;
+  hits(k, 0) = 0;
+  return k;
+}
+
+void VeQuan::prot_mov(long i, double a, long k) {
+  prot.row(k);  // reports a row number out of range as an index error of the prototypes
+  prot.move(k, dat, i, a);
+}
+
+double VeQuan::prot_err() {
+  if (!done(pinidone)) return -1.0;
+  const long ndata = dat.nrow();
+  if (ndata == 0) return 0.0;
+  if (prot.nrow() == 0) return -1.0;
+  MatFullL nearest;
+  assigned_prototypes(nearest);
+  const long* k = nearest.data();
+  double sum = 0.0;
+  for (long i = ndata - 1; i >= 0; --i) {
+    const double d = prot.sdas(k[i], dat, i, no_bound);
+    sum += d * d;
+  }
+  return 0.5 * sum / static_cast<double>(ndata);
+}
+
+void VeQuan::assigned_prototypes(MatFullL& out) const {
+  out.copy(bmu);
+  const long nprot = prot.nrow();
+  const long unassigned = out.nrow() - out.count(0, 0, nprot - 1);
+  if (unassigned == 0) return;
+  if (unassigned == out.nrow()) {  // before the first epoch
+    nearest_rows(prot, dat, out);
+    return;
+  }
+  MatFullL missing, found;
+  MatFullD rows;
+  for (long i = 0; i < out.nrow(); ++i) {
+    if (out(i, 0) >= 0 && out(i, 0) < nprot) continue;
+    missing.addrow();
+    missing(missing.nrow() - 1, 0) = i;
+  }
+  rows.copy(dat, missing, 0);
+  nearest_rows(prot, rows, found);
+  for (long r = 0; r < missing.nrow(); ++r) out(missing(r, 0), 0) = found(r, 0);
+}
+
+long VeQuan::prot_rep(int replace) {
+  const long threshold = lpref.getval(keys.vglpmaxp);
+  const bool redraw = replace != 0 && lpref.getval(keys.vgrepl_p) != 0;
+  long dead = 0;
+  for (long k = prot.nrow() - 1; k >= 0; --k) {
+    if (hits(k, 0) <= threshold) {
+      ++dead;
+      if (redraw) prot.raseli(dat, k, 1);
+    }
+    hits(k, 0) = 0;
+  }
+  return dead;
+}
+
+long VeQuan::protdel(long h) {
+  if (!done(pfindone)) return -1;
+  const bool grid = lwork.nrow() == prot.nrow();
+  std::vector<long> was(static_cast<std::size_t>(prot.nrow()));  // the number that each row had before
+  for (std::size_t k = 0; k < was.size(); ++k) was[k] = static_cast<long>(k);
+  const std::size_t before = was.size();
+  for (long k = prot.nrow() - 1; k >= 0; --k) {
+    if (hits(k, 0) != h) continue;
+    std::swap(was[static_cast<std::size_t>(k)], was.back());
+    was.pop_back();
+    drop_prototype(k, grid);
+  }
+  const long deleted = static_cast<long>(before - was.size());
+  if (deleted == 0) return 0;
+  renumber_data(was, before);
+  if (verbose) os.ow(prefix).ow("protdel: ").ow(deleted).ow(" units removed").nl();
+  prot_fin(method, 1);
+  return deleted;
+}
+
+void VeQuan::drop_prototype(long k, bool grid) {
+  const long last = prot.nrow() - 1;
+  prot.swaprows(k, last);
+  pval.swaprows(k, last);
+  hits.swaprows(k, last);
+  prot.setrows(last, 0.0);
+  pval.setrows(last, 0.0);
+  hits.setrows(last, 0);
+  link.delrow(k);  // exchanges the nodes in the same way
+  if (!grid) return;
+  lwork.swaprows(k, last);
+  lwork.setrows(last, 0.0);
+}
+
+void VeQuan::renumber_data(const std::vector<long>& was, std::size_t before) {
+  std::vector<long> now(before, -1);
+  for (std::size_t k = 0; k < was.size(); ++k) now[static_cast<std::size_t>(was[k])] = static_cast<long>(k);
+  for (long i = 0; i < bmu.nrow(); ++i) {
+    long& k = bmu.data()[i];
+    k = k >= 0 && k < static_cast<long>(before) ? now[static_cast<std::size_t>(k)] : -1;
+  }
+}
+
+long VeQuan::protnbr(long h) const { return done(pfindone) ? hits.count(0, h, h) : -1; }
+
+}  // namespace qvtx

@@ -1,0 +1,86 @@
+#include "quant/winners.h"
+
+#include <cmath>
+
+namespace qvtx {
+
+namespace {
+
+/// Largest magnitude whose squares can be summed over any number of columns that fits a machine.
+constexpr double moderate = 1e150;
+
+/// False for NaN too.
+bool is_moderate(const MatFullD& m) {
+  bool ok = true;
+  const long n = m.nrow() * m.ncol();
+  for (long c = 0; c < n; ++c) ok &= std::fabs(m.data()[c]) <= moderate;
+  return ok;
+}
+
+}  // namespace
+
+int CaptureBook::capture(long d, long k) {
+  long& winner = bmu(d, 0);
+  ++hits(k, 0);
+  if (winner == k) {
+    ++bmucnt(d, 1);
+    return 0;
+  }
+  winner = k;
+  ++bmucnt(d, 0);
+  bmucnt(d, 1) = 0;
+  return 1;
+}
+
+bool searches_agree(const MatFullD& dat, const MatFullD& prot) {
+  const double p = MatFullD::miex;
+  const bool minkowski = MatFullD::mesp != 'a' && MatFullD::mesp != 'c';
+  const bool exact_root = p == 2.0 || p == 1.0 || p >= 8.0;
+  return minkowski && exact_root && prot.nrow() > 0 && prot.ncol() == dat.ncol() && is_moderate(dat) &&
+         is_moderate(prot);
+}
+
+BatchWinners::BatchWinners(const MatFullD& dat, const MatFullD& prot, CaptureBook book) : book_(book) {
+  prot.nearest_all(dat, winner_);
+}
+
+OnlineWinners::OnlineWinners(VeQuan& quantizer, const MatFullD& dat, MatFullD& prot, CaptureBook book)
+    : quantizer_(quantizer),
+      dat_(dat),
+      prot_(prot),
+      book_(book),
+      agree_(searches_agree(dat, prot)),
+      search_(prot) {}
+
+int OnlineWinners::capture_packed(long d, double r) {
+  double distance;
+  const long k = search_.nearest(dat_.row(d), distance);
+  // A distance up to r is within prot_bmu's bound, by the same inequality as in searches_agree. Beyond r its margin
+  // and the creation of prototypes are its own business.
+  if (distance <= r) return book_.capture(d, k);
+  const int changed = quantizer_.prot_bmu(d, r);
+  if (search_.size() < prot_.nrow()) search_.add_row();
+  return changed;
+}
+
+long OnlineWinners::nearest(long d) const {
+  if (packed()) return search_.nearest(dat_.row(d));
+  const long k = book_.bmu(d, 0);
+  if (k >= 0 && k < prot_.nrow()) {
+    const long found = prot_.nearest(dat_, d, prot_.sdas(k, dat_, d, no_bound));
+    // Exponents whose root loses a tiny sum can leave the bound below every row.
+    if (found < prot_.nrow()) return found;
+  }
+  return prot_.nearest(dat_, d, no_bound);
+}
+
+void OnlineWinners::move(long d, double a, long k) {
+  quantizer_.prot_mov(d, a, k);
+  moved(k);
+}
+
+void OnlineWinners::moved(long k) {
+  if (packed()) search_.update_row(k);
+}
+
+}  // namespace qvtx

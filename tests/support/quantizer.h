@@ -1,0 +1,136 @@
+#pragma once
+// What the quantizer's tests share: a quantizer with the default settings whose members can be set and looked at, data
+// made in memory, and a console that is caught instead of printed.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <initializer_list>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "base/ostr.h"
+#include "base/random.h"
+#include "quant/vequan.h"
+
+namespace qvtx::test {
+
+/// Sends the console `os` into a string for the lifetime of the object.
+class CaughtConsole {
+ public:
+  CaughtConsole() : before_(os) { os = Ostr(text_); }
+  ~CaughtConsole() { os = before_; }
+  CaughtConsole(const CaughtConsole&) = delete;
+  CaughtConsole& operator=(const CaughtConsole&) = delete;
+
+  /// Everything printed since the last call.
+  std::string take() {
+    std::string text = text_.str();
+    text_.str("");
+    return text;
+  }
+
+ private:
+  Ostr before_;
+  std::ostringstream text_;
+};
+
+/// The shipped preference file, open for reading.
+inline std::ifstream default_preferences() { return std::ifstream(QVTX_SOURCE_DIR "/examples/Qvtx.prf"); }
+
+/// A quantizer whose inner state is open to tests.
+class OpenQuantizer : public VeQuan {
+ public:
+  OpenQuantizer() : OpenQuantizer(default_preferences()) {}
+  explicit OpenQuantizer(std::ifstream&& prefs) : VeQuan(prefs) {}
+
+  using VeQuan::balance;
+  using VeQuan::bmu;
+  using VeQuan::bmucnt;
+  using VeQuan::dat;
+  using VeQuan::ddis;
+  using VeQuan::dwork;
+  using VeQuan::hits;
+  using VeQuan::keys;
+  using VeQuan::link;
+  using VeQuan::lwork;
+  using VeQuan::lwork2;
+  using VeQuan::method;
+  using VeQuan::order;
+  using VeQuan::pidx;
+  using VeQuan::progress_begin;
+  using VeQuan::progress_end;
+  using VeQuan::progress_step;
+  using VeQuan::prot;
+  using VeQuan::pval;
+  using VeQuan::ridx;
+  using VeQuan::shuffle;
+  using VeQuan::state;
+
+  /// Sets the future value of a key of either table. Fails the test when the key is missing or refuses the value.
+  void setkey(const char* key, double value) {
+    const long k = lpref.getkey(key);
+    const int ok = k >= 0 ? lpref.newval(k, static_cast<long>(value)) : dpref.newval(dpref.getkey(key), value);
+    EXPECT_EQ(1, ok) << key << " refuses " << value;
+  }
+};
+
+/// m becomes the rows given, all of the same length.
+inline void fill(MatFullD& m, const std::vector<std::vector<double>>& rows) {
+  m.setdim(static_cast<long>(rows.size()), rows.empty() ? 1 : static_cast<long>(rows[0].size()));
+  m.setrows(static_cast<long>(rows.size()), 0.0);
+  double* cell = m.data();
+  for (const std::vector<double>& row : rows) {
+    for (double x : row) *cell++ = x;
+  }
+}
+
+/// The rows of a matrix, for comparisons.
+template <class Matrix>
+std::vector<std::vector<typename Matrix::value_type>> rows_of(const Matrix& m) {
+  std::vector<std::vector<typename Matrix::value_type>> rows;
+  for (long i = 0; i < m.nrow(); ++i) rows.emplace_back(m.row(i), m.row(i) + m.ncol());
+  return rows;
+}
+
+/// n points of d coordinates, uniform in 0..1, from a seed of their own; the program's generator is left as it was.
+inline void uniform_points(MatFullD& m, long n, long d, unsigned long seed) {
+  const RandomState before = getrandom();
+  setseed(seed);
+  m.setdim(n, d);
+  m.setrows(n, 0.0);
+  for (long c = 0; c < n * d; ++c) m.data()[c] = u_rand();
+  setrandom(before);
+}
+
+/// A silent quantizer, a caught console, the Euclidean distance and a seeded generator for every test.
+class QuantizerTest : public ::testing::Test {
+ protected:
+  QuantizerTest() {
+    MatFullD::mesp = 'm';
+    MatFullD::miex = 2.0;
+    setseed(default_seed);
+  }
+  ~QuantizerTest() override {
+    MatFullD::mesp = 'm';
+    MatFullD::miex = 2.0;
+  }
+
+  /// Loads rows, or n uniform points of d coordinates, as data.
+  void load(const std::vector<std::vector<double>>& rows) {
+    MatFullD m;
+    fill(m, rows);
+    ASSERT_EQ(1, vq.dataload(m, 0));
+  }
+  void load_uniform(long n, long d, unsigned long seed = 1) {
+    MatFullD m;
+    uniform_points(m, n, d, seed);
+    ASSERT_EQ(1, vq.dataload(m, 0));
+  }
+
+  CaughtConsole console;
+  OpenQuantizer vq;
+};
+
+}  // namespace qvtx::test
