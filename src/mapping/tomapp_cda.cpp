@@ -1,0 +1,102 @@
+// Curvilinear component analysis (Demartines and Herault, "Curvilinear component analysis", IEEE Trans. Neural
+// Networks 8(1), 1997); with graph distances curvilinear distance analysis (Lee, Lendasse, Verleysen, "Curvilinear
+// distance analysis versus Isomap", ESANN 2002).
+
+#include <cmath>
+
+#include "mapping/input_distances.h"
+#include "mapping/mapping_kernels.h"
+#include "mapping/tomapp.h"
+
+namespace qvtx {
+
+long ToMapp::cda(long dim, const char* file) {
+  if (dim < 1) return 0;
+  MatParaD sched;
+  if (file && load_schedule(sched, file, "default.cmp", 1)) return cda(dim, sched);
+  say_line("cda: using default parameters");
+  sched.setdim(lkey("tcdepoq "), 2);
+  sched.setrows(sched.nall(), 0.0);
+  const double aini = dkey("tcdaini ");
+  const double afin = dkey("tcdafin ");
+  const double lini = dkey("tcdlini ");
+  const double lfin = dkey("tcdlfin ");
+  sched.set(3, 0, aini, afin, 0, -1);
+  sched.set(3, 1, lini, lfin, 0, -1);
+  return cda(dim, sched);
+}
+
+long ToMapp::cda(long dim, const MatParaD& sched) {
+  if (dim < 1) return 0;
+  if (!dist_ini(0)) return 0;
+  nbwidth.setdim(prot.nrow(), 1);
+  nbwidth.setrows(prot.nrow(), dpref.getval(keys.tdxm));
+  lpref.commit(ktcdnwt);
+  lpref.commit(ktcdnwf);
+  mapr_ini(dim, static_cast<int>(lkey("tcdinm  ")));
+  if (!sched.control(2)) {
+    refuse("cda: al not parametric");
+    return 0;
+  }
+  progress_begin("cda: mapping ... ", sched.nrow());
+  for (long t = 0; t < sched.nrow(); ++t) {
+    mapping_progress(" E=", true);
+    if (!cda_itr(sched.get(t, 0), sched.get(t, 1))) break;
+  }
+  progress_end();
+  return mapr_fin("Curvilinear Component Analysis");
+}
+
+void ToMapp::shuffle_images() {
+  if (lpref.commit(ktgswap) != 0) shuffle(mpidx);
+}
+
+double ToMapp::separation() const { return dpref.getval(keys.tdgb) > 0 ? dpref.getval(keys.tdxm) : 0; }
+
+long ToMapp::cda_itr(double anow, double lnow) {
+  if (!(anow > 0 && anow <= 1)) {
+    refuse("cda_itr: anow not parametric");
+    return 0;
+  }
+  if (!(lnow > 0 && lnow <= 2)) {
+    refuse("cda_itr: lnow not parametric");
+    return 0;
+  }
+  // A start that was refused leaves images of other prototypes.
+  if (mprot.nrow() != prot.nrow() || mpidx.nrow() != prot.nrow()) return 0;
+  const bool adaptive = lpref.commit(ktcdnwt) != 0;
+  CdaPivot pivot{};
+  pivot.function = static_cast<int>(lpref.commit(ktcdnwf));
+  pivot.input_share = dpref.commit(ktcdlmds);
+  pivot.step = anow;
+  shuffle_images();
+
+  const long n = prot.nrow();
+  const MappingKernels& kernels = mapping_kernels();
+  InputDistances input(*this, balance(), false);
+  double dmax = 0;
+  double total = 0;
+  images.load(mprot);
+  const ImageView view = images.view();
+  for (long position = n - 1; position >= 0; --position) {
+    pivot.i = mpidx.get(position, 0);
+    const double* from = input.row(pivot.i);
+    const double* to = image_distances(pivot.i);
+    pivot.width = adaptive ? nbwidth(pivot.i, 0) : lnow * dpref.getval(keys.tdxm);
+    const long active = kernels.cda_move(pivot, from, to, view, &dmax);
+    if (adaptive) {
+      const double members = static_cast<double>(compsize.get(pidx.get(pivot.i, 0), 0));
+      pivot.width *= std::sqrt(lnow / (static_cast<double>(active + 1) / members));
+    }
+    nbwidth(pivot.i, 0) = pivot.width;
+    total += static_cast<double>(active);
+  }
+  images.store(mprot);
+  if (verbose) {
+    os.ow(" a=").ow(anow, 6, 3).ow(" l=").ow(lnow, 6, 3);
+    os.ow(" (").ow(total / static_cast<double>(n * n), 6, 3).ow(") d=").ow(dmax, 6, 3);
+  }
+  return mapr_rep(separation());
+}
+
+}  // namespace qvtx

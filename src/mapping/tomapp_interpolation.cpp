@@ -1,0 +1,95 @@
+// Interpolation of samples into the map and reconstruction of samples from positions, by blended local affine maps; the
+// rating of a reconstruction.
+
+#include <algorithm>
+
+#include "mapping/affine_blend.h"
+#include "mapping/tomapp.h"
+
+namespace qvtx {
+
+bool ToMapp::can_interpolate(const char* name, const MatFullD& rows, long columns) const {
+  if (!done(mfindone) || prot.nrow() == 0) return false;
+  const char* trouble = nullptr;
+  if (rows.ncol() != columns) {
+    trouble = "sizes don't agree!";
+  } else if (mprot.nnan() > 0) {
+    trouble = "mapping is not finite!";
+  }
+  if (!trouble) return true;
+  if (verbose) os.fresh().ow(prefix).ow(name).ow(": ").ow(trouble).nl();
+  return false;
+}
+
+void ToMapp::bar_begin(const char* text, long n) const {
+  if (!verbose) return;
+  os.fresh().ow(prefix).ow(text).nl();
+  os.wbb(n, 60);
+}
+
+void ToMapp::bar_step() const {
+  if (verbose) os.wbp();
+}
+
+void ToMapp::bar_end() const {
+  if (!verbose) return;
+  os.wbe();
+  os.ow("done!").nl();
+}
+
+namespace {
+
+/// n x columns zeros.
+void shape(MatFullD& m, long n, long columns) {
+  m.setdim(n, columns);
+  m.setrows(n, 0.0);
+}
+
+}  // namespace
+
+long ToMapp::cda_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj) {
+  if (!can_interpolate("cda_iv", data, prot.ncol())) return 0;
+  bar_begin("cda_iv: interpolating ... ", data.nrow());
+  AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
+  if (data.nrow() > 0) blend.shrink();
+  shape(prj, data.nrow(), mprot.ncol());
+  shape(ppr, data.nrow(), mprot.ncol());
+  BlendRows rows;
+  for (long i = data.nrow() - 1; i >= 0; --i) {
+    const bool finite = blend.position(data.row(i), prj.row(i), rows);
+    std::copy_n(finite ? mprot.row(rows.row[0]) : prj.row(i), mprot.ncol(), ppr.row(i));
+    bar_step();
+  }
+  bar_end();
+  return 1;
+}
+
+long ToMapp::cda_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp) {
+  if (!can_interpolate("cda_rd", prj, mprot.ncol())) return 0;
+  bar_begin("cda_rd: reconstructing ... ", prj.nrow());
+  AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
+  shape(jrp, prj.nrow(), prot.ncol());
+  shape(tmp, prj.nrow(), prot.ncol());
+  BlendRows rows;
+  for (long i = prj.nrow() - 1; i >= 0; --i) {
+    const bool finite = blend.sample(prj.row(i), jrp.row(i), rows);
+    std::copy_n(finite ? prot.row(rows.row[0]) : jrp.row(i), prot.ncol(), tmp.row(i));
+    bar_step();
+  }
+  bar_end();
+  return 1;
+}
+
+double ToMapp::ir_err(const MatFullD& data, const MatFullD& rec) const {
+  const double error = data.mqe(rec);
+  if (!verbose) return error;
+  const double quantization = cd_err(data);
+  const double gain = quantization == 0 ? 0 : (quantization - error) * 100 / quantization;
+  os.fresh().ow(prefix).ow("ir_err:").nl();
+  os.ow("Error without interpolation = ").ow(quantization, 1, 6).nl();
+  os.ow("Error with    interpolation = ").ow(error, 1, 6).nl();
+  os.ow("Gain = ").ow(gain, 1, 2).ow("%").nl();
+  return error;
+}
+
+}  // namespace qvtx

@@ -1,0 +1,80 @@
+// Classical multidimensional scaling (Torgerson, "Multidimensional scaling: I. Theory and method", Psychometrika 17,
+// 1952; Gower 1966) of the prototypes; with graph distances Isomap (Tenenbaum, de Silva, Langford, Science 290, 2000).
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "local/mgceigen.h"
+#include "mapping/input_distances.h"
+#include "mapping/tomapp.h"
+
+namespace qvtx {
+
+long ToMapp::mds(long dim) {
+  if (dim < 1 || prot.nrow() < 2) return 0;
+  if (!dist_ini(0)) return 0;
+  mapr_ini(dim, 0);
+  say("mds: mapping ... ");
+  if (!mds_cor()) return 0;
+  say_end("done!");
+  return mapr_fin("Multidimensional Scaling");
+}
+
+namespace {
+
+/// Both roundings to single precision belong to the method.
+double single(double x) { return static_cast<double>(static_cast<float>(x)); }
+
+/// Fills a with -D^2 / 2 of the pairs that have a distance, and returns the mean squared distance of each row.
+std::vector<double> squared_distances(InputDistances& input, double** a, long n) {
+  std::vector<double> mean(static_cast<std::size_t>(n), 0.0);
+  for (long i = n - 1; i >= 0; --i) {
+    const double* distance = input.row(i);
+    double sum = 0;
+    for (long j = n - 1; j >= 0; --j) {
+      const bool counts = j != i && !(distance[j] < 0);
+      a[i][j] = counts ? single(-0.5 * (distance[j] * distance[j])) : -0.0;
+      if (counts) sum += distance[j] * distance[j];
+    }
+    mean[static_cast<std::size_t>(i)] = sum / static_cast<double>(n);
+  }
+  return mean;
+}
+
+void double_centre(double** a, const std::vector<double>& mean) {
+  const std::size_t n = mean.size();
+  double sum = 0;
+  for (std::size_t i = n; i-- > 0;) sum += mean[i];
+  const double overall = sum / static_cast<double>(n);
+  for (std::size_t i = n; i-- > 0;)
+    for (std::size_t j = n; j-- > 0;) a[i][j] -= single(0.5 * (overall - mean[i] - mean[j]));
+}
+
+}  // namespace
+
+long ToMapp::mds_cor() {
+  const long n = prot.nrow();
+  if (n < 2 || mprot.nrow() != n) return 0;
+  mgcEigenD problem(static_cast<int>(n));
+  if (!problem.mat) return 0;
+  InputDistances input(*this, balance(), true);
+  double_centre(problem.mat, squared_distances(input, problem.mat, n));
+  const long axes = mprot.ncol();
+  const long known = std::min(axes, n);
+  problem.DecrSortEigenStuff(static_cast<int>(known));
+  if (verbose) {
+    os.ow("Eigenvalues:").nl();
+    for (long k = 0; k < known; ++k) os.ow(problem.diag[k]).nl();
+  }
+  for (long i = n - 1; i >= 0; --i) {
+    double* y = mprot.row(i);
+    // The square root of a negative eigenvalue makes its axis NaN, like the axes beyond the last eigenvalue.
+    for (long k = 0; k < known; ++k) y[k] = std::sqrt(problem.diag[k]) * problem.mat[i][k];
+    for (long k = known; k < axes; ++k) y[k] = std::numeric_limits<double>::quiet_NaN();
+  }
+  return 1;
+}
+
+}  // namespace qvtx

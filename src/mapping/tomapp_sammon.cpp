@@ -1,0 +1,89 @@
+// Sammon's nonlinear mapping (Sammon, "A nonlinear mapping for data structure analysis", IEEE Trans. Computers C-18,
+// 1969), with the pseudo-Newton step of that paper and a stochastic pass round a pivot.
+
+#include <algorithm>
+#include <cmath>
+
+#include "mapping/input_distances.h"
+#include "mapping/mapping_kernels.h"
+#include "mapping/sammon_kernels.h"
+#include "mapping/tomapp.h"
+
+namespace qvtx {
+
+long ToMapp::sammon(long dim, const char* file) {
+  if (dim < 1) return 0;
+  MatParaD sched;
+  if (file && load_schedule(sched, file, "default.smp", 1)) return sammon(dim, sched);
+  if (verbose) os.fresh().ow(prefix).ow("sammon: using default parameters").nl();
+  const long epochs = lkey("tsmepoq ");
+  sched.setdim(epochs, 2);
+  sched.setrows(epochs, 0.0);
+  const double first = dkey("tsmaini ");
+  const double last = dkey("tsmafin ");
+  sched.set(3, 0, first, last, 0, -1);
+  sched.set(1, 1, 0, 0, 0, -1);
+  const long stochastic = std::lround(static_cast<double>(epochs) * dkey("tsmstoch"));
+  if (stochastic > 0) sched.set(1, 1, 1, 1, 0, stochastic);
+  return sammon(dim, sched);
+}
+
+long ToMapp::sammon(long dim, const MatParaD& sched) {
+  if (dim < 1) return 0;
+  const int start = static_cast<int>(lkey("tsminm  "));
+  if (!dist_ini(0)) return 0;
+  if (!mapr_ini(dim, start)) return 0;
+  if (!sched.control(2)) {
+    refuse("sammon: as not parametric");
+    return 0;
+  }
+  progress_begin("sammon: mapping ... ", sched.nrow());
+  for (long t = 0; t < sched.nrow(); ++t) {
+    mapping_progress(" E=", true);
+    if (!sammon_itr(sched.get(t, 0), sched.get(t, 1))) break;
+  }
+  progress_end();
+  return mapr_fin("Sammon's Nonlinear Mapping");
+}
+
+long ToMapp::sammon_itr(double anow, double snow) {
+  if (!(anow >= 0 && anow <= 1)) {
+    refuse("sammon_itr: anow not parametric");
+    return 0;
+  }
+  if (!(snow >= 0 && snow <= 1)) {
+    refuse("sammon_itr: snow not parametric");
+    return 0;
+  }
+  const bool stochastic = snow > 0.5;
+  const long p = mprot.ncol();
+  const SammonKernels& kernels = sammon_kernels();
+  InputDistances input(*this, balance(), true);
+  shuffle_images();
+  newton_sums.setdim(2, p);
+  newton_sums.setrows(2, 0.0);
+  double* gradient = newton_sums.row(0);
+  double* curvature = newton_sums.row(1);
+  images.load(mprot);
+  const ImageView view = images.view();
+  for (long position = prot.nrow() - 1; position >= 0; --position) {
+    const long i = mpidx.get(position, 0);
+    const double* from = input.row(i);
+    const double* to = image_distances(i);
+    if (stochastic) {
+      kernels.push(i, anow, from, to, view);
+      continue;
+    }
+    kernels.newton(i, from, to, view, gradient, curvature);
+    for (long k = p - 1; k >= 0; --k) {
+      double& y = view.axes[k * view.stride + i];
+      if (curvature[k] > 0) y += anow * gradient[k] / curvature[k];
+      if (curvature[k] < 0) y -= anow * gradient[k] / curvature[k];
+    }
+  }
+  images.store(mprot);
+  if (verbose) os.ow(" a=").ow(anow, 6, 3).ow(" s=").ow(stochastic ? 'y' : 'n');
+  return mapr_rep(separation());
+}
+
+}  // namespace qvtx
