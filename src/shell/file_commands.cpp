@@ -1,0 +1,135 @@
+// Commands that load and save.
+
+#include <iostream>
+#include <sstream>
+
+#include "base/files.h"
+#include "base/prompts.h"
+#include "base/trace.h"
+#include "shell/session.h"
+
+namespace qvtx {
+
+void Session::load_data_file() {
+  do {
+    getfile(data_name_);
+  } while (!analysis_.dataload(data_file(".dat").c_str(), 1) && !analysis_.dataload(data_file(".dat").c_str(), 0));
+}
+
+Outcome Session::load_data() {
+  load_data_file();
+  return Outcome::done;
+}
+
+Outcome Session::load_all() {
+  load_data_file();
+  analysis_.load_mbf(data_file(".mbf").c_str());
+  return Outcome::done;
+}
+
+Outcome Session::load_mapping() {
+  if (analysis_.verbose) prompt("Load Mapping parameters:\n");
+  do {
+    getfile(data_name_);
+  } while (!analysis_.load_mbf(data_file(".mbf").c_str()));
+  return Outcome::done;
+}
+
+Outcome Session::save_all() {
+  const int verbose = static_cast<int>(analysis_.verbose);
+  if (verbose) prompt("Save Mapping parameters:\n");
+  std::string name;
+  getfile(name);
+  const auto file = [&name](const char* extension) { return name + extension; };
+
+  analysis_.save_mbf(file(".mbf").c_str());
+  if (analysis_.done(VeQuan::pinidone)) {
+    analysis_.protsave(file(".pro").c_str(), 0);
+    MatFullL index;
+    if (analysis_.cod(analysis_.getdat(), index)) index.save_asc(file(".cod").c_str(), verbose, 1);
+    if (analysis_.ind(analysis_.getprot(), index)) index.save_asc(file(".ind").c_str(), verbose, 1);
+  }
+  if (analysis_.done(VeQuan::pfindone)) analysis_.dgrasave(file(".crv").c_str(), 0);
+  if (analysis_.done(ToMapp::minidone)) analysis_.maprsave(file(".map").c_str());
+  if (analysis_.done(ToMapp::mfindone)) analysis_.mgrasave(file(".lnk").c_str());
+
+  const auto save_graph = [&](const MatSparT<long>& graph, const MatFullD& statistics, const char* gd, const char* st) {
+    if (graph.nrow() <= 0) return;
+    graph.save_asc(file(gd).c_str(), verbose, 1);
+    statistics.save_asc(file(st).c_str(), verbose, 1);
+  };
+  save_graph(work_.sgd, work_.sst, ".sgd", ".sst");
+  save_graph(work_.egd, work_.est, ".egd", ".est");
+  save_graph(work_.cgd, work_.cst, ".cgd", ".cst");
+
+  prompt(save_log(file(".log")) ? "  log saved!\n" : "  log failed!\n");
+  return Outcome::quiet;
+}
+
+int Session::save_log(const std::string& name) {
+  std::ostringstream text;
+  Ostr log(text);
+  write_report(log, true);
+  if (work_.jrp.nrow() > 0) {
+    log.ow("  rel. mean quad. error = ").ow(analysis_.ir_err(reference(), work_.jrp)).nl();
+  }
+  SafeFile file(name.c_str());
+  if (!file.is_open()) return 0;
+  const std::string bytes = text.str();
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file.file()) == bytes.size();
+  return written && file.commit();
+}
+
+Outcome Session::save_trace() {
+  comtrac.resize(comtrac.size() - 3);  // "st" and its line end
+  prompt("  Filename without exension? ");
+  const std::size_t mark = comtrac.size();
+  std::string name;
+  if (!is.getword(name)) end_of_input();
+  std::cerr << '\n';
+  comtrac.resize(mark);
+  savetrc((name + ".trc").c_str());
+  return Outcome::quiet;
+}
+
+Outcome Session::save_clusters() {
+  const int verbose = static_cast<int>(analysis_.verbose);
+  if (verbose) prompt("Save cluster parameters:\n");
+  std::string name;
+  getfile(name);
+  const bool prototypes = analysis_.done(VeQuan::pinidone) != 0;
+  if (prototypes) analysis_.protsave((name + ".pro").c_str(), 0);
+  if (analysis_.done(ToMapp::minidone)) analysis_.maprsave((name + ".map").c_str());
+  MatFullL codes;
+  if (prototypes && analysis_.cod(analysis_.getdat(), codes)) codes.save_bin((name + ".cod").c_str(), 1);
+  return Outcome::quiet;
+}
+
+Outcome Session::save_projections() {
+  const int verbose = static_cast<int>(analysis_.verbose);
+  if (verbose) prompt("Save proj./deproj. data:\n");
+  std::string name;
+  getfile(name);
+  work_.prj.save_asc((name + ".prj").c_str(), verbose, 1);
+  if (work_.ppr.nrow() > 0) work_.ppr.save_asc((name + ".ppr").c_str(), verbose, 1);
+  if (work_.jrp.nrow() > 0) {
+    work_.jrp.save_asc((name + ".jrp").c_str(), verbose, 1);
+    MatFullD error(1, 1);
+    error.setrows(1);
+    error(0, 0) = analysis_.ir_err(reference(), work_.jrp);
+    error.save_asc((name + ".mre").c_str(), verbose, 1);
+  }
+  return Outcome::quiet;
+}
+
+Outcome Session::save_path() {
+  long index = 0;
+  const std::string text = "Prototype index ? [0," + std::to_string(analysis_.getprot().nrow() - 1) + "]";
+  if (!ask_long(text.c_str(), index)) return Outcome::given_up;
+  std::string name;
+  getfile(name);
+  analysis_.treesave(index, (name + ".bwt").c_str());
+  return Outcome::quiet;
+}
+
+}  // namespace qvtx

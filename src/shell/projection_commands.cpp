@@ -1,0 +1,154 @@
+// Commands that project the prototypes, interpolate data through the projection and rate it.
+
+#include <iostream>
+
+#include "base/prompts.h"
+#include "shell/session.h"
+
+namespace qvtx {
+
+namespace {
+
+/// Bins per axis of a GoD graph, as a power of two.
+constexpr int god_bits = 7;
+
+bool is_command(char c1, char c2, const char* name) { return c1 == name[0] && c2 == name[1]; }
+
+}  // namespace
+
+void Session::sub_menu(const char* title, bool interpolation) const {
+  os.flush();
+  std::cerr << title << "\n    mp = mapping\n";
+  if (!interpolation) return;
+  if (analysis_.done(ToMapp::mfindone)) {
+    std::cerr << "    il = Interpolate Learning   set\n"
+              << "    iv = Interpolate Validation set\n";
+  }
+  if (work_.prj.nrow() > 0) std::cerr << "    rd = Reconstruct Data       set\n";
+}
+
+Outcome Session::projection_menu(const char* title, Mapping method, bool sammon_variants) {
+  sub_menu(title, true);
+  char c1 = 0;
+  char c2 = 0;
+  getsub(c1, c2);
+  const bool final_mapping = analysis_.done(ToMapp::mfindone) != 0;
+  if (is_command(c1, c2, "mp")) {
+    if (method) return map_prototypes(method);
+    analysis_.sommap();
+    return Outcome::done;
+  }
+  if (is_command(c1, c2, "il") && final_mapping) {
+    // From now on the reference of `rd` and `mq` is the learning set.
+    if (interpolate(analysis_.getdat(), sammon_variants)) work_.dat.setdim(0, 1);
+    return Outcome::quiet;
+  }
+  if (is_command(c1, c2, "iv") && final_mapping) return interpolate_validation(sammon_variants);
+  if (is_command(c1, c2, "rd") && work_.prj.nrow() > 0) return reconstruct(sammon_variants);
+  return bad_command(c1, c2);
+}
+
+bool Session::ask_dimension(long& dimension) {
+  if (!automatic()) return ask_long("  Output dimension (integer) ? ", dimension);
+  double confidence = 0;
+  if (!ask_double("  Confidence (0.xx) ? ", confidence)) return false;
+  if (!analysis_.getlpca().ready()) analysis_.lpca_init();
+  dimension = analysis_.getlpca().getdim(confidence, 2);
+  return true;
+}
+
+Outcome Session::map_prototypes(Mapping method) {
+  long dimension = 0;
+  if (!ask_dimension(dimension)) return Outcome::given_up;
+  (analysis_.*method)(dimension, nullptr);
+  return Outcome::done;
+}
+
+bool Session::interpolate(const MatFullD& data, bool sammon_variants) {
+  const long ok = sammon_variants ? analysis_.sammon_iv(data, work_.ppr, work_.prj, nullptr)
+                                  : analysis_.cda_iv(data, work_.ppr, work_.prj);
+  work_.reinit(1);
+  return ok != 0;
+}
+
+Outcome Session::interpolate_validation(bool sammon_variants) {
+  const int verbose = static_cast<int>(analysis_.verbose);
+  MatFullD validation;
+  std::string name;
+  do {
+    getfile(name);
+  } while (!validation.load_bin((name + ".dat").c_str(), verbose));
+  const bool interpolated = interpolate(validation, sammon_variants);
+  MatFullL codes;
+  if (!sammon_variants && analysis_.done(VeQuan::pinidone) && analysis_.cod(validation, codes)) {
+    codes.save_asc((name + ".cod").c_str(), verbose, 1);
+  }
+  // A refused set must not become the reference of positions that are not its own.
+  if (interpolated) work_.dat.swap(validation);
+  return Outcome::quiet;
+}
+
+Outcome Session::reconstruct(bool sammon_variants) {
+  if (sammon_variants) {
+    analysis_.sammon_rd(work_.prj, work_.tmp, work_.jrp, nullptr);
+  } else {
+    analysis_.cda_rd(work_.prj, work_.tmp, work_.jrp);
+  }
+  return Outcome::quiet;
+}
+
+Outcome Session::unfold_map() { return projection_menu("  Unfold SOM: ", nullptr, false); }
+
+Outcome Session::sammon() { return projection_menu("  Sammon Mapping: ", &ToMapp::sammon, true); }
+
+Outcome Session::curvilinear() {
+  return projection_menu("  Curvilinear Component Analysis: ", &ToMapp::cda, false);
+}
+
+Outcome Session::isotop() { return projection_menu("  Isotop: ", &ToMapp::isotop, false); }
+
+Outcome Session::scaling() {
+  sub_menu("  MultiDimensional Scaling: ", false);
+  char c1 = 0;
+  char c2 = 0;
+  getsub(c1, c2);
+  if (!is_command(c1, c2, "mp")) return bad_command(c1, c2);
+  long dimension = 0;
+  if (!ask_dimension(dimension)) return Outcome::given_up;
+  analysis_.mds(dimension);
+  return Outcome::done;
+}
+
+bool Session::linked() {
+  MatPrefT<long>& settings = analysis_.getlpref();
+  return settings.getval(settings.getkey("vglink_p")) != 0;
+}
+
+Outcome Session::self_god() {
+  if (analysis_.god(god_bits, work_.sgd, work_.sst, 0, 1)) work_.sgd_fell_back = !linked();
+  return Outcome::quiet;
+}
+
+Outcome Session::euclidean_god() {
+  analysis_.god(god_bits, work_.egd, work_.est, 0, 0);
+  return Outcome::quiet;
+}
+
+Outcome Session::curvilinear_god() {
+  if (analysis_.god(god_bits, work_.cgd, work_.cst, 1, 0)) work_.cgd_fell_back = !linked();
+  return Outcome::quiet;
+}
+
+Outcome Session::all_gods() {
+  self_god();
+  euclidean_god();
+  curvilinear_god();
+  return Outcome::quiet;
+}
+
+Outcome Session::mean_error() {
+  analysis_.ir_err(reference(), work_.jrp);
+  return Outcome::quiet;
+}
+
+}  // namespace qvtx

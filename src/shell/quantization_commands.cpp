@@ -1,0 +1,109 @@
+// Commands that quantize the data.
+
+#include <iostream>
+
+#include "base/prompts.h"
+#include "shell/session.h"
+
+namespace qvtx {
+
+namespace {
+
+constexpr const char* ask_neurons = "  Number of neurons (integer) ? ";
+
+}  // namespace
+
+bool Session::ask_radius(const char* text, double& radius) const {
+  if (!automatic()) return ask_double(text, radius);
+  double confidence = 0;
+  if (!ask_double("  Confidence (0.xx) ? ", confidence)) return false;
+  radius = analysis_.marauto(confidence);
+  return true;
+}
+
+Outcome Session::no_quantization() {
+  analysis_.nq();
+  return Outcome::done;
+}
+
+Outcome Session::g_center() {
+  analysis_.gc();
+  return Outcome::done;
+}
+
+Outcome Session::k_means() {
+  long n = 0;
+  if (!ask_long(ask_neurons, n)) return Outcome::given_up;
+  analysis_.lbg(n);
+  return Outcome::done;
+}
+
+Outcome Session::dynamic_k_means() {
+  double error = 0;
+  if (!ask_radius("  Mean Error (numeric) ? ", error)) return Outcome::given_up;
+  analysis_.dlbg(error);
+  return Outcome::done;
+}
+
+Outcome Session::exin() {
+  double radius = 0;
+  if (!ask_radius("  Action radius (numeric) ? ", radius)) return Outcome::given_up;
+  analysis_.xn(radius);
+  return Outcome::done;
+}
+
+Outcome Session::neural_water() {
+  double radius = 0;
+  if (!ask_radius("  Action radius (numeric) ? ", radius)) return Outcome::given_up;
+  analysis_.nw(radius, data_file(".nwp").c_str());
+  return Outcome::done;
+}
+
+Outcome Session::competitive_learning() {
+  long n = 0;
+  if (!ask_long(ask_neurons, n)) return Outcome::given_up;
+  analysis_.cl(n, data_file(".clp").c_str());
+  return Outcome::done;
+}
+
+Outcome Session::fast_competitive() {
+  long n = 0;
+  if (!ask_long(ask_neurons, n)) return Outcome::given_up;
+  analysis_.fcl(n, data_file(".clp").c_str());
+  return Outcome::done;
+}
+
+Outcome Session::neural_gas() {
+  long n = 0;
+  if (!ask_long(ask_neurons, n)) return Outcome::given_up;
+  analysis_.ng(n, data_file(".ngp").c_str());
+  return Outcome::done;
+}
+
+Outcome Session::self_organizing_map() {
+  long n = 0;
+  double ratio = 1;
+  if (!ask_long(ask_neurons, n)) return Outcome::given_up;
+  if (!ask_double("  Width/length ratio (in [1.0,#neurons]) ? ", ratio)) return Outcome::given_up;
+  analysis_.som(n, ratio, data_file(".omp").c_str());
+  return Outcome::done;
+}
+
+Outcome Session::jarvis_patrick() {
+  analysis_.jp(data_file(".jpp").c_str());
+  return Outcome::done;
+}
+
+Outcome Session::remove_lost() {
+  const long removed = analysis_.protdel(0);
+  prompt(std::to_string(removed) + " lost prototypes removed. \n");
+  return Outcome::done;
+}
+
+Outcome Session::remove_copies() {
+  const long removed = analysis_.protdel(1);
+  prompt(std::to_string(removed) + " copy prototypes removed. \n");
+  return Outcome::done;
+}
+
+}  // namespace qvtx
