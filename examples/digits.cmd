@@ -1,0 +1,14 @@
+ld
+digits
+ng
+200
+cc
+mp
+m
+2
+sm
+results/digits
+st
+results/digits
+xt
+y

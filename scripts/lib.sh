@@ -1,0 +1,23 @@
+# Shared by the scripts of this folder: sourced, not run.
+
+# need PACKAGE...: installs the Debian packages that are missing.
+need() {
+  missing=""
+  for package in "$@"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing="$missing $package"
+  done
+  [ -z "$missing" ] && return 0
+  echo "installing:$missing"
+  if [ "$(id -u)" = 0 ]; then as_root=""; else as_root="sudo"; fi
+  export DEBIAN_FRONTEND=noninteractive
+  $as_root apt-get update -q
+  $as_root apt-get install -q -y --no-install-recommends $missing
+}
+
+# build PRESET [CMAKE-OPTION...]: configures and builds one of the presets of CMakePresets.json.
+build() {
+  preset=$1
+  shift
+  cmake --preset "$preset" "$@"
+  cmake --build --preset "$preset" -j "$(nproc)"
+}
