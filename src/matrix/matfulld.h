@@ -130,28 +130,28 @@ class MatFullD : public MatFullT<double> {
   void nearest_all(const MatFullD& b, MatFullL& idx) const;
 
   // ---- Linear algebra (matfulld_svd.cpp, matfulld_inverse.cpp, matfulld_rotation.cpp, matfulld_pca.cpp) ----
-  /// Singular value decomposition of this matrix A (m x n): A = U diag(w) V'. This matrix becomes U (m x n, orthonormal
-  /// columns when m >= n), w 1 x n, v n x n. The values are not negative and not sorted; values <= tol times the
-  /// largest become 0. Golub and Reinsch (1970). Never fatal: "MatFullD.svd: svd received NaN" and "... svd produced
-  /// NaN" tell of non-finite numbers, the latter with the input saved to "svd.bin"; 30 iterations without convergence
-  /// are reported too. An empty matrix is returned unchanged, w and v as well.
+  /// Singular value decomposition of this matrix A (m x n): A = U diag(w) V'. This matrix becomes U (m x n,
+  /// orthonormal columns when m >= n), w 1 x n, v n x n. The values are not negative and not sorted; values <=
+  /// tol times the largest become 0. Golub and Reinsch (1970). Never fatal: "MatFullD.svd: svd received NaN" and
+  /// "MatFullD.svd: svd produced NaN" tell of non-finite numbers, the latter with the input saved to "svd.bin";
+  /// 30 iterations without convergence are reported too. Nothing happens to an empty matrix, w and v.
   MatFullD& svd(MatFullD& w, MatFullD& v, double tol);
-  /// Inverts this square matrix in place by LU decomposition without pivoting: the caller knows that no pivot vanishes,
-  /// as in a symmetric positive definite matrix; else the result is not finite, or inexact. The 1 x 1 matrix (0) and an
-  /// empty matrix stay as they are. Fatal: not square (a 61, dimensions form, 0).
+  /// Inverts this square matrix in place by LU decomposition without pivoting: the caller knows that no pivot
+  /// vanishes, as in a symmetric positive definite matrix; else the result is not finite, or inexact. The 1 x 1
+  /// matrix (0) and an empty matrix stay as they are. Fatal: not square (a 61, dimensions form, 0).
   MatFullD& inv();
-  /// The same; q: largest absolute row sum of A inv(A) - 1, about the relative error of the inverse times the condition.
+  /// The same; q: largest absolute row sum of A inv(A) - 1, 0 for a perfect inverse, NaN for a failed one.
   MatFullD& inv(double& q);
   /// Rotates columns i and j: (a_i, a_j) becomes (c a_i - s a_j, s a_i + c a_j). Fatal: i, j outside (a 182).
   void colrot(long i, long j, double c, double s);
   /// The same for rows i and j. Fatal: i, j outside (a 181).
   void rowrot(long i, long j, double c, double s);
-  /// Principal components of the rows (n x d), the k of largest variance (k outside 1..d: all). mean: 1 x d; vectors:
-  /// k x d, one direction per row, by decreasing variance; values: k x 1, population variances, 0 for standard
-  /// deviations up to 1e-6 of the largest. Equal variances keep the order, and every direction the sign, of the
-  /// decomposition. scale != 0: each direction of positive variance is divided by its standard deviation. Data with more
-  /// rows than columns are reduced to a triangle first and never copied. Non-finite data: messages as in `svd`, results
-  /// not finite. Fatal: no rows (a 7, argument 0).
+  /// Principal components of the rows (n x d), the k of largest variance (k outside 1..d: all). mean: 1 x d;
+  /// vectors: k x d, one direction per row, by decreasing variance; values: k x 1, population variances, 0 for
+  /// standard deviations up to 1e-6 of the largest. Equal variances keep the order, and every direction the
+  /// sign, of the decomposition. scale != 0: each direction of positive variance is divided by its standard
+  /// deviation. Data with more rows than columns are reduced to a triangle first, without a copy of the data.
+  /// Non-finite data: messages as in `svd`, results not finite. Fatal: no rows (a 7, argument 0).
   void pca(MatFullD& mean, MatFullD& vectors, MatFullD& values, long k, int scale) const;
   void pca(MatFullD& vectors, MatFullD& values, long k, int scale) const;
   /// The variances alone, the same bits at a fraction of the cost.

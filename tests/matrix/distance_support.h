@@ -1,0 +1,202 @@
+#pragma once
+// The distances as they are described, step by step and without any speed, and the data that the tests of
+// distances and of nearest-row search share.
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "base/isa.h"
+#include "matrix/matfulld.h"
+
+namespace qvtx::test {
+
+inline constexpr double infinity = std::numeric_limits<double>::infinity();
+inline constexpr double nan_value = std::numeric_limits<double>::quiet_NaN();
+
+/// The distance settings of a test; the defaults come back at its end.
+struct Settings {
+  Settings(char kind, double exponent) {
+    MatFullD::mesp = kind;
+    MatFullD::miex = exponent;
+  }
+  ~Settings() {
+    MatFullD::mesp = 'm';
+    MatFullD::miex = 2.0;
+  }
+  Settings(const Settings&) = delete;
+  Settings& operator=(const Settings&) = delete;
+};
+
+/// An instruction set for the lifetime of the object.
+struct Level {
+  explicit Level(Isa level) { set_isa_level(level); }
+  ~Level() { set_isa_level(isa_best()); }
+  Level(const Level&) = delete;
+  Level& operator=(const Level&) = delete;
+};
+inline constexpr Isa all_levels[] = {Isa::baseline, Isa::avx2, Isa::avx512};
+
+/// Equality of bits, for failure messages with all digits.
+inline ::testing::AssertionResult same_bits(double expected, double actual) {
+  if (std::bit_cast<std::uint64_t>(expected) == std::bit_cast<std::uint64_t>(actual))
+    return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << std::hexfloat << expected << " expected, got " << actual;
+}
+
+/// Repeatable numbers (Knuth's 64-bit linear congruential generator, upper bits).
+class Numbers {
+ public:
+  explicit Numbers(std::uint64_t seed) : state_(seed * 2654435761u + 1) {}
+  long below(long n) {
+    state_ = state_ * 6364136223846793005u + 1442695040888963407u;
+    return static_cast<long>((state_ >> 33) % static_cast<std::uint64_t>(n));
+  }
+  double real() { return static_cast<double>(below(1 << 30)) / (1 << 29) - 1.0; }
+
+ private:
+  std::uint64_t state_;
+};
+
+/// What a matrix is filled with. Integers make ties and duplicates, specials have every odd number there is.
+enum class Fill { reals, integers, specials };
+inline constexpr Fill all_fills[] = {Fill::reals, Fill::integers, Fill::specials};
+
+inline double number(Numbers& numbers, Fill fill) {
+  static constexpr double odd[] = {nan_value, infinity, -infinity, 1e200,  -1e300,
+                                   5e-324,    -1e-310,  -0.0,      1e-160, 3.0};
+  if (fill == Fill::integers) return static_cast<double>(numbers.below(3));
+  if (fill == Fill::specials && numbers.below(12) == 0) return odd[numbers.below(10)];
+  return numbers.real() * 3.0;
+}
+
+inline MatFullD filled(long rows, long cols, Fill fill, std::uint64_t seed) {
+  MatFullD m(rows, cols);
+  m.setrows(rows, 0.0);
+  Numbers numbers(seed);
+  for (long c = 0; c < rows * cols; ++c) m.data()[c] = number(numbers, fill);
+  return m;
+}
+
+inline MatFullD matrix_of(const std::vector<std::vector<double>>& rows) {
+  MatFullD m(static_cast<long>(rows.size()), static_cast<long>(rows.at(0).size()));
+  m.setrows(static_cast<long>(rows.size()), 0.0);
+  double* cell = m.data();
+  for (const auto& row : rows)
+    for (const double v : row) *cell++ = v;
+  return m;
+}
+
+/// The plain distances in the class and exponent in force.
+struct Reference {
+  char kind = MatFullD::mesp;
+  double p = MatFullD::miex;
+
+  double transform(double b) const {
+    if (p == 2) return b * b;
+    if (p == 1) return b;
+    if (p == 0.5) return std::sqrt(b);
+    if (p == 0 || p >= 8) return b;
+    return std::pow(b, p);
+  }
+  double threshold(double b) const { return transform(b) * 1.001; }
+
+  double final_value(double s) const {
+    double v = s;
+    if (p == 2)
+      v = std::sqrt(s);
+    else if (p == 1)
+      v = s;
+    else if (p == 0.5)
+      v = s * s;
+    else if (p != 0 && !(p >= 8))
+      v = std::pow(s, 1.0 / p);
+    return std::isnan(v) ? nan_value : v;
+  }
+
+  double accumulated(double s, double t) const {
+    if (p == 2) return s + t * t;
+    if (p == 1) return s + t;
+    if (p == 0.5) return s + std::sqrt(t);
+    if (p == 0) return t < s ? t : s;
+    if (p >= 8) return t > s ? t : s;
+    return s + std::pow(t, p);
+  }
+
+  static double g(double n, double v) { return n * v < 0 ? v * v / std::fabs(n - v) : std::fabs(v); }
+
+  /// Term of coordinate k of the difference row.
+  double term(const std::vector<double>& diff, std::size_t k) const {
+    if (kind != 'a') return std::fabs(diff[k]);
+    const double next = k + 1 < diff.size() ? diff[k + 1] : 0.0;
+    const double previous = k > 0 ? diff[k - 1] : 0.0;
+    return 0.5 * (g(next, diff[k]) + g(previous, diff[k]));
+  }
+
+  /// Accumulated terms, or -1 as soon as the threshold is exceeded.
+  double walk(const std::vector<double>& diff, double start, double limit) const {
+    double s = start;
+    for (std::size_t k = diff.size(); k-- > 0;) {
+      s = accumulated(s, term(diff, k));
+      if (s > limit) return -1;
+    }
+    return s;
+  }
+
+  static std::vector<double> difference(const MatFullD& a, long i, const MatFullD& b, long j) {
+    std::vector<double> diff;
+    for (long k = 0; k < a.ncol(); ++k) diff.push_back(b(j, k) - a(i, k));
+    return diff;
+  }
+
+  double cosine(const MatFullD& a, long i, const MatFullD& b, long j) const {
+    const double xx = a.dps(i, i), yy = b.dps(j, j);
+    if (xx == 0 || yy == 0 || xx * yy == 0) return 1.0;
+    const double d = 1.0 - a.dps(i, b, j) / std::sqrt(xx * yy);
+    return std::isnan(d) ? nan_value : d < 0 ? 0.0 : d;
+  }
+
+  double norm(const MatFullD& a, long i, double bound) const {
+    if (kind == 'c') return 0.0;
+    std::vector<double> row;
+    for (long k = 0; k < a.ncol(); ++k) row.push_back(a(i, k));
+    const double s = walk(row, p == 0 ? infinity : 0.0, threshold(bound));
+    return s < 0 ? -1.0 : final_value(s);
+  }
+
+  double distance(const MatFullD& a, long i, const MatFullD& b, long j, double bound) const {
+    if (kind == 'c') return cosine(a, i, b, j);
+    const double s = walk(difference(a, i, b, j), 0.0, threshold(bound));
+    return s < 0 ? -1.0 : final_value(s);
+  }
+
+  long nearest(const MatFullD& a, const MatFullD& b, long j, double bound) const {
+    double limit = kind == 'c' ? bound * 1.001 : threshold(bound);
+    long found = a.nrow();
+    for (long i = a.nrow() - 1; i >= 0; --i) {
+      const double s = kind == 'c' ? cosine(a, i, b, j) : walk(difference(a, i, b, j), 0.0, limit);
+      if (s < 0 || s > limit) continue;
+      if (&a == &b && (i == j || s == 0)) continue;
+      found = i;
+      limit = s;
+    }
+    return found;
+  }
+};
+
+struct Case {
+  char kind;
+  double p;
+};
+inline constexpr Case all_cases[] = {{'m', 2},   {'m', 1},   {'m', 0.5}, {'m', 0}, {'m', 8}, {'m', 20.5},
+                                     {'m', 3},   {'m', 0.7}, {'m', 7.5}, {'a', 2}, {'a', 1}, {'a', 0},
+                                     {'a', 0.5}, {'a', 9},   {'a', 1.5}, {'c', 2}, {'x', 2}, {'c', 1}};
+
+inline std::string describe(const Case& c) { return std::string(1, c.kind) + " " + std::to_string(c.p); }
+
+}  // namespace qvtx::test
