@@ -1,0 +1,12 @@
+ld
+iris
+ng
+12
+md
+mp
+a
+0.9
+sm
+results/automatic
+xt
+y

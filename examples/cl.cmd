@@ -1,0 +1,8 @@
+ld
+iris
+cl
+30
+sm
+results/cl
+xt
+y

@@ -1,0 +1,11 @@
+ld
+iris
+dk
+m
+0.5
+rl
+rc
+sm
+results/dk
+xt
+y

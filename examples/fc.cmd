@@ -1,0 +1,9 @@
+ld
+iris
+fc
+30
+1
+sm
+results/fc
+xt
+y

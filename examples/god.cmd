@@ -1,0 +1,14 @@
+ld
+iris
+ng
+30
+cc
+mp
+m
+2
+ag
+dd
+sm
+results/god
+xt
+y

@@ -1,0 +1,17 @@
+ld
+iris
+ng
+30
+it
+mp
+m
+2
+it
+il
+it
+rd
+mq
+sm
+results/it
+xt
+y

@@ -1,0 +1,7 @@
+ld
+iris
+jp
+sm
+results/jp
+xt
+y

@@ -1,0 +1,8 @@
+ld
+iris
+km
+30
+sm
+results/km
+xt
+y

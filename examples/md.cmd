@@ -1,0 +1,12 @@
+ld
+iris
+ng
+30
+md
+mp
+m
+2
+sm
+results/md
+xt
+y

@@ -1,0 +1,8 @@
+ld
+iris
+ng
+30
+sm
+results/ng
+xt
+y

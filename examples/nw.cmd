@@ -1,0 +1,9 @@
+ld
+iris
+nw
+a
+0.8
+sm
+results/nw
+xt
+y

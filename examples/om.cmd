@@ -1,0 +1,16 @@
+ld
+iris
+om
+32
+2
+us
+mp
+us
+il
+us
+rd
+mq
+sm
+results/om
+xt
+y

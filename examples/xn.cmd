@@ -1,0 +1,9 @@
+ld
+iris
+xn
+m
+0.8
+sm
+results/xn
+xt
+y

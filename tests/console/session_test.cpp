@@ -1,0 +1,198 @@
+// Start-up, the typical run, what each state allows, and what the trace holds.
+
+#include <gtest/gtest.h>
+
+#include "console/program.h"
+
+namespace qvtx::console {
+namespace {
+
+/// A session that ends with the data, the prototypes, and so on, up to the stage asked for.
+const std::string load = "ld iris ";
+const std::string quantize = load + "ng 20 ";
+const std::string project = quantize + "cc mp m 2 ";
+const std::string interpolate = project + "cc il ";
+const std::string reconstruct = interpolate + "cc rd ";
+const std::string leave = " xt y";
+
+Workplace with_iris() {
+  Workplace here;
+  here.bring("iris.dat");
+  return here;
+}
+
+TEST(StartUp, ArgumentsAndPreferenceFile) {
+  Workplace here;
+  struct Case {
+    const char* arguments;
+    int status;
+    const char* text;  // somewhere on either stream
+  };
+  for (const Case& c : {Case{"--version", 0, "qvtx "}, Case{"--help", 0, "usage: qvtx"},
+                        Case{"no.prf", 1, "Preference file no.prf is missing!\n"}, Case{"", 0, "Version: 20060502"},
+                        Case{"Qvtx.prf ignored", 0, "Type hh to display some help"}}) {
+    const Result r = here.feed("", c.arguments);
+    EXPECT_EQ(r.status, c.status) << c.arguments;
+    EXPECT_NE((r.out + r.err).find(c.text), std::string::npos) << c.arguments;
+  }
+  std::filesystem::remove(here.path("Qvtx.prf"));
+  const Result r = here.feed("xt\ny\n");
+  EXPECT_EQ(r.out, "Preference file Qvtx.prf is missing!\n");
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.status, 1);
+}
+
+TEST(StartUp, InitWritesAWorkingDirectoryOnce) {
+  Workplace here;
+  const std::string shipped = here.read("Qvtx.prf");
+  std::filesystem::remove(here.path("Qvtx.prf"));
+  EXPECT_EQ(here.feed("", "--init").status, 0);
+  EXPECT_EQ(here.files(), (std::vector<std::string>{"Qvtx.prf", "default.jpp", "default.rdp", "default.sam"}));
+  EXPECT_EQ(here.read("Qvtx.prf"), shipped);
+  std::filesystem::remove(here.path("default.sam"));
+  EXPECT_EQ(here.feed("", "--init").status, 1);
+  EXPECT_FALSE(here.has("default.sam"));
+}
+
+TEST(StartUp, AMissingKeyIsNamedBeforeTheProgramStops) {
+  Workplace here = with_iris();
+  std::string text = here.read("Qvtx.prf");
+  const std::size_t at = text.find("p {vngaini }");
+  ASSERT_NE(at, std::string::npos);
+  text.erase(at, text.find('\n', at) - at + 1);
+  here.write("Qvtx.prf", text);
+  const Result r = here.run(words(quantize + leave));
+  EXPECT_EQ(r.status, 0);
+  EXPECT_NE(r.out.find("vngaini"), std::string::npos);
+  EXPECT_NE(r.out.find("MatPrefT: bad key"), std::string::npos);
+}
+
+TEST(Session, TypicalRunSavesEverythingAndTheTrace) {
+  Workplace here = with_iris();
+  const Result r = here.run(words(project + "sm a st a" + leave));
+  EXPECT_EQ(r.status, 0);
+  for (const char* name : {"a.mbf", "a.pro", "a.cod", "a.ind", "a.crv", "a.map", "a.lnk", "a.log"})
+    EXPECT_TRUE(here.has(name)) << name;
+  EXPECT_NE(r.err.find("Save Mapping parameters:\n  File name without extension? \n  log saved!\n"), std::string::npos);
+  EXPECT_NE(r.err.find("  Filename without exension? \n  trace saved & reset!\n"), std::string::npos);
+  EXPECT_NE(r.out.find("ToMapp.ng: using default parameters"), std::string::npos);
+  EXPECT_EQ(here.read("a.trc"), "ld\niris\nng\n20\ncc\nmp\nm\nn\n2\nsm\na\nxt\ny\n");
+}
+
+TEST(Session, LoadedSnapshotSavesTheSameBytesAgain) {
+  Workplace here = with_iris();
+  ASSERT_EQ(here.run(words(project + "sm a" + leave)).status, 0);
+  const Result r = here.run(words("ld iris lm a sm b" + leave));
+  EXPECT_EQ(r.status, 0);
+  for (const char* end : {".mbf", ".pro", ".cod", ".ind", ".crv", ".map", ".lnk"})
+    EXPECT_EQ(here.read(std::string("a") + end), here.read(std::string("b") + end)) << end;
+  // `la` wants data and snapshot under one name.
+  std::filesystem::copy_file(here.path("a.mbf"), here.path("iris.mbf"));
+  ASSERT_EQ(here.run(words("la iris sm c" + leave)).status, 0);
+  EXPECT_EQ(here.read("c.mbf"), here.read("a.mbf"));
+}
+
+TEST(Session, HelpListsWhatTheStateAllows) {
+  Workplace here = with_iris();
+  const std::string general =
+      "\nAVAILABLE COMMANDS IN CURRENT STATE ...\nGeneral :\n  xt = eXiT\n  is = Initialize Seed\n"
+      "  tv = Toggle Verbosity\n  ms = Modify Settings\n  dd = Display Details\n  la = Load All (.dat & .mbf)\n"
+      "  ld = Load Data file\n";
+  const std::string data =
+      "  lm = Load Mapping file\n  sm = Save Mapping file as ...\n  st = Save Trace\nQuantization :\n"
+      "  nq = No Quantization\n  gc = G-Center (for GPCA)\n  km = K-Means (or LBG)\n  dk = Dynamic K-means\n"
+      "  xn = EXIN PLN\n  nw = Neural Water\n  cl = Comp. Learning\n  fc = Fast CL\n  ng = Neural Gas\n"
+      "  om = self-Organizing Map\n  jp = Jarvis-Patrick method\n";
+  const std::string prototypes =
+      "Dimension Reduction :\n  us = Unfold Self-organizing map\n  md = MultiDimensional Scaling\n"
+      "  mm = Sammon Mapping\n  cc = Curvilinear Component Analysis\n  it = IsoTop\nGoD :\n  sg = Self-God\n";
+  const std::string mapping = "  eg = Eucl.God\n  cg = Curv.God\n  ag = All Gods\n";
+  struct Case {
+    std::string session, listing;
+  };
+  for (const Case& c :
+       {Case{"", general}, Case{load, general + data}, Case{quantize, general + data + prototypes},
+        Case{project, general + data + prototypes + mapping},
+        Case{interpolate, general + data + prototypes + mapping + "  sp = Save Proj./deproj. data\n"},
+        Case{reconstruct,
+             general + data + prototypes + mapping + "  sp = Save Proj./deproj. data\n  mq = Mean Quad. error\n"},
+        // A new mapping forgets the interpolation, a new data set everything.
+        Case{reconstruct + "md mp m 2 ", general + data + prototypes + mapping},
+        Case{reconstruct + "ld iris ", general + data}}) {
+    const Result r = here.run(words(c.session + "hh" + leave));
+    EXPECT_EQ(r.status, 0) << c.session;
+    EXPECT_NE(r.err.find(">> \n" + c.listing + ">> "), std::string::npos) << c.session << "\n" << r.err;
+  }
+}
+
+TEST(Session, HelpCountsLostAndCopiedPrototypes) {
+  Workplace here;
+  // Three prototypes on three data; one lies on a datum's duplicate and gets nothing.
+  here.write("few.dat", "2\t0\n4\t0\n0.5\t0\n0.5\t0\n5\t5\n9\t0\n");
+  const Result r = here.run(words("ld few nq hh rl hh" + leave));
+  EXPECT_NE(r.err.find("  rl = Remove Lost prototypes (1)\n  rc = Remove Copy prototypes (2)\n"), std::string::npos)
+      << r.err;
+  EXPECT_NE(r.err.find("1 lost prototypes removed. \n"), std::string::npos);
+  EXPECT_EQ(occurrences(r.err, "Remove Lost prototypes"), 1);
+}
+
+TEST(Session, CommandsOutOfStateAreBadCommands) {
+  Workplace here = with_iris();
+  struct Case {
+    std::string session, bad;
+  };
+  for (const Case& c : {Case{"km", "km"}, Case{"hx", "hx"}, Case{"??", "??"}, Case{load + "cc", "cc"},
+                        Case{load + "bw", "bw"}, Case{quantize + "eg", "eg"}, Case{quantize + "bw", "bw"},
+                        Case{project + "sp", "sp"}, Case{interpolate + "mq", "mq"}, Case{quantize + "cc il", "il"},
+                        Case{quantize + "cc rd", "rd"}, Case{project + "md il", "il"}, Case{quantize + "mm zz", "zz"}}) {
+    const Result r = here.run(words(c.session + leave));
+    EXPECT_EQ(r.status, 0) << c.session;
+    EXPECT_NE(r.err.find("Bad command : " + c.bad + "\n"), std::string::npos) << c.session;
+    EXPECT_EQ(occurrences(r.err, "Bad command"), 1) << c.session;
+  }
+}
+
+TEST(Session, LettersOfACommandMayBeApart) {
+  Workplace here = with_iris();
+  const Result r = here.feed("l\td\r\niris\r\nk\n\nm 5\rx t\nq\nO");
+  EXPECT_EQ(r.status, 0);
+  EXPECT_NE(r.out.find("Prototypes: LBG, 5 prototypes"), std::string::npos);
+}
+
+TEST(Session, ExitAsksUntilItGetsAnAnswer) {
+  Workplace here;
+  for (const char* yes : {"y", "Y", "o", "O"}) EXPECT_EQ(here.run({"xt", "n", "xt", "N", "xt", "q", yes}).status, 0);
+  const Result r = here.run(words("xt n hh xt y"));
+  EXPECT_EQ(occurrences(r.err, "[y|n] "), 2);
+  EXPECT_EQ(occurrences(r.err, "AVAILABLE"), 1);
+}
+
+TEST(Session, SeedMakesRunsRepeat) {
+  Workplace here = with_iris();
+  ASSERT_EQ(here.run(words(project + "sm a is y " + project + "sm b is y " + project + "sm c" + leave)).status, 0);
+  EXPECT_EQ(here.read("b.map"), here.read("c.map"));
+  EXPECT_EQ(here.read("a.map"), here.read("b.map"));  // a fresh start has the deterministic seed
+}
+
+TEST(Session, QuietSessionReportsOnlyResults) {
+  Workplace here = with_iris();
+  const Result r = here.run(words("tv " + project + leave));
+  EXPECT_NE(r.err.find("Toggle verbosity\n"), std::string::npos);
+  EXPECT_EQ(r.out.find("ToMapp."), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("Mapping: Curvilinear Component Analysis"), std::string::npos);
+}
+
+TEST(Session, StreamsInterleaveAsTheyHappened) {
+  Workplace here = with_iris();
+  const Result r = here.feed("ld\niris\ngc\nxt\ny\n", "2>&1");
+  const std::size_t loaded = r.out.find("iris.dat ... done!");
+  const std::size_t computed = r.out.find("G-center computed");
+  const std::size_t asked = r.out.find(">> ", loaded);
+  ASSERT_NE(loaded, std::string::npos);
+  ASSERT_NE(computed, std::string::npos);
+  EXPECT_LT(loaded, asked);
+  EXPECT_LT(asked, computed);
+}
+
+}  // namespace
+}  // namespace qvtx::console
