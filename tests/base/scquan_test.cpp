@@ -1,0 +1,50 @@
+#include "base/scquan.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "base/console_redirect.h"
+
+namespace qvtx {
+namespace {
+
+TEST(ScQuan, ExchangesBoundsInTheWrongOrder) {
+  ConsoleRedirect console;
+  const ScQuan q(2.0, 0.0, 2);
+  EXPECT_EQ(console.out(), "ScQuan.setall: swapping lb><ub\n");
+  EXPECT_EQ(q.lb(), 0.0);
+  EXPECT_EQ(q.ub(), 2.0);
+  EXPECT_EQ(q.width(), 0.5);
+  EXPECT_EQ(q.bins(), 4);
+  EXPECT_EQ(q.getidx(1.0), 2);
+  EXPECT_EQ(q.getidx(-5), 0);
+  EXPECT_EQ(q.getidx(7), 3);
+}
+
+TEST(ScQuan, BinsAreClosedBelow) {
+  ScQuan q(0, 1, 0);
+  for (const long bits : {0L, 1L, 4L, 10L}) {
+    q.setall(-3, 5, bits);  // bin boundaries are exact
+    EXPECT_EQ(q.bins(), 1L << bits);
+    for (long k = 0; k < q.bins(); ++k) {
+      const double boundary = q.lb() + static_cast<double>(k) * q.width();
+      EXPECT_EQ(q.getidx(boundary), k);
+      EXPECT_EQ(q.getidx(std::nextafter(boundary + q.width(), q.lb())), k);
+    }
+    EXPECT_EQ(q.getidx(q.ub()), q.bins() - 1);
+    EXPECT_EQ(q.getidx(-std::numeric_limits<double>::infinity()), 0);
+    EXPECT_EQ(q.getidx(std::numeric_limits<double>::infinity()), q.bins() - 1);
+  }
+}
+
+TEST(ScQuan, EmptyIntervalSplitsAtItsValue) {
+  const ScQuan q(1, 1, 3);
+  EXPECT_EQ(q.width(), 0);
+  EXPECT_EQ(q.getidx(0.5), 0);
+  EXPECT_EQ(q.getidx(1), 7);
+}
+
+}  // namespace
+}  // namespace qvtx
