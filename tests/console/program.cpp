@@ -45,12 +45,19 @@ Result Workplace::run(const std::vector<std::string>& input, const std::string& 
 }
 
 Result Workplace::feed(const std::string& input, const std::string& arguments, const std::string& options) const {
+  return execute(input, options + " timeout 300 '" QVTX_PROGRAM "' " + arguments, "'" + directory_.string() + ".err'");
+}
+
+std::string Workplace::watch(const std::string& input) const {
+  return execute(input, "timeout 300 '" QVTX_PROGRAM "'", "&1").out;
+}
+
+Result Workplace::execute(const std::string& input, const std::string& command, const std::string& errors) const {
   // The streams are kept beside the directory, so that the session sees its own files only.
   const std::string base = directory_.string();
   std::ofstream(base + ".in", std::ios::binary) << input;
-  const std::string command = "cd '" + base + "' && " + options + " timeout 300 '" QVTX_PROGRAM "' " + arguments +
-                              " < '" + base + ".in' > '" + base + ".out' 2> '" + base + ".err'";
-  const int status = std::system(command.c_str());
+  const std::string line = "cd '" + base + "' && " + command + " < '" + base + ".in' > '" + base + ".out' 2>" + errors;
+  const int status = std::system(line.c_str());
   Result result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(base + ".out"), slurp(base + ".err")};
   for (const char* end : {".in", ".out", ".err"}) fs::remove(base + end);
   return result;

@@ -1,0 +1,270 @@
+// What the shipped settings reach on data of known shape, from the program's own output. The bounds leave room for other
+// draws; measured figures stand in docs/results.md.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <map>
+
+#include "console/program.h"
+#include "matrix/matfulld.h"
+
+namespace qvtx::console {
+namespace {
+
+constexpr double any = std::numeric_limits<double>::infinity();
+
+/// The number behind the last occurrence of a text; NaN when it does not occur.
+double figure(const std::string& out, const std::string& text) {
+  const std::size_t at = out.rfind(text);
+  if (at == std::string::npos) return std::numeric_limits<double>::quiet_NaN();
+  return std::strtod(out.c_str() + at + text.size(), nullptr);
+}
+
+/// The number in front of a text in the last line that holds it.
+double figure_before(const std::string& out, const std::string& text) {
+  const std::size_t at = out.rfind(text);
+  if (at == std::string::npos) return std::numeric_limits<double>::quiet_NaN();
+  const std::size_t begin = out.find_last_of(" ,", at - 1) + 1;
+  return std::strtod(out.c_str() + begin, nullptr);
+}
+
+/// Makes name.dat and name.lab (the known coordinate or cluster of each row) by the script of examples/.
+void synthesize(const Workplace& here, const std::string& set, long n, int seed) {
+  const std::string script = "awk -v set=" + set + " -v n=" + std::to_string(n) + " -v seed=" + std::to_string(seed);
+  const std::string source = " -f '" QVTX_SOURCE_DIR "/examples/synthetic.awk' > '";
+  ASSERT_EQ(std::system((script + source + here.path(set + ".dat").string() + "'").c_str()), 0);
+  ASSERT_EQ(std::system((script + " -v label=1" + source + here.path(set + ".lab").string() + "'").c_str()), 0);
+}
+
+void prepare(const Workplace& here, const std::string& set, long n, int seed) {
+  if (n > 0) {
+    synthesize(here, set, n, seed);
+  } else {
+    here.bring(set + ".dat");
+    here.bring(set + ".lab");
+  }
+}
+
+MatFullD load(const Workplace& here, const std::string& name) {
+  MatFullD m;
+  EXPECT_TRUE(m.load_asc(here.path(name).c_str(), 0)) << name;
+  return m;
+}
+
+/// Per prototype, the mean of a column over its data.
+std::vector<double> mean_by_prototype(const MatFullD& code, const MatFullD& column, long nprot) {
+  std::vector<double> sum(static_cast<std::size_t>(nprot), 0.0);
+  std::vector<double> count(sum);
+  for (long i = 0; i < code.nrow(); ++i) {
+    const auto k = static_cast<std::size_t>(code(i, 0));
+    sum[k] += column(i, 0);
+    count[k] += 1;
+  }
+  for (std::size_t k = 0; k < sum.size(); ++k) sum[k] /= count[k] > 0 ? count[k] : 1;
+  return sum;
+}
+
+/// Share of the variance of y that a linear function of the two columns of x explains.
+double linear_fit(const MatFullD& x, const std::vector<double>& y) {
+  const double n = static_cast<double>(x.nrow());
+  double mean[3] = {};
+  double s[3][3] = {};
+  const auto value = [&](long i, int c) { return c < 2 ? x(i, c) : y[static_cast<std::size_t>(i)]; };
+  for (long i = 0; i < x.nrow(); ++i)
+    for (int c = 0; c < 3; ++c) mean[c] += value(i, c) / n;
+  for (long i = 0; i < x.nrow(); ++i)
+    for (int a = 0; a < 3; ++a)
+      for (int b = 0; b < 3; ++b) s[a][b] += (value(i, a) - mean[a]) * (value(i, b) - mean[b]);
+  const double det = s[0][0] * s[1][1] - s[0][1] * s[0][1];
+  const double u = (s[0][2] * s[1][1] - s[1][2] * s[0][1]) / det;
+  const double v = (s[1][2] * s[0][0] - s[0][2] * s[0][1]) / det;
+  return (u * s[0][2] + v * s[1][2]) / s[2][2];
+}
+
+/// Share of the prototypes whose nearest image belongs to a prototype of the same majority class.
+double same_class(const Workplace& here) {
+  const MatFullD code = load(here, "r.cod");
+  const MatFullD map = load(here, "r.map");
+  MatFullD label;
+  for (const std::string& name : here.files())
+    if (name.size() > 4 && name.substr(name.size() - 4) == ".lab") label = load(here, name);
+  std::vector<std::map<double, long>> votes(static_cast<std::size_t>(map.nrow()));
+  for (long i = 0; i < code.nrow(); ++i) ++votes[static_cast<std::size_t>(code(i, 0))][label(i, 0)];
+  const auto majority = [&](long k) {
+    double best = -1;
+    long most = 0;
+    for (const auto& [name, count] : votes[static_cast<std::size_t>(k)])
+      if (count > most) best = name, most = count;
+    return best;
+  };
+  long same = 0;
+  for (long k = 0; k < map.nrow(); ++k) same += majority(k) == majority(map.nearest(map, k, no_bound));
+  return static_cast<double>(same) / static_cast<double>(map.nrow());
+}
+
+/// Links whose ends are more than 3 times as far apart on the rolled sheet as in space.
+long links_through_the_gap(const Workplace& here) {
+  const MatFullD prot = load(here, "r.pro");
+  const MatFullD link = load(here, "r.crv");
+  const std::vector<double> along = mean_by_prototype(load(here, "r.cod"), load(here, "swiss.lab"), prot.nrow());
+  long through = 0;
+  for (long k = 0; k < link.nrow(); ++k) {
+    const auto i = static_cast<long>(link(k, 0));
+    const auto j = static_cast<long>(link(k, 1));
+    const double sheet = std::hypot(along[static_cast<std::size_t>(i)] - along[static_cast<std::size_t>(j)],
+                                    prot(i, 1) - prot(j, 1));
+    through += sheet > 3 * prot.sdas(i, j, no_bound);
+  }
+  return through;
+}
+
+struct DefaultRun {
+  const char* set;
+  long n;  // samples of a synthetic set, 0 for a shipped one
+  int seed;
+  const char* prototypes;
+  double explained, neighbours, links, stress;  // in %, %, %, plain
+  double components;                            // 0: not asked for
+  double fit, same;                             // 0: not asked for
+};
+
+void PrintTo(const DefaultRun& c, std::ostream* out) { *out << c.set << " " << c.prototypes; }
+
+class Default : public ::testing::TestWithParam<DefaultRun> {};
+
+TEST_P(Default, ReachesWhatIsRequired) {
+  const DefaultRun& c = GetParam();
+  Workplace here;
+  prepare(here, c.set, c.n, c.seed);
+  const Result r = here.run(words(std::string("ld ") + c.set + " ng " + c.prototypes + " cc mp m 2 sm r xt y"));
+  ASSERT_EQ(r.status, 0);
+  EXPECT_GE(figure(r.out, "explained variance = "), c.explained);
+  EXPECT_LE(figure(r.out, "lost neighbours = "), c.neighbours);
+  EXPECT_LE(figure(r.out, "lost links = "), c.links);
+  EXPECT_LE(figure(r.out, "stress = "), c.stress);
+  EXPECT_EQ(figure_before(r.out, " lost, "), 0);
+  if (c.components > 0) {
+    EXPECT_EQ(figure(r.out, " links, "), c.components);
+  }
+  if (c.fit > 0) {
+    const MatFullD map = load(here, "r.map");
+    EXPECT_GE(linear_fit(map, mean_by_prototype(load(here, "r.cod"), load(here, "swiss.lab"), map.nrow())), c.fit);
+    if (std::string(c.prototypes) != "100") {
+      EXPECT_EQ(links_through_the_gap(here), 0);
+      const double degree = 2 * figure_before(r.out, " links, ") / static_cast<double>(map.nrow());
+      EXPECT_GE(degree, 4);
+      EXPECT_LE(degree, 6);
+    }
+  }
+  if (c.same > 0) {
+    EXPECT_GE(same_class(here), c.same);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Quality, Default,
+    ::testing::Values(DefaultRun{"swiss", 5000, 1, "150", 98, 10, 5, 0.008, 1, 0.99, 0},
+                      DefaultRun{"swiss", 5000, 1, "200", 98.5, 8, 6, 0.008, 1, 0.99, 0},
+                      DefaultRun{"swiss", 5000, 1, "300", 99, 8, 6, 0.008, 1, 0.99, 0},
+                      DefaultRun{"halfsphere", 5000, 1, "200", 99, 12, 7, 0.010, 1, 0, 0},
+                      DefaultRun{"iris", 0, 0, "30", 97.5, 16, 18, 0.020, 2, 0, 0.88},
+                      DefaultRun{"digits", 0, 0, "100", 72, 45, 42, 0.35, 0, 0, 0.75},
+                      DefaultRun{"digits", 0, 0, "200", 78, 45, 42, 0.45, 0, 0, 0.82}));
+
+TEST(Quality, CoarseRollUnfoldsInFourOfFiveDrawings) {
+  int reached = 0;
+  for (int seed = 1; seed <= 5; ++seed) {
+    Workplace here;
+    prepare(here, "swiss", 5000, seed);
+    const Result r = here.run(words("ld swiss ng 100 cc mp m 2 sm r xt y"));
+    const MatFullD map = load(here, "r.map");
+    const double fit = linear_fit(map, mean_by_prototype(load(here, "r.cod"), load(here, "swiss.lab"), map.nrow()));
+    reached += figure(r.out, "explained variance = ") >= 97 && figure(r.out, "lost neighbours = ") <= 20 &&
+               figure(r.out, "lost links = ") <= 10 && figure(r.out, "stress = ") <= 0.010 && fit >= 0.98 &&
+               links_through_the_gap(here) == 0;
+  }
+  EXPECT_GE(reached, 4);
+}
+
+/// One figure of one session: its last occurrence behind a text must lie between two bounds.
+struct Bound {
+  const char* set;
+  long n;
+  const char* session;
+  const char* text;
+  double low, high;
+};
+
+void PrintTo(const Bound& c, std::ostream* out) { *out << c.set << ": " << c.session << ": " << c.text; }
+
+class Figure : public ::testing::TestWithParam<Bound> {};
+
+TEST_P(Figure, LiesWithinItsBounds) {
+  const Bound& c = GetParam();
+  Workplace here;
+  prepare(here, c.set, c.n, 1);
+  const Result r = here.run(words(std::string("ld ") + c.set + " " + c.session + " xt y"));
+  ASSERT_EQ(r.status, 0);
+  ASSERT_EQ(r.err.find("Bad command"), std::string::npos) << r.err;
+  EXPECT_GE(figure(r.out, c.text), c.low);
+  EXPECT_LE(figure(r.out, c.text), c.high);
+}
+
+const char* const gain = "Gain = ";
+const char* const stress = "stress = ";
+const char* const ratio = "mean ratio = ";
+const char* const order = "som: topographic error= ";
+
+INSTANTIATE_TEST_SUITE_P(
+    Quality, Figure,
+    ::testing::Values(
+        // Interpolation and reconstruction: share of the quantization error that they save.
+        Bound{"swiss", 5000, "ng 100 cc mp m 2 cc il cc rd mq", gain, 90, any},
+        Bound{"swiss", 5000, "ng 150 cc mp m 2 cc il cc rd mq", gain, 97, any},
+        Bound{"swiss", 5000, "ng 200 cc mp m 2 cc il cc rd mq", gain, 97, any},
+        Bound{"swiss", 5000, "ng 300 cc mp m 2 cc il cc rd mq", gain, 98, any},
+        Bound{"swiss", 2000, "ng 200 cc mp m 2 cc il cc rd mq", gain, 95, any},
+        Bound{"swiss", 5000, "km 200 cc mp m 2 cc il cc rd mq", gain, 95, any},
+        Bound{"swiss", 5000, "km 300 md mp m 2 cc il cc rd mq", gain, 92, any},
+        Bound{"swiss", 5000, "ng 200 it mp m 2 it il it rd mq", gain, 97, any},
+        Bound{"swiss", 5000, "ng 200 cc mp m 3 cc il cc rd mq", gain, 98, any},
+        Bound{"swiss", 5000, "om 200 2 us mp us il us rd mq", gain, 50, any},
+        Bound{"halfsphere", 5000, "ng 200 cc mp m 2 cc il cc rd mq", gain, 98, any},
+        Bound{"iris", 0, "ng 30 cc mp m 2 cc il cc rd mq", gain, 25, any},
+        Bound{"iris", 0, "ng 60 cc mp m 2 cc il cc rd mq", gain, 20, any},
+        Bound{"digits", 0, "ng 100 cc mp m 2 cc il cc rd mq", gain, 0, any},
+        Bound{"swiss", 5000, "ng 200 mm mp m 2 mm il mm rd mq", gain, 92, any},
+        Bound{"halfsphere", 5000, "ng 200 mm mp m 2 mm il mm rd mq", gain, 95, any},
+        Bound{"iris", 0, "ng 30 mm mp m 2 mm il mm rd mq", gain, 15, any},
+        // The other projections.
+        Bound{"swiss", 5000, "ng 200 mm mp m 2", stress, 0, 0.008},
+        Bound{"swiss", 5000, "ng 200 it mp m 2", "lost links = ", 0, 16},
+        Bound{"halfsphere", 5000, "ng 200 it mp m 2", "lost links = ", 0, 7},
+        Bound{"swiss", 5000, "ng 200 md mp m 2", stress, 0, 0.004},
+        Bound{"swiss", 5000, "ng 300 md mp m 2", stress, 0, 0.004},
+        Bound{"halfsphere", 5000, "ng 200 md mp m 2", stress, 0, 0.012},
+        // GoD: mean ratio of map to graph distances, and of space to graph distances.
+        Bound{"swiss", 5000, "ng 200 cc mp m 2 cg dd", ratio, 0.98, 1.01},
+        Bound{"swiss", 5000, "ng 300 cc mp m 2 cg dd", ratio, 0.98, 1.01},
+        Bound{"halfsphere", 5000, "ng 200 cc mp m 2 cg dd", ratio, 0.99, 1.02},
+        Bound{"swiss", 5000, "ng 200 sg dd", ratio, 0.55, 0.70},
+        // Tearing opens what a loop holds together (setting 11 is the tree, 0 none), and cuts nothing else.
+        Bound{"cylinder", 3000, "ng 150 cc mp m 2", stress, 0, 0.01},
+        Bound{"cylinder", 3000, "ms s 11 0 x x ng 150 cc mp m 2", stress, 0.1, any},
+        Bound{"rings", 2000, "ng 60 cc mp m 2", stress, 0, 0.005},
+        Bound{"rings", 2000, "ng 60", " components, ", 2, 2},
+        Bound{"halfsphere", 5000, "ng 200", "tearing ... ", 0, 0},
+        Bound{"swiss", 5000, "ng 200", "tearing ... ", 0, 0},
+        // Self-organizing map: share of the data whose two nearest nodes are no neighbours on the grid.
+        Bound{"halfsphere", 5000, "om 100 1", order, 0, 0.06}, Bound{"swiss", 5000, "om 200 2", order, 0, 0.15},
+        Bound{"iris", 0, "om 32 2", order, 0, 0.13}, Bound{"digits", 0, "om 100 1", order, 0, 0.13},
+        // Jarvis-Patrick: clusters.
+        Bound{"moons", 1000, "jp", " clusters=", 2, 2}, Bound{"circles", 1000, "jp", " clusters=", 2, 2},
+        Bound{"rings", 2000, "jp", " clusters=", 2, 2}, Bound{"blobs", 60, "jp", " clusters=", 2, 2},
+        Bound{"iris", 0, "jp", " clusters=", 2, 2}));
+
+}  // namespace
+}  // namespace qvtx::console
