@@ -45,7 +45,9 @@ Result Workplace::run(const std::vector<std::string>& input, const std::string& 
 }
 
 Result Workplace::feed(const std::string& input, const std::string& arguments, const std::string& options) const {
-  return execute(input, options + " timeout 300 '" QVTX_PROGRAM "' " + arguments, "'" + directory_.string() + ".err'");
+  std::string errors;
+  errors.append("'").append(directory_.string()).append(".err'");
+  return execute(input, options + " timeout 300 '" QVTX_PROGRAM "' " + arguments, errors);
 }
 
 std::string Workplace::watch(const std::string& input) const {
