@@ -10,7 +10,7 @@ namespace {
 
 constexpr double out = std::numeric_limits<double>::infinity();  // of the tournament
 
-/// Sums with the same rounded root differ by at most this factor (two units in the last place, with a margin).
+/// Sums with the same rounded root differ by less than this factor, by two units in the last place at most.
 constexpr double same_root = 1.0 + 4.0 * std::numeric_limits<double>::epsilon();
 
 }  // namespace
@@ -82,7 +82,8 @@ long RankTree::take_tied() {
   long lowest = ridx_.nrow();
   for (;;) {
     const double sum = nodes_[static_cast<std::size_t>(root_)];
-    const bool tied = sum == smallest || (sum <= smallest * same_root && std::sqrt(sum) == std::sqrt(smallest));
+    const bool tied =
+        sum == smallest || (sum <= smallest * same_root && std::sqrt(sum) == std::sqrt(smallest));
     if (!tied || sum == out) return lowest;
     tied_.push_back(take());
     if (sum == smallest) lowest = std::min(lowest, tied_.back());

@@ -7,25 +7,26 @@
 
 namespace qvtx {
 
-/// A tournament over n squared distances: the leaves hold the numbers, every node above the smaller of its two children,
-/// the root the smallest of all. Taking the smallest costs log2 n steps, so that m ranks cost n + m log n instead of the
-/// n m of a selection sort, and hardly a root is drawn.
+/// A tournament over n squared distances: the leaves hold the numbers, every node above the smaller of its
+/// two children, the top the smallest of all. Taking the smallest costs log2 n steps, so that m ranks take
+/// n + m log n steps instead of the n m of a selection sort, and hardly a square root is drawn.
 ///
-/// The result is that of a partial selection sort over the distances (the rounded roots) on a rank list that lives on
-/// from datum to datum: for r = 0, 1, ... the entry with the smallest distance among ridx(r) .. ridx(n - 1), the first
-/// in the list among equals, is exchanged with ridx(r). A larger sum never has a smaller root, but sums that differ in
-/// their last bits can share one; so the rows of a common root leave the tournament together and are ranked by their
-/// places in the list.
+/// The result is that of a partial selection sort over the distances (the rounded roots) on a rank list that
+/// lives on from datum to datum: for r = 0, 1, ... the entry with the smallest distance among ridx(r) ..
+/// ridx(n - 1), the first in the list among equals, is exchanged with ridx(r). A larger sum never has a
+/// smaller root, but sums that differ in their last bits can share one; so the rows of a common root leave
+/// the tournament together and are ranked by their places in the list.
 class RankTree {
  public:
-  /// For the rank list ridx (n x 1, a permutation of 0 .. n - 1), which must outlive the tree. REQUIRES: n > 0.
+  /// ridx: the rank list (n x 1, a permutation of 0 .. n - 1); it must outlive the tree. REQUIRES: n > 0.
   explicit RankTree(MatFullL& ridx);
 
   /// The n leaves, to be filled with squared distances (finite, not negative) before each `winner`.
   double* leaves() { return nodes_.data(); }
   /// Holds the tournament. Returns the row of the smallest squared distance, the lowest row among equals.
   long winner();
-  /// Brings the m nearest rows to the head of the rank list, in order. Once after each `winner`. REQUIRES: m <= n.
+  /// Brings the m nearest rows to the head of the rank list, in order. Once after each `winner`.
+  /// REQUIRES: m <= n.
   void rank(long m);
 
  private:
@@ -37,8 +38,8 @@ class RankTree {
 
   /// Takes the row that holds the root's number out of the tournament.
   long take();
-  /// Fills tied_ with every row left whose distance equals that of the root. Returns the lowest row that holds the
-  /// root's number itself.
+  /// Fills tied_ with every row left whose distance equals that of the root. Returns the lowest row that
+  /// holds the root's number itself.
   long take_tied();
   /// Exchanges row k with the entry r of the rank list.
   void place_row(long r, long k);

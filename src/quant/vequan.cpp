@@ -110,17 +110,28 @@ long VeQuan::vq() {
   const char* const no_file = nullptr;
   const long selected = lkey("vgvqdvqm");
   switch (selected) {
-    case 1: return nq();
-    case 2: return gc();
-    case 3: return lbg(getnumber());
-    case 4: return dlbg(getradius());
-    case 5: return cl(getnumber(), no_file);
-    case 6: return fcl(getnumber(), no_file);
-    case 7: return ng(getnumber(), no_file);
-    case 8: return nw(getradius(), no_file);
-    case 9: return xn(getradius());
-    case 10: return som(getnumber(), dkey("vsomd12 "), no_file);
-    default: return selected;
+    case 1:
+      return nq();
+    case 2:
+      return gc();
+    case 3:
+      return lbg(getnumber());
+    case 4:
+      return dlbg(getradius());
+    case 5:
+      return cl(getnumber(), no_file);
+    case 6:
+      return fcl(getnumber(), no_file);
+    case 7:
+      return ng(getnumber(), no_file);
+    case 8:
+      return nw(getradius(), no_file);
+    case 9:
+      return xn(getradius());
+    case 10:
+      return som(getnumber(), dkey("vsomd12 "), no_file);
+    default:
+      return selected;
   }
 }
 

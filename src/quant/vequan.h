@@ -14,7 +14,7 @@
 
 namespace qvtx {
 
-/// Numbers of the entries of the often-used keys in their table, looked up after the tables were read; -1 when absent.
+/// Numbers of the entries of the often-used keys in their table, looked up once it was read; -1 when absent.
 struct KeyRows {
   // Integer table.
   long vgswap_d = -1;  ///< shuffle the data at every epoch
@@ -29,24 +29,26 @@ struct KeyRows {
   long tdgdtype = -1;  ///< graph distance: 0 shortest paths, else from the Laplacian
   long tdxp = -1;      ///< longest path in links (a result)
   // Real table.
-  long tdgb = -1;                          ///< weight of the graph distance in the mix
-  long tdns = -1, tdng = -1, tdnm = -1;    ///< smallest space, graph and mixed distance (results)
-  long tdxs = -1, tdxg = -1, tdxm = -1;    ///< largest ones (results)
+  long tdgb = -1;                        ///< weight of the graph distance in the mix
+  long tdns = -1, tdng = -1, tdnm = -1;  ///< smallest space, graph and mixed distance (results)
+  long tdxs = -1, tdxg = -1, tdxm = -1;  ///< largest ones (results)
 };
 
-/// The quantizer: it replaces N data by n prototypes, links these into a graph and measures distances between them.
+/// The quantizer replaces N data by n prototypes, links these into a graph and measures distances in it.
 ///
-/// Names: `dat`a, `prot`otypes, `bmu` best-matching unit (the prototype that a datum belongs to), `hits` data per
-/// prototype. Endings: `_ini` initialises, `_itr` runs one epoch, `_fin` finishes, `_err` measures an error.
+/// Names: `dat`a, `prot`otypes, `bmu` best-matching unit (the prototype that a datum belongs to), `hits` data
+/// per prototype. Endings: `_ini` initialises, `_itr` runs an epoch, `_fin` finishes, `_err` measures an error.
 ///
-/// An analysis goes through the steps "dataload", "prot_ini", "prot_fin" and "dist_ext" of the gauge `state`. An
-/// operation starts its step (which clears that step and all later ones, and is refused when an earlier one is not
-/// done) and completes it at its end. Unless said otherwise an operation returns 1, or 0 when it was refused because a
-/// step is missing or an argument does not fit; counting and error operations return -1 then.
+/// An analysis goes through the steps "dataload", "prot_ini", "prot_fin" and "dist_ext" of the gauge `state`.
+/// An operation starts its step (which clears that step and all later ones, and is refused when an earlier
+/// one is not done) and completes it at its end. Unless said otherwise an operation returns 1, or 0 when it
+/// was refused because a step is missing or an argument does not fit; counting and error operations return -1
+/// then.
 ///
-/// Messages go to the console `os`, after `prefix`, and only when `verbose` is set; refused parameters are always
-/// reported. Settings are committed (future value to value in use) just before they are read. Distances are those of
-/// the class and exponent in force (`MatFullD::mesp`, `miex`). Index errors and missing keys end the program.
+/// Messages go to the console `os`, after `prefix`, and only when `verbose` is set; refused parameters are
+/// always reported. Settings are committed (future value to value in use) just before they are read.
+/// Distances are those of the class and exponent in force (`MatFullD::mesp`, `miex`). Index errors and
+/// missing keys end the program.
 class VeQuan {
  public:
   static const char* const datadone;  ///< "dataload"
@@ -54,8 +56,8 @@ class VeQuan {
   static const char* const pfindone;  ///< "prot_fin"
   static const char* const dinidone;  ///< "dist_ext"
 
-  /// Creates the four steps and reads the two preference tables from two blocks of prefs. An unreadable stream is
-  /// reported and leaves the tables empty: the first use of a key then ends the program.
+  /// Creates the four steps and reads the two preference tables from two blocks of prefs. An unreadable
+  /// stream is reported and leaves the tables empty: the first use of a key then ends the program.
   explicit VeQuan(std::ifstream& prefs);
   VeQuan(const VeQuan&) = delete;
   VeQuan& operator=(const VeQuan&) = delete;
@@ -63,8 +65,8 @@ class VeQuan {
 
   // ---- Data (vequan_data.cpp) ----
 
-  /// Reads the data from a text or (binary != 0) binary matrix file. A file that cannot be read, or a null name,
-  /// leaves "dataload" cleared; the former leaves 0 x 1 data.
+  /// Reads the data from a text or (binary != 0) binary matrix file. A file that cannot be read, or a null
+  /// name, leaves "dataload" cleared; the former leaves 0 x 1 data.
   int dataload(const char* file, int binary);
   /// The data become a copy of m, or (copy == 0) are exchanged with m.
   int dataload(MatFullD& m, int copy);
@@ -78,31 +80,32 @@ class VeQuan {
   // ---- Prototypes (vequan_prototypes.cpp) ----
 
   /// Reads prototypes and finishes them with `prot_fin`. They are kept only when "vgkeep_p" is set; otherwise
-  /// `prot_ini` discards them, the quantizer is left without prototypes and the result is 0. Prototypes of another
-  /// column count than the data are refused and forgotten.
+  /// `prot_ini` discards them, the quantizer is left without prototypes and the result is 0. Prototypes of
+  /// another column count than the data are refused and forgotten.
   int protload(const char* file, int binary);
   /// The same from a matrix, copied or (copy == 0) exchanged.
   int protload(MatFullD& m, int copy);
   int protsave(const char* file, int binary) const;
   int protsave(MatFullD& m) const;
-  /// Makes n prototypes and resets all bookkeeping. how: 1 uniform in the unit cube, 2 all at the data's mean, 3 zero,
-  /// 4 a copy of the data (n is ignored), anything else data drawn at random. The present prototypes are kept instead
-  /// when there are some and "vgkeep_p" is set or n is negative; 0 when their column count is not the data's.
+  /// Makes n prototypes and resets all bookkeeping. how: 1 uniform in the unit cube, 2 all at the data's
+  /// mean, 3 zero, 4 a copy of the data (n is ignored), anything else data drawn at random. The present
+  /// prototypes are kept instead when there are some and "vgkeep_p" is set or n is negative; 0 when their
+  /// column count is not the data's.
   int prot_ini(long n, int how);
-  /// Finds the best-matching prototype of datum i within radius r and counts a hit for it; a datum beyond r of all
-  /// prototypes becomes a new one. 1 when the prototype of datum i changed, else 0.
+  /// Finds the best-matching prototype of datum i within radius r and counts a hit for it; a datum beyond r
+  /// of all prototypes becomes a new one. 1 when the prototype of datum i changed, else 0.
   int prot_bmu(long i, double r);
   /// Moves prototype k by the step a towards datum i. Fatal: k is no prototype.
   void prot_mov(long i, double a, long k);
-  /// Quantization error: half the mean squared distance of the data to their prototypes (to the nearest one where none
-  /// is assigned); 0 without data, -1 before "prot_ini" or without prototypes.
+  /// Quantization error: half the mean squared distance of the data to their prototypes (to the nearest one
+  /// where none is assigned); 0 without data, -1 before "prot_ini" or without prototypes.
   double prot_err();
-  /// Number of dead prototypes (hits at most "vglpmaxp"); with replace != 0 and "vgrepl_p" set each becomes a datum
-  /// drawn at random, from the last to the first. Sets all hits to 0.
+  /// Number of dead prototypes (hits at most "vglpmaxp"); with replace != 0 and "vgrepl_p" set each becomes a
+  /// datum drawn at random, from the last to the first. Sets all hits to 0.
   long prot_rep(int replace);
-  /// Deletes the prototypes with exactly h hits and links the rest anew; returns how many, -1 before "prot_fin". The
-  /// last row takes the place of a deleted one; the data of a deleted prototype go to the nearest one left. With no
-  /// prototype left "prot_fin" is cleared.
+  /// Deletes the prototypes with exactly h hits and links the rest anew; returns how many, -1 before
+  /// "prot_fin". The last row takes the place of a deleted one; the data of a deleted prototype go to the
+  /// nearest one left. With no prototype left "prot_fin" is cleared.
   long protdel(long h);
   /// Number of prototypes with exactly h hits; -1 before "prot_fin".
   long protnbr(long h) const;
@@ -111,20 +114,21 @@ class VeQuan {
 
   /// idx: x.nrow x 1, the nearest datum of each row of x. 0 when x has another column count than the data.
   int ind(const MatFullD& x, MatFullL& idx) const;
-  /// code: x.nrow x 1, the nearest prototype of each row of x; for the data themselves (the same object) their `bmu`;
-  /// after Jarvis-Patrick clustering the cluster of the nearest datum. 0 when the column counts differ.
+  /// code: x.nrow x 1, the nearest prototype of each row of x; for the data themselves (the same object)
+  /// their `bmu`; after Jarvis-Patrick clustering the cluster of the nearest datum. 0 when the column counts
+  /// differ.
   int cod(const MatFullD& x, MatFullL& code) const;
-  /// y: code.nrow x dim, the prototypes with the numbers in code. 0 unless code has one column. Fatal: a number that
-  /// is no prototype's.
+  /// y: code.nrow x dim, the prototypes with the numbers in code. 0 unless code has one column. Fatal: a
+  /// number that is no prototype's.
   int dec(const MatFullL& code, MatFullD& y) const;
-  /// Mean over the rows of x of the squared Euclidean distance, whatever the class in force, to the decoded row; 0
-  /// before "prot_fin", without rows or when x does not fit.
+  /// Mean over the rows of x of the squared Euclidean distance, whatever the class in force, to the decoded
+  /// row; 0 before "prot_fin", without rows or when x does not fit.
   double cd_err(const MatFullD& x) const;
 
   // ---- Driver and trivial methods (vequan.cpp) ----
 
-  /// Runs the method that "vgvqdvqm" selects, with the size and radius of the settings, and returns its result; a value
-  /// that selects none is returned itself.
+  /// Runs the method that "vgvqdvqm" selects, with the size and radius of the settings, and returns its
+  /// result; a value that selects none is returned itself.
   long vq();
   /// Number of prototypes asked for: data x "vgvqcora", rounded, at least 1.
   long getnumber();
@@ -167,38 +171,39 @@ class VeQuan {
 
   // ---- Linking step (vequan_linking.cpp) and distances (vequan_distances.cpp) ----
 
-  /// Finishes a quantization: the label (cut to 31 characters) goes to `method`, every datum without a prototype gets
-  /// its nearest one, `hits` is counted anew, the prototypes are centred if asked ("vgcent_p"), linked by the rule of
-  /// "vglink_p" and labelled by component, the graph is torn if asked ("vgteartt"), and the local PCA follows if asked
-  /// ("vgdimloc"). With flag 0, and for a self-organizing map, the present links are kept. Returns the flag of
-  /// "prot_fin"; 0 without prototypes.
+  /// Finishes a quantization: the label (cut to 31 characters) goes to `method`, every datum without a
+  /// prototype gets its nearest one, `hits` is counted anew, the prototypes are centred if asked
+  /// ("vgcent_p"), linked by the rule of "vglink_p" and labelled by component, the graph is torn if asked
+  /// ("vgteartt"), and the local PCA follows if asked ("vgdimloc"). With flag 0, and for a self-organizing
+  /// map, the present links are kept. Returns the flag of "prot_fin"; 0 without prototypes.
   ///
-  /// Link values: column 0 the strength counted by the rule, column 1 the distance between the two prototypes, column 2
-  /// the distance on the grid of a self-organizing map, else 0 until a mapping fills it.
+  /// Link values: column 0 the strength counted by the rule, column 1 the distance between the two
+  /// prototypes, column 2 the distance on the grid of a self-organizing map, else 0 until a mapping fills it.
   int prot_fin(const char* label, int flag);
-  /// Computes the distances between all prototypes, or confirms that nothing they depend on has changed, and records
-  /// their ranges in the settings. quick != 0: only completes the step; rows are computed where they are used. Returns
-  /// the flag of "dist_ext"; 0 when a step is missing or the Laplacian cannot be inverted.
+  /// Computes the distances between all prototypes, or confirms that nothing they depend on has changed, and
+  /// records their ranges in the settings. quick != 0: only completes the step; rows are computed where they
+  /// are used. Returns the flag of "dist_ext"; 0 when a step is missing or the Laplacian cannot be inverted.
   int dist_ini(int quick);
-  /// Distances from prototype i to all prototypes, nprot numbers: the stored row, or one computed into scratch. Valid
-  /// until scratch or the stores change. Graph distances between components are -1.
+  /// Distances from prototype i to all prototypes, nprot numbers: the stored row, or one computed into
+  /// scratch. Valid until scratch or the stores change. Graph distances between components are -1.
   const double* space_row(long i, MatFullD& scratch) const;
   const double* graph_row(long i, MatFullD& scratch) const;
-  /// The path row of prototype i, nprot x 2 row by row: the predecessor on the shortest path from i (-1: none), and the
-  /// prototypes in the order of their distance from i (then -1).
+  /// The path row of prototype i, nprot x 2 row by row: the predecessor on the shortest path from i (-1:
+  /// none), and the prototypes in the order of their distance from i (then -1).
   const long* path_row(long i, MatFullL& scratch, MatFullD& scratch2) const;
-  /// Size of the store of path rows: nprot once "dist_ext" is done; a row may still have to be computed (`path_row`).
+  /// Size of the store of path rows: nprot once "dist_ext" is done. `path_row` computes those not stored.
   long npath() const { return paths.size(); }
   /// Local PCA of the data in the prototypes' regions widened along the links.
   long lpca_init();
 
   // ---- Snapshot (vequan_snapshot.cpp): everything but the data, the distances and the local PCA. ----
 
-  /// Writes the snapshot at the position of f. 0 on a failed write, a null stream, or a number beyond 32 bits.
+  /// Writes the snapshot at the position of f. 0 on a failed write, a null stream, a number beyond 32 bits.
   int save_vbf(std::FILE* f) const;
-  /// Reads a snapshot and leaves the stream right behind it. A snapshot of data of another size is refused and nothing
-  /// changes. A damaged or short one clears every state past "dataload" and changes nothing else. After a successful
-  /// load `method` is empty, components are labelled anew and distances are computed where they are used.
+  /// Reads a snapshot and leaves the stream right behind it. A snapshot of data of another size is refused
+  /// and nothing changes. A damaged or short one clears every state past "dataload" and changes nothing else.
+  /// After a successful load `method` is empty, components are labelled anew and distances are computed where
+  /// they are used.
   int load_vbf(std::FILE* f);
   /// The same for a file; loading requires "dataload".
   int save_vbf(const char* file) const;
@@ -207,8 +212,8 @@ class VeQuan {
   int dgrasave(const char* file, int binary) const;
 
   // ---- Report (vequan_show.cpp) ----
-  /// Prints what is known of the data, the prototypes, their links and the local PCA, one block per stage that is done;
-  /// level 0: the head lines of the blocks only. Changes nothing.
+  /// Prints what is known of the data, the prototypes, their links and the local PCA, one block per stage
+  /// that is done; level 0: the head lines of the blocks only. Changes nothing.
   void show(Ostr& o, int level);
 
   // ---- Read access; the shapes stand at the members below ----
@@ -241,7 +246,7 @@ class VeQuan {
   long step(const char* name) const;
   /// Ends the line and prints prefix and text as a line, verbose or not.
   void refuse(const char* text) const;
-  /// When verbose: prefix and text, the line stays open; prefix and text as a line; text as the end of an open line.
+  /// When verbose: prefix and text, the line stays open; prefix and text as a line; the end of an open line.
   void say(const char* text) const;
   void say_line(const char* text) const;
   void say_end(const char* text) const;
@@ -252,8 +257,8 @@ class VeQuan {
   void find_keys();
   /// Shuffles an order column: for i from the last to 0, exchange entries i and draw_index(n).
   static void shuffle(MatFullL& order);
-  /// Loop counter of an iterative method, when verbose: a line with prefix and text; "loop e/n" on a line of its own
-  /// and, when "vgerrors" is set, `label` and the error (width 7, precision 4); the end.
+  /// Loop counter of an iterative method, when verbose: a line with prefix and text; "loop e/n" on a line of
+  /// its own and, when "vgerrors" is set, `label` and the error (width 7, precision 4); the end.
   void progress_begin(const char* text, long n) const;
   void progress_step(const char* label, double (VeQuan::*error)());
   void progress_end() const;
@@ -263,33 +268,33 @@ class VeQuan {
   bool distances_known() const { return dist_valid; }
 
   const char* prefix = "VeQuan.";  ///< in front of every message
-  char method[32] = "";     ///< what produced the prototypes
-  Gauge state;              ///< 8 steps, of which the first 4 are named here
-  MatPrefT<long> lpref;     ///< integer settings
-  MatPrefT<double> dpref;   ///< real settings
+  char method[32] = "";            ///< what produced the prototypes
+  Gauge state;                     ///< 8 steps, of which the first 4 are named here
+  MatPrefT<long> lpref;            ///< integer settings
+  MatPrefT<double> dpref;          ///< real settings
   KeyRows keys;
-  MatFullD dat;             ///< ndata x dim
-  MatFullD ddis;            ///< ndata x 1: work column
-  MatFullL bmu;             ///< ndata x 1: best-matching prototype, -1 = none yet
-  MatFullL bmucnt;          ///< ndata x 2: changes of the best-matching prototype; presentations since the last one
-  MatFullL order;           ///< ndata x 1: presentation order
-  MatFullD prot;            ///< nprot x dim
-  MatFullD pval;            ///< nprot x 1: work column
-  MatFullL hits;            ///< nprot x 1: data captured since the last reset
-  MatFullL pidx;            ///< nprot x 1: component of each prototype
-  MatFullL compsize;        ///< ncomp x 1: prototypes per component
-  MatLinkD link;            ///< columns: strength, length, length in the map
-  MatFullD lwork;           ///< nprot x 2: grid coordinates of a self-organizing map, else 0 x 2
-  MatFullL lwork2;          ///< 1 x 3: width, length, hexagonal of that grid, else 0 x 3
+  MatFullD dat;       ///< ndata x dim
+  MatFullD ddis;      ///< ndata x 1: work column
+  MatFullL bmu;       ///< ndata x 1: best-matching prototype, -1 = none yet
+  MatFullL bmucnt;    ///< ndata x 2: changes of the best-matching prototype; presentations since the last one
+  MatFullL order;     ///< ndata x 1: presentation order
+  MatFullD prot;      ///< nprot x dim
+  MatFullD pval;      ///< nprot x 1: work column
+  MatFullL hits;      ///< nprot x 1: data captured since the last reset
+  MatFullL pidx;      ///< nprot x 1: component of each prototype
+  MatFullL compsize;  ///< ncomp x 1: prototypes per component
+  MatLinkD link;      ///< columns: strength, length, length in the map
+  MatFullD lwork;     ///< nprot x 2: grid coordinates of a self-organizing map, else 0 x 2
+  MatFullL lwork2;    ///< 1 x 3: width, length, hexagonal of that grid, else 0 x 3
   LPCA lpca;
-  MatStorT<MatFullL> lvor;  ///< two lists of neighbours per prototype: entries 2k and 2k + 1 belong to prototype k
-  MatFullL ridx;            ///< rank list of the online methods
-  MatStorT<MatFullD> dvor;  ///< distances matching lvor
-  MatFullD dwork;           ///< distances of the online methods
+  MatStorT<MatFullL> lvor;  ///< lists of neighbours, entries 2k and 2k + 1 for prototype k
+  MatFullL ridx;  ///< rank list of the online methods
+  MatStorT<MatFullD> dvor;   ///< distances matching lvor
+  MatFullD dwork;            ///< distances of the online methods
   MatStorT<MatFullL> paths;  ///< per prototype: its path row, without rows when not stored
-  mutable MatStorD gdist;   ///< per prototype: graph distances (nprot x 1), without rows when not stored
-  MatStorD sdist;           ///< per prototype: space distances (nprot x 1), without rows when not stored
-  long torn = 0;            ///< links cut by the last tearing
+  mutable MatStorD gdist;    ///< per prototype: graph distances (nprot x 1), without rows when not stored
+  MatStorD sdist;            ///< per prototype: space distances (nprot x 1), without rows when not stored
+  long torn = 0;             ///< links cut by the last tearing
   const char* linkname = "none";  ///< what made the links: the rule that was applied, or "grid"
 
  private:
@@ -347,7 +352,7 @@ class VeQuan {
   void reset_order();
   void reset_caches();
   long add_prototype(long i);
-  /// out: x.nrow x 1, the nearest of `rows` for each row of x; 0 where no distance compares (a NaN in the cosine class).
+  /// out: x.nrow x 1, the nearest of `rows` for each row of x; 0 where no distance compares (NaN).
   static void nearest_rows(const MatFullD& rows, const MatFullD& x, MatFullL& out);
   /// out: ndata x 1, `bmu` where it is a prototype's number, else the nearest prototype.
   void assigned_prototypes(MatFullL& out) const;
@@ -385,10 +390,10 @@ class VeQuan {
   void record(const char* key, double value);
   void print_range(const char* name, const char* min, const char* max) const;
   bool has_laplacian() const;
-  /// Fills gdist with Laplacian distances. When the Laplacian is singular it reports that, all rows tell that no other
-  /// prototype is reached, and the result is false.
+  /// Fills gdist with Laplacian distances. When the Laplacian is singular it reports that, all rows tell that
+  /// no other prototype is reached, and the result is false.
   bool laplacian_rows() const;
-  /// The path row that stands for Laplacian distances: column 1 lists i, then the others by increasing distance.
+  /// The path row that stands for Laplacian distances: column 1 lists i, then the others by distance.
   static void order_by_distance(const MatFullD& distances, long i, MatFullL& path);
 
   // Snapshot.
@@ -397,8 +402,8 @@ class VeQuan {
   /// After a load: what a snapshot does not hold.
   void derive_unsaved();
 
-  DistanceSignature dac;     ///< of the last computation of the distances
-  bool dist_valid = false;   ///< the stores and ranges belong to the present prototypes, links and settings
+  DistanceSignature dac;    ///< of the last computation of the distances
+  bool dist_valid = false;  ///< the stores and ranges belong to the present prototypes, links and settings
 };
 
 }  // namespace qvtx

@@ -30,7 +30,8 @@ int VeQuan::cod(const MatFullD& x, MatFullL& code) const {
     nearest_rows(prot, x, code);
     return 1;
   }
-  // A cluster may have any shape, so its mean says nothing about who belongs to it: the nearest datum decides.
+  // A cluster may have any shape, so its mean says nothing about who belongs to it: the nearest datum
+  // decides.
   nearest_rows(dat, x, code);
   for (long i = 0; i < code.nrow(); ++i) code(i, 0) = bmu(code(i, 0), 0);
   return 1;

@@ -1,6 +1,7 @@
-// Online winner-take-all quantizers: competitive learning (Rumelhart and Zipser, "Feature discovery by competitive
-// learning", Cognitive Science 9, 1985) and a fast variant that skips the search for data whose winner is stable and
-// keeps, as frequency-sensitive learning does (Ahalt et al., Neural Networks 3, 1990), a running mean per prototype.
+// Online winner-take-all quantizers: competitive learning (Rumelhart and Zipser, "Feature discovery by
+// competitive learning", Cognitive Science 9, 1985) and a fast variant that skips the search for data whose
+// winner is stable and keeps, as frequency-sensitive learning does (Ahalt et al., Neural Networks 3, 1990), a
+// running mean per prototype.
 
 #include <algorithm>
 #include <iostream>
@@ -20,8 +21,9 @@ constexpr long stable_after = 8;
 /// Weight of the newest distance in the running mean of a prototype's distances.
 constexpr double distance_gain = 0.03;
 
-/// The fast flag, asked from the user. The end of the input, or a word that is no integer (it is named on standard
-/// error), counts as 0. The flag in force is traced in every case, so that a replayed trace answers the question.
+/// The fast flag, asked from the user. The end of the input, or a word that is no integer (it is named on
+/// standard error), counts as 0. The flag in force is traced in every case, so that a replayed trace answers
+/// the question.
 int ask_fast(const char* prefix) {
   prompt(std::string(prefix) + "fcl: fast? [0|1] ");
   std::string word;
@@ -34,7 +36,7 @@ int ask_fast(const char* prefix) {
   return fast != 0;
 }
 
-/// Step of a prototype towards datum d that takes no notice of the distance class: prot(k) += a (dat(d) - prot(k)).
+/// prot(k) += a (dat(d) - prot(k)), whatever the distance class.
 void move_straight(MatFullD& prot, long k, const MatFullD& dat, long d, double a) {
   const double* x = dat.row(d);
   double* p = prot.row(k);
@@ -45,7 +47,7 @@ void move_straight(MatFullD& prot, long k, const MatFullD& dat, long d, double a
 struct Counts {
   long changed = 0;    // data with another winner than before
   long shortcuts = 0;  // searches skipped
-  long errors = 0;     // skipped searches that would have found another winner (known only when they are made)
+  long errors = 0;  // skipped searches that would have found another winner (known only when they are made)
 
   /// 100 errors / shortcuts, the product in single precision.
   float error_rate() const {

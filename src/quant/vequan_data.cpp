@@ -4,9 +4,7 @@
 
 namespace qvtx {
 
-int VeQuan::dataload(const char* file, int binary) {
-  return read_data("dataload: ", file, binary);
-}
+int VeQuan::dataload(const char* file, int binary) { return read_data("dataload: ", file, binary); }
 
 int VeQuan::load_dbf(const char* file) { return read_data("load_dbn: ", file, 1); }
 
@@ -35,9 +33,7 @@ int VeQuan::dataload(MatFullD& m, int copy) {
   return state.setflag(k);
 }
 
-int VeQuan::datasave(const char* file, int binary) const {
-  return write_data("datasave: ", file, binary);
-}
+int VeQuan::datasave(const char* file, int binary) const { return write_data("datasave: ", file, binary); }
 
 int VeQuan::save_dbf(const char* file) const { return write_data("save_dbn: ", file, 1); }
 

@@ -7,6 +7,7 @@
 #include "graph/graph_paths.h"
 #include "graph/laplacian.h"
 #include "matrix/row_search.h"
+#include "quant/link_diameter.h"
 #include "quant/vequan.h"
 
 namespace qvtx {
@@ -33,53 +34,10 @@ struct Extremes {
   }
 };
 
-/// Numbers of links on shortest paths, by breadth-first walks over a flat copy of the links.
-class LinkCounts {
- public:
-  explicit LinkCounts(const MatLinkD& links) {
-    const long n = links.nnode();
-    first_.push_back(0);
-    for (long i = 0; i < n; ++i) {
-      for (long k = links.head(i); k >= 0; k = links.next(k, i)) neighbours_.push_back(static_cast<int>(links.other(k, i)));
-      first_.push_back(neighbours_.size());
-    }
-    seen_.assign(static_cast<std::size_t>(n), -1);
-    queue_.resize(static_cast<std::size_t>(n));
-  }
-
-  /// Links to the node that is the farthest from src in links, unreachable ones left out.
-  long farthest(long src) {
-    const int stamp = static_cast<int>(src);  // a walk's own mark, so that nothing is cleared between walks
-    std::size_t reached = 0, level_end = 0;
-    long hops = -1;
-    seen_[static_cast<std::size_t>(src)] = stamp;
-    queue_[reached++] = stamp;
-    for (std::size_t next = 0; next < reached; ++next) {
-      if (next == level_end) {
-        ++hops;
-        level_end = reached;
-      }
-      const std::size_t u = static_cast<std::size_t>(queue_[next]);
-      for (std::size_t e = first_[u]; e < first_[u + 1]; ++e) {
-        int& seen = seen_[static_cast<std::size_t>(neighbours_[e])];
-        if (seen == stamp) continue;
-        seen = stamp;
-        queue_[reached++] = neighbours_[e];
-      }
-    }
-    return hops;
-  }
-
- private:
-  std::vector<std::size_t> first_;  // n + 1: where the neighbours of each node begin
-  std::vector<int> neighbours_;
-  std::vector<int> seen_;           // n: the last walk that reached the node
-  std::vector<int> queue_;          // n
-};
-
 }  // namespace
 
-/// One pass over all prototypes: rows are read back or computed, stored where that is asked for, and measured.
+/// One pass over all prototypes: rows are read back or computed, stored where that is asked for, and
+/// measured.
 class VeQuan::DistancePass {
  public:
   /// memory: 0 no row is stored, 1 distance rows, 2 path rows too.
@@ -90,7 +48,6 @@ class VeQuan::DistancePass {
     weight_ = linked_ ? vq_.balance() : 0.0;
     laplacian_ = vq_.has_laplacian();
     if (graph_ && !laplacian_) routes_ = std::make_unique<GraphPaths>(vq_.link, 1);
-    if (linked_) counts_ = std::make_unique<LinkCounts>(vq_.link);
   }
 
   void take(long i) {
@@ -100,7 +57,6 @@ class VeQuan::DistancePass {
     const double* const g = graph(i);
     if (!linked_) return;
     graph_range_.take(g, n_);
-    hops_ = std::max(hops_, counts_->farthest(i));
     if (weight_ > 0.0) mix(e, g);
   }
 
@@ -114,7 +70,6 @@ class VeQuan::DistancePass {
   const Extremes& space_range() const { return space_; }
   const Extremes& graph_range() const { return graph_range_; }
   const Extremes& mixed_range() const { return mixed_; }
-  long hops() const { return hops_; }
 
  private:
   const double* space(long i) {
@@ -169,10 +124,8 @@ class VeQuan::DistancePass {
   bool laplacian_ = false;  // their distances come from the Laplacian
   double weight_ = 0.0;
   std::unique_ptr<GraphPaths> routes_;
-  std::unique_ptr<LinkCounts> counts_;
   MatFullD space_scratch_, graph_scratch_;
   Extremes space_, graph_range_, mixed_;
-  long hops_ = 0;
 };
 
 int VeQuan::dist_ini(int quick) {
@@ -209,8 +162,9 @@ bool VeQuan::key_changed(const MatPrefT<T>& table, const char* key) {
 }
 
 bool VeQuan::distances_current() const {
-  return dist_valid && dac == signature() && !key_changed(lpref, "tdgdtype") && !key_changed(lpref, "tdctdtwt") &&
-         !key_changed(lpref, "tdctdlnf") && !key_changed(dpref, "tdctdakp");
+  return dist_valid && dac == signature() && !key_changed(lpref, "tdgdtype") &&
+         !key_changed(lpref, "tdctdtwt") && !key_changed(lpref, "tdctdlnf") &&
+         !key_changed(dpref, "tdctdakp");
 }
 
 void VeQuan::forget_distances() {
@@ -249,7 +203,7 @@ void VeQuan::measure_distances() {
   record("tdxg", pass.graph_range().max);
   record("tdxm", pass.mixed_range().max);
   lkey("tdxp");
-  lpref.newval(keys.tdxp, pass.hops());
+  lpref.newval(keys.tdxp, lpref.getval(keys.vglink_p) != 0 ? link_diameter(link) : 0);
   lkey("tdxp");
   print_range("space", "tdns", "tdxs");
   print_range("mixed", "tdnm", "tdxm");

@@ -1,5 +1,6 @@
-// Dynamic K-means: starts from two prototypes and splits every one whose cell is too wide, as the splitting start of
-// Linde, Buzo and Gray (IEEE Trans. Communications 28, 1980) does, but cell by cell until the cells fit a radius.
+// Dynamic K-means: starts from two prototypes and splits every one whose cell is too wide, as the splitting
+// start of Linde, Buzo and Gray (IEEE Trans. Communications 28, 1980) does, but cell by cell until the cells
+// fit a radius.
 
 #include <algorithm>
 #include <cmath>

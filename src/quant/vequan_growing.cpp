@@ -1,6 +1,6 @@
-// Growing online quantizers, driven by a radius: a datum farther than the radius from every prototype becomes a new
-// one. EXIN makes a single pass in which each prototype is the running mean of its data (a sequential K-means in the
-// sense of MacQueen, 1967, with leaders); Neural Water makes epochs with a scheduled rate.
+// Growing online quantizers, driven by a radius: a datum farther than the radius from every prototype becomes
+// a new one. EXIN makes a single pass in which each prototype is the running mean of its data (a sequential
+// K-means in the sense of MacQueen, 1967, with leaders); Neural Water makes epochs with a scheduled rate.
 
 #include <algorithm>
 

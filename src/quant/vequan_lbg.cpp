@@ -1,6 +1,6 @@
-// K-means with a fixed number of prototypes: the generalized Lloyd algorithm (Linde, Buzo and Gray, "An algorithm for
-// vector quantizer design", IEEE Trans. Communications 28, 1980; Lloyd, "Least squares quantization in PCM", IEEE
-// Trans. Information Theory 28, 1982).
+// K-means with a fixed number of prototypes: the generalized Lloyd algorithm (Linde, Buzo and Gray, "An
+// algorithm for vector quantizer design", IEEE Trans. Communications 28, 1980; Lloyd, "Least squares
+// quantization in PCM", IEEE Trans. Information Theory 28, 1982).
 
 #include <algorithm>
 #include <cmath>

@@ -18,7 +18,14 @@ constexpr const char* grid_label = "Self-Organizing Map";
 constexpr const char* cluster_label = "Jarvis-Patrick";
 
 constexpr const char* rule_names[] = {"none", "e_link", "n_link", "r_link", "d_link", "h_link"};
-enum LinkRule : long { no_links = 0, by_distance = 1, by_neighbours = 2, by_tolerance = 3, by_data = 4, by_pairs = 5 };
+enum LinkRule : long {
+  no_links = 0,
+  by_distance = 1,
+  by_neighbours = 2,
+  by_tolerance = 3,
+  by_data = 4,
+  by_pairs = 5
+};
 
 }  // namespace
 
@@ -28,7 +35,8 @@ int VeQuan::prot_fin(const char* label, int flag) {
   if (!state.shutflag(k)) return 0;
   forget_distances();
   if (prot.nrow() == 0) return 0;
-  const std::string name(label, std::min(std::strlen(label), sizeof method - 1));  // label may be `method` itself
+  const std::string name(label,
+                         std::min(std::strlen(label), sizeof method - 1));  // label may be `method` itself
   std::strcpy(method, name.c_str());
   say("prot_fin: ");
   count_hits();
@@ -58,7 +66,8 @@ void VeQuan::count_hits() {
 
 void VeQuan::centre_prototypes() {
   if (!lkey("vgcent_p")) return;
-  // A map's prototypes are held back by their neighbours on the grid, a cluster's are where the method put them.
+  // A map's prototypes are held back by their neighbours on the grid, a cluster's are where the method put
+  // them.
   if (has_grid() || std::strcmp(method, cluster_label) == 0) return;
   say_piece("centring ... ");
   MatFullD means;
@@ -98,7 +107,8 @@ void VeQuan::clear_links() {
 }
 
 void VeQuan::restore_grid() {
-  // The links are gone when the rule was 0 for a while; a map that lost prototypes since cannot get them back.
+  // The links are gone when the rule was 0 for a while; a map that lost prototypes since cannot get them
+  // back.
   if (link.nnode() == prot.nrow() && link.nlive() > 0) return;
   clear_links();
   if (lwork2.nrow() == 0 || lwork2(0, 0) * lwork2(0, 1) != prot.nrow()) return;
@@ -109,12 +119,23 @@ void VeQuan::apply_rule(long rule) {
   const long usable = usable_rule(rule);
   if (usable != rule) say_piece("few data, n_link ... ");
   switch (usable) {
-    case by_distance: link.e_link(0, prot, dkey("vleeps")); break;
-    case by_neighbours: link.n_link(0, prot, lkey("vlnnbr")); break;
-    case by_tolerance: link.r_link(0, prot, dkey("vlrtol")); break;
-    case by_data: link.d_link(0, prot, dat, lkey("vldnbr"), dkey("vldtol")); break;
-    case by_pairs: link.h_link(0, prot, dat, dkey("vlhtol")); break;
-    default: break;
+    case by_distance:
+      link.e_link(0, prot, dkey("vleeps"));
+      break;
+    case by_neighbours:
+      link.n_link(0, prot, lkey("vlnnbr"));
+      break;
+    case by_tolerance:
+      link.r_link(0, prot, dkey("vlrtol"));
+      break;
+    case by_data:
+      link.d_link(0, prot, dat, lkey("vldnbr"), dkey("vldtol"));
+      break;
+    case by_pairs:
+      link.h_link(0, prot, dat, dkey("vlhtol"));
+      break;
+    default:
+      break;
   }
 }
 

@@ -1,7 +1,7 @@
-// Neural gas (Martinetz, Berkovich and Schulten, "Neural-gas network for vector quantization and its application to
-// time-series prediction", IEEE Trans. Neural Networks 4, 1993): every datum moves the prototypes ranked by their
-// distance to it, each by a step that decays with its rank. The ranking stops at three widths, where the step has
-// fallen to exp(-3).
+// Neural gas (Martinetz, Berkovich and Schulten, "Neural-gas network for vector quantization and its
+// application to time-series prediction", IEEE Trans. Neural Networks 4, 1993): every datum moves the
+// prototypes ranked by their distance to it, each by a step that decays with its rank. The ranking stops at
+// three widths, where the step has fallen to exp(-3).
 
 #include <algorithm>
 #include <utility>
@@ -24,12 +24,12 @@ struct GasEpoch {
   const MatFullL& order;
   CaptureBook book;
   OnlineWinners& winners;
-  MatFullL& ridx;     // rank list, not reset between data: its order decides among equal distances
-  MatFullD& dwork;    // nprot x 1: distances to the datum
-  double a, l;        // step and width
-  float lim;          // 3 l: the last rank that moves
-  long changed = 0;   // data with another winner than before
-  long adapted = 0;   // prototypes moved
+  MatFullL& ridx;    // rank list, not reset between data: its order decides among equal distances
+  MatFullD& dwork;   // nprot x 1: distances to the datum
+  double a, l;       // step and width
+  float lim;         // 3 l: the last rank that moves
+  long changed = 0;  // data with another winner than before
+  long adapted = 0;  // prototypes moved
 
   double step(long r) const { return a * fixed_exp(-static_cast<double>(r) / l); }
   long moving_ranks() const;
@@ -39,8 +39,8 @@ struct GasEpoch {
   void select_rank(long r);
 };
 
-/// Number of ranks that move: rank 0 and those not above lim, all in single precision, which decides whether rank 3 l
-/// itself still moves.
+/// Number of ranks that move: rank 0 and those not above lim, all in single precision, which decides whether
+/// rank 3 l itself still moves.
 long GasEpoch::moving_ranks() const {
   long m = 1;
   while (m < prot.nrow() && static_cast<float>(m) <= lim) ++m;
@@ -93,7 +93,7 @@ void GasEpoch::move_ranks_plainly() {
   }
 }
 
-/// Brings the nearest of the prototypes ridx(r), ridx(r + 1), ... to place r of the list, the first among equals.
+/// Brings the nearest of the prototypes from place r of the list on to place r, the first among equals.
 void GasEpoch::select_rank(long r) {
   long best = r;
   double smallest = no_bound;

@@ -10,8 +10,8 @@ namespace qvtx {
 
 namespace {
 
-/// Rows by which the per-prototype columns grow: n where the number is fixed beforehand, else a share of the data that
-/// shrinks with the dimension, within 100..800.
+/// Rows by which the per-prototype columns grow: n where the number is fixed beforehand, else a share of the
+/// data that shrinks with the dimension, within 100..800.
 long growth_step(long n, long ndata, long dim) {
   if (n >= 5) return n;
   return std::clamp((ndata / 10) / (dim + 1), 100L, 800L);

@@ -1,7 +1,7 @@
 // Saving and loading of the analysis state, everything but the data, the distances and the local PCA.
 //
-// A load reads everything into a Snapshot, looks at it as a whole, and only then takes it over: a damaged file never
-// leaves half of an old and half of a new state.
+// A load reads everything into a Snapshot, looks at it as a whole, and only then takes it over: a damaged
+// file never leaves half of an old and half of a new state.
 
 #include <algorithm>
 #include <cstdio>
@@ -44,9 +44,10 @@ struct VeQuan::Snapshot {
   MatFullL lwork2;
 
   bool read(std::FILE* f) {
-    return read_int32(f, verbose) && state.load_bin(f) && lpref.load_bin(f) && dpref.load_bin(f) && ddis.load_bin(f) &&
-           bmu.load_bin(f) && bmucnt.load_bin(f) && prot.load_bin(f) && pval.load_bin(f) && hits.load_bin(f) &&
-           pidx.load_bin(f) && link.load_bin(f) && lwork.load_bin(f) && lwork2.load_bin(f);
+    return read_int32(f, verbose) && state.load_bin(f) && lpref.load_bin(f) && dpref.load_bin(f) &&
+           ddis.load_bin(f) && bmu.load_bin(f) && bmucnt.load_bin(f) && prot.load_bin(f) &&
+           pval.load_bin(f) && hits.load_bin(f) && pidx.load_bin(f) && link.load_bin(f) &&
+           lwork.load_bin(f) && lwork2.load_bin(f);
   }
 
   bool flag(const char* name) const { return state.getflag(state.getstep(name)) != 0; }
@@ -61,8 +62,16 @@ struct VeQuan::Snapshot {
   /// What "prot_fin" adds.
   bool finished_fits() const {
     const long n = prot.nrow();
-    return n > 0 && link.nnode() == n && link.nvalue() == 3 && has_shape(pidx, n, 1) && all_within(bmu, 0, n - 1) &&
-           (lwork.nrow() == 0 || lwork.nrow() == n);
+    return n > 0 && link.nnode() == n && link.nvalue() == 3 && has_shape(pidx, n, 1) &&
+           all_within(bmu, 0, n - 1) && (lwork.nrow() == 0 || lwork.nrow() == n) && !any_negative_length();
+  }
+
+  /// Shortest paths do not exist with lengths below 0.
+  bool any_negative_length() const {
+    for (long k = 0; k < link.nslot(); ++k) {
+      if (link.live(k) && link.getvalue(k, 1) < 0.0) return true;
+    }
+    return false;
   }
 
   bool grid_fits() const {
@@ -73,10 +82,10 @@ struct VeQuan::Snapshot {
 
 int VeQuan::save_vbf(std::FILE* f) const {
   if (f == nullptr) return 0;
-  return write_int32(f, dat.nrow()) && write_int32(f, dat.ncol()) && write_int32(f, verbose) && state.save_bin(f) &&
-         lpref.save_bin(f) && dpref.save_bin(f) && ddis.save_bin(f) && bmu.save_bin(f) && bmucnt.save_bin(f) &&
-         prot.save_bin(f) && pval.save_bin(f) && hits.save_bin(f) && pidx.save_bin(f) && link.save_bin(f) &&
-         lwork.save_bin(f) && lwork2.save_bin(f);
+  return write_int32(f, dat.nrow()) && write_int32(f, dat.ncol()) && write_int32(f, verbose) &&
+         state.save_bin(f) && lpref.save_bin(f) && dpref.save_bin(f) && ddis.save_bin(f) && bmu.save_bin(f) &&
+         bmucnt.save_bin(f) && prot.save_bin(f) && pval.save_bin(f) && hits.save_bin(f) && pidx.save_bin(f) &&
+         link.save_bin(f) && lwork.save_bin(f) && lwork2.save_bin(f);
 }
 
 int VeQuan::load_vbf(std::FILE* f) {
@@ -103,7 +112,8 @@ bool VeQuan::accepts(const Snapshot& loaded) const {
   if (loaded.flag(pfindone) && !loaded.finished_fits()) return false;
   // Tables without a key that the program reads at every turn would end it later.
   return std::all_of(key_entries().begin(), key_entries().end(), [this, &loaded](const KeyEntry& entry) {
-    return keys.*entry.row < 0 || (entry.real ? loaded.dpref.getkey(entry.name) : loaded.lpref.getkey(entry.name)) >= 0;
+    return keys.*entry.row < 0 ||
+           (entry.real ? loaded.dpref.getkey(entry.name) : loaded.lpref.getkey(entry.name)) >= 0;
   });
 }
 

@@ -55,8 +55,8 @@ OnlineWinners::OnlineWinners(VeQuan& quantizer, const MatFullD& dat, MatFullD& p
 int OnlineWinners::capture_packed(long d, double r) {
   double distance;
   const long k = search_.nearest(dat_.row(d), distance);
-  // A distance up to r is within prot_bmu's bound, by the same inequality as in searches_agree. Beyond r its margin
-  // and the creation of prototypes are its own business.
+  // A distance up to r is within prot_bmu's bound, by the same inequality as in searches_agree. Beyond r its
+  // margin and the creation of prototypes are its own business.
   if (distance <= r) return book_.capture(d, k);
   const int changed = quantizer_.prot_bmu(d, r);
   if (search_.size() < prot_.nrow()) search_.add_row();

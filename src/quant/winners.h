@@ -1,6 +1,6 @@
 #pragma once
-// Best-matching prototypes for whole epochs. A method that asks for the winner of every datum gets it here several
-// times as fast as from VeQuan::prot_bmu, with the same results.
+// Best-matching prototypes for whole epochs. A method that asks for the winner of every datum gets it here
+// several times as fast as from VeQuan::prot_bmu, with the same results.
 
 #include "matrix/row_search.h"
 #include "quant/vequan.h"
@@ -13,21 +13,21 @@ struct CaptureBook {
   MatFullL& bmucnt;
   MatFullL& hits;
 
-  /// Books that prototype k captures datum d. Returns 1 when that changes the datum's best-matching prototype.
+  /// Books that prototype k captures datum d. Returns 1 when that changes the datum's prototype.
   int capture(long d, long k);
 };
 
-/// Whether a nearest-row search without bound finds what VeQuan::prot_bmu finds, whatever a datum's previous winner:
-/// class Minkowski with exponent 1, 2 or >= 8, at least one prototype, and every number of moderate size.
+/// Whether a nearest-row search without bound finds what VeQuan::prot_bmu finds, whatever a datum's previous
+/// winner: class Minkowski with exponent 1, 2 or >= 8, at least one prototype, numbers of moderate size.
 ///
-/// Proof. prot_bmu bounds its search by b, the distance to the previous winner w (or by the caller's radius). The
-/// search runs in the space of the sums, where w has the sum s and the threshold is t = 1.001 T(b). For exponents 1 and
-/// >= 8, b = s = T(b), so s <= t. For exponent 2, b is the rounded root of s and T(b) = b b lies within two units
-/// in the last place of s (and equals s among the smallest subnormal numbers), so again s <= t. Numbers of magnitude up
-/// to 1e150 have finite sums and no NaN. So w is never abandoned; the nearest row, whose sum is not above s, is not
-/// either; rows only drop out that lose against it. What remains is the smallest sum, ties to the lowest row, in both
-/// searches. Other exponents can lose a tiny s in the root, and NaN defeats every comparison: for these prot_bmu itself
-/// is the definition.
+/// Proof. prot_bmu bounds its search by b, the distance to the previous winner w (or by the caller's radius).
+/// The search runs in the space of the sums, where w has the sum s and the threshold is t = 1.001 T(b). With
+/// an exponent of 1, or of 8 and more, b = s = T(b), so s <= t. With exponent 2, b is the rounded root of s,
+/// and T(b) = b b lies within two units in the last place of s (and equals s among the smallest subnormal
+/// numbers), so again s <= t. Numbers of magnitude up to 1e150 have finite sums and no NaN. So w is never
+/// abandoned, and neither is the nearest row, whose sum is not above s; a row drops out only by losing
+/// against it. What remains is the smallest sum, ties to the lowest row, in both searches. Other exponents
+/// can lose a tiny s in the root, and NaN defeats every comparison: there prot_bmu itself is the definition.
 bool searches_agree(const MatFullD& dat, const MatFullD& prot);
 
 /// Winners of all data at once, for methods whose prototypes rest while the data are assigned.
@@ -43,13 +43,14 @@ class BatchWinners {
   MatFullL winner_;  // ndata x 1
 };
 
-/// Winners datum by datum, for methods whose prototypes move in between. Works on a packed copy of the prototypes where
-/// that gives the same results (Euclidean distance, searches_agree), else through the quantizer's own operations.
+/// Winners datum by datum, for methods whose prototypes move in between. Works on a packed copy of the
+/// prototypes where that gives the same results (Euclidean distance, searches_agree), else through the
+/// quantizer's own operations.
 class OnlineWinners {
  public:
-  /// dat, prot and book are those of the quantizer; they must outlive the object. While it lives, prototypes change
-  /// through it alone, by steps between 0 and 1 (these keep every prototype between data, so that its numbers stay of
-  /// moderate size).
+  /// dat, prot and book are those of the quantizer; they must outlive the object. While it lives, prototypes
+  /// change through it alone, by steps between 0 and 1 (these keep every prototype between data, so that its
+  /// numbers stay of moderate size).
   OnlineWinners(VeQuan& quantizer, const MatFullD& dat, MatFullD& prot, CaptureBook book);
 
   /// What VeQuan::prot_bmu(d, r) does. REQUIRES: r > 0.

@@ -1,6 +1,6 @@
 #pragma once
-// What the quantizer's tests share: a quantizer with the default settings whose members can be set and looked at, data
-// made in memory, and a console that is caught instead of printed.
+// What the quantizer's tests share: a quantizer with the default settings whose members can be set and looked
+// at, data made in memory, and a console that is caught instead of printed.
 
 #include <gtest/gtest.h>
 
@@ -13,6 +13,7 @@
 #include "base/ostr.h"
 #include "base/random.h"
 #include "quant/vequan.h"
+#include "support/early_exit.h"
 
 namespace qvtx::test {
 
@@ -68,10 +69,12 @@ class OpenQuantizer : public VeQuan {
   using VeQuan::shuffle;
   using VeQuan::state;
 
-  /// Sets the future value of a key of either table. Fails the test when the key is missing or refuses the value.
+  /// Sets the future value of a key of either table. Fails the test when the key is missing or refuses the
+  /// value.
   void setkey(const char* key, double value) {
     const long k = lpref.getkey(key);
-    const int ok = k >= 0 ? lpref.newval(k, static_cast<long>(value)) : dpref.newval(dpref.getkey(key), value);
+    const int ok =
+        k >= 0 ? lpref.newval(k, static_cast<long>(value)) : dpref.newval(dpref.getkey(key), value);
     EXPECT_EQ(1, ok) << key << " refuses " << value;
   }
 };
@@ -94,7 +97,8 @@ std::vector<std::vector<typename Matrix::value_type>> rows_of(const Matrix& m) {
   return rows;
 }
 
-/// n points of d coordinates, uniform in 0..1, from a seed of their own; the program's generator is left as it was.
+/// n points of d coordinates, uniform in 0..1, from a seed of their own; the program's generator is left as
+/// it was.
 inline void uniform_points(MatFullD& m, long n, long d, unsigned long seed) {
   const RandomState before = getrandom();
   setseed(seed);

@@ -1,6 +1,7 @@
 #pragma once
-// The iterative quantization methods once more, as plain loops over vectors with a generator of their own: what the
-// quantizer's epochs must equal bit for bit. Slow on purpose; nothing here is shared with the program.
+// The iterative quantization methods once more, as plain loops over vectors with a generator of their own:
+// what the quantizer's epochs must equal bit for bit. Slow on purpose; shares fixed_exp alone with the
+// program.
 
 #include <algorithm>
 #include <cmath>
@@ -18,8 +19,8 @@
 
 namespace qvtx::test {
 
-/// Draws predicted from the rules: the standard library's Mersenne Twister on the state that the seeding of the
-/// generator's first publication gives.
+/// Draws predicted from the rules: the standard library's Mersenne Twister on the state that the seeding of
+/// the generator's first publication gives.
 class ReferenceDraws {
  public:
   explicit ReferenceDraws(std::uint32_t seed = 4357) : engine_(make(seed)) {}
@@ -58,10 +59,10 @@ class ReferenceQuantizer {
   using Rows = std::vector<Row>;
   static constexpr double infinity = std::numeric_limits<double>::infinity();
 
-  bool shuffled = true;   ///< "vgswap_d"
-  bool replace = true;    ///< "vgrepl_p"
-  long dead_below = 0;    ///< "vglpmaxp"
-  double p = 2.0;         ///< Minkowski exponent
+  bool shuffled = true;  ///< "vgswap_d"
+  bool replace = true;   ///< "vgrepl_p"
+  long dead_below = 0;   ///< "vglpmaxp"
+  double p = 2.0;        ///< Minkowski exponent
   ReferenceDraws draws;
 
   Rows dat, prot;
@@ -347,7 +348,8 @@ class ReferenceTest : public QuantizerTest {
  protected:
   struct Case {
     const char* name;
-    bool lattice = false;  ///< small integers, full of equal distances and duplicates, instead of uniform numbers
+    bool lattice =
+        false;  ///< small integers, full of equal distances and duplicates, instead of uniform numbers
     long ndata = 150;
     long dim = 3;
     long n = 20;

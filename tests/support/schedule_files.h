@@ -1,5 +1,5 @@
 #pragma once
-// Which schedule a method takes: the file it is given, the default file of the working directory, or the keys.
+// Which schedule a method takes: its file, the default file of the working directory, or the keys.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -38,21 +38,25 @@ inline void write_schedule(const char* name, int rows) {
   while (rows-- > 0) out << "0.5\t0.5\t\n";
 }
 
-/// Runs a method whose epoch key says 4 with a file of 2 epochs and a default file of 3, each there or not, and counts
-/// its epochs by the loop counter.
+/// Runs a method whose epoch key says 4 with a file of 2 epochs and a default file of 3, each there or not,
+/// and counts its epochs by the loop counter.
 template <class Run>
-void expect_schedule_order(CaughtConsole& console, VeQuan& vq, const std::string& method, const char* default_file,
-                           Run run) {
+void expect_schedule_order(CaughtConsole& console, VeQuan& vq, const std::string& method,
+                           const char* default_file, Run run) {
   const WorkingDirectory directory;
   const std::string keys = "VeQuan." + method + ": using default parameters\n";
   const struct {
     bool given, has_file, has_default;
     int epochs;
-  } cases[] = {{true, true, true, 2},   {true, true, false, 2},  {true, false, true, 3},
-               {true, false, false, 4}, {false, true, true, 4}};
+  } cases[] = {{true, true, true, 2},
+               {true, true, false, 2},
+               {true, false, true, 3},
+               {true, false, false, 4},
+               {false, true, true, 4}};
   vq.verbose = 1;
   for (const auto& c : cases) {
-    SCOPED_TRACE(::testing::Message() << "file given " << c.given << ", there " << c.has_file << c.has_default);
+    SCOPED_TRACE(::testing::Message()
+                 << "file given " << c.given << ", there " << c.has_file << c.has_default);
     std::filesystem::remove("own.sched");
     std::filesystem::remove(default_file);
     if (c.has_file) write_schedule("own.sched", 2);
