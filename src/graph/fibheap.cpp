@@ -52,7 +52,8 @@ FibHeap::~FibHeap() {
   while (FibHeapNode* node = ExtractMin()) delete node;
 }
 
-/// Puts a lone node into the circle of roots, before the minimum, and makes it the minimum when it is smaller.
+/// Puts a lone node into the circle of roots, before the minimum, and makes it the minimum when it is
+/// smaller.
 void FibHeap::_AddToRootList(FibHeapNode* node) {
   node->parent_ = nullptr;
   if (node->mark_) --marked_;
@@ -136,8 +137,9 @@ void FibHeap::_Link(FibHeapNode* child, FibHeapNode* parent) {
 
 /// Joins roots of equal degree until all degrees differ, and finds the minimum anew.
 void FibHeap::_Consolidate() {
-  // A node of degree k has at least F(k + 2) >= 1.618^k nodes below and including it, so that the degrees stay below
-  // 1.4405 log2(nodes) + 1 and 96 suffice for any count of a 64-bit long; only those in reach are cleared.
+  // A node of degree k has at least F(k + 2) >= 1.618^k nodes below and including it, so that the degrees
+  // stay below 1.4405 log2(nodes) + 1 and 96 suffice for any count of a 64-bit long; only those in reach are
+  // cleared.
   std::array<FibHeapNode*, 96> of_degree;
   const long reach = 3 * static_cast<long>(std::bit_width(static_cast<unsigned long>(nodes_))) / 2 + 2;
   for (long k = 0; k < reach && k < 96; ++k) of_degree[static_cast<std::size_t>(k)] = nullptr;

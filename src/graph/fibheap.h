@@ -1,13 +1,14 @@
 #pragma once
-// Fibonacci heap (Fredman and Tarjan, "Fibonacci heaps and their uses in improved network optimization algorithms",
-// J. ACM 34(3), 1987): the priority queue of the graph searches.
+// Fibonacci heap (Fredman and Tarjan, "Fibonacci heaps and their uses in improved network optimization
+// algorithms", J. ACM 34(3), 1987): the priority queue of the graph searches.
 
 #include <limits>
 
 namespace qvtx {
 
-/// A node of the heap, which links its nodes with each other and never allocates. Nodes are ordered by operator<; one
-/// whose `below_all` flag is set compares below every other one. A node belongs to one heap at most.
+/// A node of the heap, which links its nodes with each other and never allocates. Nodes are ordered by
+/// operator<; one whose `below_all` flag is set compares below every other one. A node belongs to one heap at
+/// most.
 class FibHeapNode {
  public:
   FibHeapNode() = default;
@@ -19,7 +20,8 @@ class FibHeapNode {
   virtual bool operator<(const FibHeapNode& other) const;
 
  protected:
-  /// True when the flag that makes a node compare below every other one is set on this node / on the given node.
+  /// True when the flag that makes a node compare below every other one is set on this node / on the given
+  /// node.
   bool below_all() const { return below_all_; }
   static bool below_all(const FibHeapNode& node) { return node.below_all_; }
 
@@ -34,14 +36,16 @@ class FibHeapNode {
   bool below_all_ = false;
 };
 
-/// A node with a key and a number. Compares by the key alone; a comparison with NaN is false. The nodes of one heap
-/// have the same class.
+/// A node with a key and a number. Compares by the key alone; a comparison with NaN is false. The nodes of
+/// one heap have the same class.
 template <class K>
 class HeapNode : public FibHeapNode {
  public:
   FibHeapNode& operator=(const FibHeapNode& other) override;
   bool operator==(const FibHeapNode& other) const override;
   bool operator<(const FibHeapNode& other) const override;
+  /// The same for two of this class, where the language would not know which operand to ask.
+  bool operator==(const HeapNode& other) const { return *this == static_cast<const FibHeapNode&>(other); }
   /// Sets the key. Of a node in a heap the key changes through FibHeap::DecreaseKey only.
   virtual HeapNode& operator=(K key);
   HeapNode& operator=(const HeapNode& other);
@@ -52,8 +56,8 @@ class HeapNode : public FibHeapNode {
 
 extern template class HeapNode<double>;
 
-/// The heap: insertion, union and decrease in constant, extraction in logarithmic amortised time. Among equal keys the
-/// order of the root list decides, which depends on the operations alone and never on addresses.
+/// The heap: insertion, union and decrease in constant, extraction in logarithmic amortised time. Among equal
+/// keys the order of the root list decides, which depends on the operations alone and never on addresses.
 class FibHeap {
  public:
   /// owns: nodes left at destruction are deleted; otherwise all nodes belong to the caller.
@@ -64,12 +68,13 @@ class FibHeap {
 
   /// REQUIRES: the node is in no heap. What it remembers of an earlier heap is forgotten.
   void Insert(FibHeapNode* node);
-  /// Takes over all nodes of the other heap, which is empty afterwards. Nothing happens for null and for this heap.
+  /// Takes over all nodes of the other heap, which is empty afterwards. Nothing happens for null and for this
+  /// heap.
   void Union(FibHeap* other);
   /// Removes and returns the smallest node; null when the heap is empty.
   FibHeapNode* ExtractMin();
-  /// Gives a node of this heap the smaller key; one that is not smaller is ignored. `key` may be the node itself, when
-  /// its order has changed already.
+  /// Gives a node of this heap the smaller key; one that is not smaller is ignored. `key` may be the node
+  /// itself, when its order has changed already.
   void DecreaseKey(FibHeapNode* node, FibHeapNode& key);
   /// Removes a node of this heap; it keeps its key.
   void Delete(FibHeapNode* node);

@@ -7,18 +7,18 @@
 
 namespace qvtx {
 
-/// What `MatLinkD::gdav` tells without a bound, for callers that want a row per node: the links are copied once, in list
-/// order, into flat arrays, and the queue is a heap on arrays too. Distances, predecessors and settling order are those
-/// of `gdav`, ties included, since both take nodes in the order of (distance, number) and links in list order.
-/// The graph may change after the construction; the copy does not.
+/// What `MatLinkD::gdav` tells without a bound, for callers that want a row per node: the links are copied
+/// once, in list order, into flat arrays, and the queue is a heap on arrays too. Distances, predecessors and
+/// settling order are those of `gdav`, ties included, since both take nodes in the order of (distance,
+/// number) and links in list order. The graph may change after the construction; the copy does not.
 class GraphPaths {
  public:
   /// Lengths come from value column col, which holds no negative number. Fatal (l 1003): col (1).
   GraphPaths(const MatLinkD& links, long col);
 
   long nnode() const { return static_cast<long>(first_.size()) - 1; }
-  /// Shortest paths from node src: dist gets n distances, -1 where no path leads; pred, unless null, n x 2 numbers as
-  /// `gdav` defines them. Returns the number of settled nodes. REQUIRES: 0 <= src < nnode().
+  /// Shortest paths from node src: dist gets n distances, -1 where no path leads; pred, unless null, n x 2
+  /// numbers as `gdav` defines them. Returns the number of settled nodes. REQUIRES: 0 <= src < nnode().
   long row(long src, double* dist, long* pred);
 
  private:
@@ -39,12 +39,12 @@ class GraphPaths {
   void sift_down(Entry entry);
   int pop();
 
-  std::vector<int> first_;    ///< n + 1: where the edges of each node begin
-  std::vector<Edge> edges_;   ///< two per link, in list order
-  std::vector<double> key_;   ///< n: tentative distance; +infinity not reached, -infinity settled
-  std::vector<Entry> heap_;   ///< 4-ary heap
-  std::vector<int> place_;    ///< n: where a node stands in the heap
-  int queued_ = 0;            ///< entries of the heap
+  std::vector<int> first_;   ///< n + 1: where the edges of each node begin
+  std::vector<Edge> edges_;  ///< two per link, in list order
+  std::vector<double> key_;  ///< n: tentative distance; +infinity not reached, -infinity settled
+  std::vector<Entry> heap_;  ///< 4-ary heap
+  std::vector<int> place_;   ///< n: where a node stands in the heap
+  int queued_ = 0;           ///< entries of the heap
 };
 
 }  // namespace qvtx

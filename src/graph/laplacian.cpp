@@ -24,10 +24,10 @@ std::vector<double> row_sums(const MatFullD& a) {
   return sums;
 }
 
-/// Turns affinities a into L + (c / n) J: L the Laplacian, n its size, c = trace(L) / n, J all ones. L is 0 on the constant
-/// vector and positive definite across it, so that the sum is positive definite, and its inverse is the pseudo-inverse of
-/// L plus J / (c n). (L - J / n would do as well but for being indefinite: a pivot of its elimination can vanish, and does
-/// for a ring of 5, 10, 28 or 42 nodes.)
+/// Turns affinities a into L + (c / n) J: L the Laplacian, n its size, c = trace(L) / n, J all ones. L is 0
+/// on the constant vector and positive definite across it, so that the sum is positive definite, and its
+/// inverse is the pseudo-inverse of L plus J / (c n). (L - J / n would do as well but for being indefinite: a
+/// pivot of its elimination can vanish, and does for a ring of 5, 10, 28 or 42 nodes.)
 void to_definite_laplacian(MatFullD& a) {
   const long n = a.nrow();
   const std::vector<double> degree = row_sums(a);
@@ -41,7 +41,8 @@ void to_definite_laplacian(MatFullD& a) {
   }
 }
 
-/// Whether every pivot of the symmetric matrix a is positive, the ones that its inversion without pivoting divides by.
+/// Whether every pivot of the symmetric matrix a is positive, the ones that its inversion without pivoting
+/// divides by.
 bool positive_pivots(const MatFullD& a) {
   const long n = a.nrow();
   std::vector<double> rest(a.data(), a.data() + n * n);
@@ -88,7 +89,8 @@ double GraphLaplacian::mean_length(const std::vector<long>& members) const {
   return links > 0 ? sum / static_cast<double>(links) : 0.0;
 }
 
-void GraphLaplacian::fill_block(const std::vector<long>& members, MatFullD& block, const DistanceRow& row) const {
+void GraphLaplacian::fill_block(const std::vector<long>& members, MatFullD& block,
+                                const DistanceRow& row) const {
   const long size = static_cast<long>(members.size());
   block.setdim(size, size);
   block.setrows(size, 0.0);

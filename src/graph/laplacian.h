@@ -1,7 +1,7 @@
 #pragma once
-// Distances between the nodes of a graph from the pseudo-inverse of its Laplacian: the square root of the effective
-// resistance (Klein and Randic, "Resistance distance", 1993; Fouss, Pirotte, Renders and Saerens, "Random-walk computation
-// of similarities between nodes of a graph", 2007).
+// Distances between the nodes of a graph from the pseudo-inverse of its Laplacian: the square root of the
+// effective resistance (Klein and Randic, "Resistance distance", 1993; Fouss, Pirotte, Renders and Saerens,
+// "Random-walk computation of similarities between nodes of a graph", 2007).
 
 #include <functional>
 #include <vector>
@@ -11,29 +11,31 @@
 namespace qvtx {
 
 struct LaplacianOptions {
-  long type = 2;      ///< distance x inside the affinities: 3 along the links (value column 1), else between the points
+  /// Distance x inside the affinities: 3 along the links (value column 1), anything else between the points.
+  long type = 2;
   long weight = 1;    ///< affinity: 0: 1 on links; 1: exp(-x^2 / 2) on links; 2: exp(-x^2 / 2) over all pairs
   bool scale = true;  ///< affinities are divided by the square roots of the degrees (Coifman and Lafon 2006)
-  double width = 1.0; ///< unit of x, in mean link lengths of the component; above 0
+  double width = 1.0;  ///< unit of x, in mean link lengths of the component; above 0
 };
 
-/// The computation in three steps, so that a caller can report each before it starts. Every connected component stands by
-/// itself, since the Laplacian of several would be singular beyond the constant vector. Memory: two matrices of the size
-/// of the result at most.
+/// The computation in three steps, so that a caller can report each before it starts. Every connected
+/// component stands by itself, since the Laplacian of several would be singular beyond the constant vector.
+/// Memory: up to three matrices of the size of the result beside it.
 class GraphLaplacian {
  public:
-  /// points: one row per node; value column 1 of links holds the lengths. All three must stay as they are until
-  /// `affinities` has returned. Fatal (l 1004): no value column 1 (1), another number of points than nodes (2).
+  /// points: one row per node; value column 1 of links holds the lengths. Both must stay as they are
+  /// until `affinities` has returned. Fatal (l 1004): no value column 1 (1), another number of points than
+  /// nodes (2).
   GraphLaplacian(const MatLinkD& links, const MatFullD& points, const LaplacianOptions& options);
 
   /// Step 1: the affinities; on links not below 1e-10, so that far neighbours do not fall out of the graph.
   void affinities();
-  /// Step 2: divides them by sqrt(degree i) sqrt(degree j), when asked. The Laplacian is formed from the result: dividing
-  /// the finished Laplacian would take the constant vector out of its kernel.
+  /// Step 2: divides them by sqrt(degree i) sqrt(degree j), when asked. The Laplacian is formed from the
+  /// result: dividing the finished Laplacian would take the constant vector out of its kernel.
   void normalize();
-  /// Step 3: pseudo-inverts the Laplacian. out becomes n x n (0 x 1 without nodes): the distances, symmetric, 0 on the diagonal, -1 across
-  /// components. Returns 0, out undefined, when the width is not above 0, a pivot is not positive, or a result is not
-  /// finite; else 1.
+  /// Step 3: pseudo-inverts the Laplacian. out becomes n x n (0 x 1 without nodes): the distances, symmetric,
+  /// 0 on the diagonal, -1 across components. Returns 0, out undefined, when the width is not above 0, a
+  /// pivot is not positive, or a result is not finite; else 1.
   int distances(MatFullD& out);
 
  private:

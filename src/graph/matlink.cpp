@@ -9,7 +9,8 @@ namespace qvtx {
 
 namespace {
 
-/// The pointers of a link row in the list of node i. A link from a node to itself keeps them twice, hence two tests.
+/// The pointers of a link row in the list of node i. A link from a node to itself keeps them twice, hence two
+/// tests.
 void set_next(long* row, long i, long k) {
   if (row[2] == i) row[0] = k;
   if (row[5] == i) row[3] = k;
@@ -290,8 +291,8 @@ long MatLinkT<T>::nrav(long i, MatFullL& order, MatFullL& hops, long kmax) const
   return reached - 1;
 }
 
-/// The pool is kept with the position of every node in it, so that the whole takes one walk over the links; a search
-/// per component through `nrav` would clear n marks each time.
+/// The pool is kept with the position of every node in it, so that the whole takes one walk over the links; a
+/// search per component through `nrav` would clear n marks each time.
 template <class T>
 long MatLinkT<T>::connex(MatFullL& comp) const {
   const long n = nnode();

@@ -12,7 +12,8 @@ namespace {
 
 // ---- Text ----
 
-/// Writes the links in the layout of the text matrices: to a file, or line by line to a console, which indents them.
+/// Writes the links in the layout of the text matrices: to a file, or line by line to a console, which
+/// indents them.
 class TextLinks {
  public:
   TextLinks(TextWriter& writer, Ostr* console) : writer_(writer), console_(console) {}
@@ -112,8 +113,8 @@ bool in_range(const Tables& t) {
   return true;
 }
 
-/// Whether the nodes' lists hold every live link at each of its ends, and nothing else. A list whose back pointers
-/// agree cannot run in a circle: the link where it closed would have two predecessors.
+/// Whether the nodes' lists hold every live link at each of its ends, and nothing else. A list whose back
+/// pointers agree cannot run in a circle: the link where it closed would have two predecessors.
 bool lists_close(const Tables& t) {
   long entries = 0;
   for (long i = 0; i < t.node.nrow(); ++i) {

@@ -10,8 +10,8 @@ namespace qvtx {
 
 namespace {
 
-/// A node of the search. Nodes with equal keys are ordered by their numbers, so that the order of settling does not
-/// hang on the inner state of the heap.
+/// A node of the search. Nodes with equal keys are ordered by their numbers, so that the order of settling
+/// does not hang on the inner state of the heap.
 class PathNode final : public HeapNode<double> {
  public:
   using HeapNode<double>::operator=;
@@ -93,7 +93,8 @@ long MatLinkD::gdav(long src, long col, MatFullD& dist, double bound) const {
 
 namespace {
 
-/// The pair i > j whose positive distance is the best one by `better`, the first of equals when i and then j go down.
+/// The pair i > j whose positive distance is the best one by `better`, the first of equals when i and then j
+/// go down.
 template <class Better>
 double best_pair(const MatLinkD& links, long col, long& i, long& j, Better better) {
   i = j = -1;

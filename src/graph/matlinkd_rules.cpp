@@ -40,7 +40,9 @@ void MatLinkD::n_link(long col, const MatFullD& points, long k) {
   MatFullL near;
   for (long i = n - 1; i >= 0; --i) {
     points.nearest(points, i, dist, near, k);
-    for (long r = near.nrow() - 1; r >= 0; --r) strengthen(col, i, near.data()[r]);
+    for (long r = near.nrow() - 1; r >= 0; --r) {
+      if (dist.data()[r] >= 0.0) strengthen(col, i, near.data()[r]);  // NaN: no neighbour
+    }
   }
 }
 
@@ -88,7 +90,7 @@ void MatLinkD::h_link(long col, const MatFullD& points, const MatFullD& data, do
   MatFullL near;
   for (long i = data.nrow() - 1; i >= 0; --i) {
     points.nearest(data, i, dist, near, 2);
-    if (near.nrow() == 2) strengthen(col, near.data()[0], near.data()[1]);
+    if (near.nrow() == 2 && dist.data()[1] >= 0.0) strengthen(col, near.data()[0], near.data()[1]);
   }
   // All strengths are weighed before any link is removed: the order of removal must not matter.
   std::vector<double> strongest(static_cast<std::size_t>(nnode()), 0.0);

@@ -8,9 +8,10 @@ namespace qvtx {
 
 namespace {
 
-/// Looks for short paths between two nodes: a breadth-first search from both ends, one whole level of the side with
-/// fewer nodes to expand at a time. Before every level no path of at most the levels' sum exists, so that the first
-/// contact ends a shortest path. Marks carry the number of the search, which spares clearing them.
+/// Looks for short paths between two nodes: a breadth-first search from both ends, one whole level of the
+/// side with fewer nodes to expand at a time. Before every level no path of at most the levels' sum exists,
+/// so that the first contact ends a shortest path. Marks carry the number of the search, which spares
+/// clearing them.
 class ShortPaths {
  public:
   /// Uses the links k of `links` with present[k] != 0.
@@ -56,8 +57,8 @@ class ShortPaths {
 
   const MatLinkD& links_;
   const std::vector<char>& present_;
-  std::vector<long> mark_;        ///< side that reached a node, offset by the number of the search
-  std::vector<long> sides_[2];    ///< outermost level of either side
+  std::vector<long> mark_;      ///< side that reached a node, offset by the number of the search
+  std::vector<long> sides_[2];  ///< outermost level of either side
   std::vector<long> level_;
   long search_ = 0;
 };
@@ -108,8 +109,9 @@ long MatLinkD::tear(int tree, long cycle, long root, const MatFullD& points) {
   for (long k = 0; k < nslot(); ++k) {
     if (live(k) && present[static_cast<std::size_t>(k)] == 0) absent.push_back(k);
   }
-  // A link that comes back can only shorten paths, and another one that could come back before still can: the links left
-  // out in the end are the same whatever the order of the visits, by increasing length or by number.
+  // A link that comes back can only shorten paths, and another one that could come back before still can: the
+  // links left out in the end are the same whatever the order of the visits, by increasing length or by
+  // number.
   ShortPaths paths(*this, present);
   std::size_t before = 0;
   do {

@@ -142,30 +142,59 @@ class VeQuan {
   /// One prototype at the mean of the data.
   int gc();
 
-  // ---- Methods, one file each (vequan_<method>.cpp). A null file name: no schedule file is tried. ----
+  // ---- Methods (vequan_<method>.cpp) ----
+  // Every method starts with `prot_ini` and ends with `prot_fin`, whose flag it returns; it is refused (0) without
+  // data, without a prototype after the start, or with a schedule that is too narrow or holds a negative number.
+  // A null file name builds the schedule from the settings; otherwise the file is tried, then the default file of the
+  // working directory, then the settings. An `_itr` runs one epoch and, when verbose, appends its counts to the line:
+  // "lost" dead prototypes, "chgd" data that changed their prototype.
+
+  /// K-means (Linde, Buzo and Gray, 1980) with n prototypes: at most "vlbgitr" epochs, at least one, until at most
+  /// data x "vlbgxch" data change their prototype. The epoch returns whether more than maxchg did (negative: the
+  /// number of prototypes). A prototype without data becomes zero unless it is replaced.
   long lbg(long n);
   bool lbg_itr(long maxchg);
+  /// K-means that starts from two prototypes and splits, in every epoch, each one whose data lie on average farther
+  /// than |r| from it.
   long dlbg(double r);
   bool dlbg_itr(double r, long maxchg);
+  /// Neural gas (Martinetz et al., 1993). Schedule: step a in 0..1, width l >= 0. The prototypes of rank 0 .. 3 l by
+  /// their distance to a datum move by a exp(-rank / l). The epoch returns 0 when a or l is out of range.
   long ng(long n, const char* file);
   long ng(long n, const MatParaD& sched);
   long ng_itr(double a, double l);
+  /// Competitive learning: the winner moves by the step a in 0..1. The epoch returns 0 when a is out of range.
   long cl(long n, const char* file);
   long cl(long n, const MatParaD& sched);
   long cl_itr(double a);
+  /// The same without a search for data whose winner stayed the same more than 8 times; asks on the console whether to
+  /// skip it altogether (fast != 0) or to make it only for counting wrong winners. `pval` is a running mean of the
+  /// distances of each prototype's data, `ddis` holds the last ones. Moves are straight in every distance class.
   long fcl(long n, const char* file);
   long fcl(long n, const MatParaD& sched);
   long fcl_itr(double a, int fast);
+  /// EXIN: one pass; a datum beyond the radius r > 0 of all prototypes becomes one, every other moves its prototype to
+  /// the running mean of its data. Returns 0 in every case: ask `done(pfindone)`.
   long xn(double r);
   long xn_itr(double r);
+  /// Neural Water: the same in epochs with the scheduled step a in 0..1.
   long nw(double r, const char* file);
   long nw(double r, const MatParaD& sched);
   long nw_itr(double r, double a);
+  /// Self-organizing map (Kohonen, 1982) of about n nodes, `ratio` times as wide as long. Schedule: step a in 0..1,
+  /// width l >= 0 in grid units. With prototypes that are kept ("vgkeep_p") their number must be that of the grid, else
+  /// it is refused and nothing is touched. som_ini makes grid and first prototypes; an epoch moves the winner's
+  /// neighbourhood on the grid (online rule) or makes every prototype the weighted mean of the data (batch rule).
   long som(long n, double ratio, const char* file);
   long som(long n, double ratio, const MatParaD& sched);
   long som_ini(long n, double ratio);
   long som_itr(double a, double l);
+  /// Topographic error (Kiviluoto, 1996): share of the data whose nearest and second nearest prototypes are not linked on
+  /// the grid; -1 before "prot_ini" or without a grid.
   double som_tst();
+  /// Jarvis-Patrick clustering (1973): data that are among each other's k nearest and share s of them belong together.
+  /// Schedule: one row per pass over the data left, k and optionally s. A pass numbers its clusters in `bmu`; at the end
+  /// every cluster becomes a prototype at the mean of its data, and the data left over join the nearest cluster.
   long jp(const char* file);
   long jp_itr(long k, long s);
 
@@ -323,16 +352,26 @@ class VeQuan {
 
   // Self-organizing map.
   void make_grid(long width, long length, bool hexagonal);
-  /// Orders all nodes by grid distance from each node (`lvor`, `dvor`; the first matrix of each pair).
-  void order_grid();
+  /// Orders all nodes by grid distance from each node (`lvor`, `dvor`; the first matrix of each pair). False
+  /// when out of memory.
+  bool order_grid();
+  bool grid_ordered() const;
   void start_on_principal_plane();
   /// One epoch of either rule; the number of data whose winner changed.
   long som_online(double a, double l, bool gaussian);
   long som_batch(double l, bool gaussian);
+  /// Books the winner of every datum; the number of data whose winner changed.
+  long assign_data();
 
-  // Jarvis-Patrick clustering.
+  // Jarvis-Patrick clustering. left (m x 1): the data that have no cluster yet; sets: of positions in left.
+  class DisjointSets;
+  void join_neighbours(const MatFullL& left, long k, long s, DisjointSets& sets) const;
+  /// The sets that are large enough become the clusters known, known + 1, ...; how many they are.
+  long number_clusters(const MatFullL& left, DisjointSets& sets, long known);
   /// Orders the clusters that `bmu` tells, makes them prototypes and assigns the data left over.
   void finish_clusters(long sort);
+  /// Renumbers the clusters 0 .. count - 1 as "vjpsort" says.
+  void order_clusters(long sort, long count);
   void cluster_means(long count);
   void adopt_leftovers();
 
@@ -401,6 +440,8 @@ class VeQuan {
   void take(Snapshot& loaded);
   /// After a load: what a snapshot does not hold.
   void derive_unsaved();
+  /// Restores the saved component numbers (nprot x 1) when they tell the same components.
+  void keep_labels(MatFullL& saved);
 
   DistanceSignature dac;    ///< of the last computation of the distances
   bool dist_valid = false;  ///< the stores and ranges belong to the present prototypes, links and settings

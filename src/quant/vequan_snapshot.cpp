@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <vector>
 
 #include "base/files.h"
 #include "quant/vequan.h"
@@ -145,11 +146,33 @@ void VeQuan::derive_unsaved() {
   lpca.clear();
   if (done(dinidone)) size_distance_stores();
   if (!done(pfindone)) return;
+  MatFullL saved;
+  saved.swap(pidx);
   label_components();
+  keep_labels(saved);
   name_links();
   if (!lpref.getval(keys.vgdimloc)) return;
   lpca.verbose = 0;  // it works in the middle of the loader's line
   lpca.init(dat, bmu, link);
+}
+
+void VeQuan::keep_labels(MatFullL& saved) {
+  // Components are numbered in an order that tearing can change although the components stay what they are.
+  const long count = compsize.nrow();
+  std::vector<long> number(static_cast<std::size_t>(count), -1);  // saved number of each component
+  std::vector<bool> taken(static_cast<std::size_t>(count), false);
+  for (long k = 0; k < pidx.nrow(); ++k) {
+    long& known = number[static_cast<std::size_t>(pidx(k, 0))];
+    const long label = saved(k, 0);
+    if (label < 0 || label >= count || (known >= 0 && known != label)) return;
+    if (known < 0 && taken[static_cast<std::size_t>(label)]) return;
+    known = label;
+    taken[static_cast<std::size_t>(label)] = true;
+  }
+  MatFullL sizes;
+  sizes.copy(compsize);
+  for (long c = 0; c < count; ++c) compsize(number[static_cast<std::size_t>(c)], 0) = sizes(c, 0);
+  pidx.swap(saved);
 }
 
 int VeQuan::save_vbf(const char* file) const {

@@ -1,14 +1,16 @@
-// Self-organizing map (Kohonen, "Self-organized formation of topologically correct feature maps", Biological Cybernetics
-// 43, 1982; Self-Organizing Maps, 3rd ed., 2001, for the batch rule and the start on the principal plane). Topographic
-// error: Kiviluoto, "Topology preservation in self-organizing maps", ICNN 1996.
+// Self-organizing map (Kohonen, "Self-organized formation of topologically correct feature maps", Biological
+// Cybernetics 43, 1982; Self-Organizing Maps, 3rd ed., 2001, for the batch rule and the start on the
+// principal plane). Topographic error: Kiviluoto, "Topology preservation in self-organizing maps", ICNN 1996.
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <numeric>
+#include <limits>
+#include <utility>
 #include <vector>
 
 #include "base/exponential.h"
+#include "matrix/neighbour_search.h"
+#include "quant/centroids.h"
 #include "quant/vequan.h"
 #include "quant/winners.h"
 
@@ -24,33 +26,60 @@ struct GridSize {
 /// Rectangle of about n nodes with width / length near the ratio, the width not below the length.
 GridSize grid_size(long n, double ratio) {
   const double nodes = static_cast<double>(std::max(n, 1L));
-  const double shape = std::clamp(ratio, 1.0, nodes);
+  const double shape = ratio >= 1 ? std::min(ratio, nodes) : 1.0;  // 1 for NaN too
   const double length = std::max(std::floor(std::sqrt(nodes / shape) + 0.5), 1.0);
   const double width = std::max(std::floor(nodes / length + 0.5), 1.0);
   return {static_cast<long>(std::max(width, length)), static_cast<long>(std::min(width, length))};
 }
 
-/// Distance of two nodes on the grid, from integers, so that neighbours are at distance 1 exactly.
-double grid_distance(long i, long j, long width, bool hexagonal) {
-  const long row_i = i / width;
-  const long row_j = j / width;
-  const long v = row_i - row_j;
-  const long columns = i % width - j % width;
-  if (!hexagonal) return std::sqrt(static_cast<double>(columns * columns + v * v));
-  const long u = 2 * columns + row_i % 2 - row_j % 2;
-  return std::sqrt(static_cast<double>(u * u + 3 * v * v)) / 2;
-}
+/// The grid as coordinates; whole numbers behind them, so that neighbours are at distance 1 exactly. The
+/// coordinates alone tell them: nodes do not stay in the order of the rows when some are deleted.
+class GridDistance {
+ public:
+  GridDistance(const MatFullD& grid, bool hexagonal) : hexagonal_(hexagonal) {
+    for (long k = 0; k < grid.nrow(); ++k) {
+      const double x = grid(k, 0);
+      const double y = grid(k, 1);
+      column_.push_back(std::round(hexagonal ? 2 * x : x));
+      row_.push_back(std::round(hexagonal ? y / row_height() : y));
+    }
+  }
+  /// Distance between two rows of a hexagonal grid.
+  static double row_height() { return std::sqrt(3.0) / 2; }
+  double operator()(long i, long j) const {
+    const double u = column_[static_cast<std::size_t>(i)] - column_[static_cast<std::size_t>(j)];
+    const double v = row_[static_cast<std::size_t>(i)] - row_[static_cast<std::size_t>(j)];
+    const double distance = hexagonal_ ? std::sqrt(u * u + 3 * (v * v)) / 2 : std::sqrt(u * u + v * v);
+    // A damaged snapshot may hold any coordinates.
+    return distance >= 0 ? distance : std::numeric_limits<double>::infinity();
+  }
+
+ private:
+  bool hexagonal_;
+  std::vector<double> column_;  // on a hexagonal grid in half steps
+  std::vector<double> row_;
+};
 
 /// Neighbourhood function of the grid distance.
-class GridNeighbourhood {
+class Neighbourhood {
  public:
-  GridNeighbourhood(double width, bool gaussian) : width_(width), gaussian_(gaussian) {}
+  Neighbourhood(double width, bool gaussian) : width_(width), gaussian_(gaussian) {}
   double operator()(double distance) const {
     if (width_ == 0) return distance == 0 ? 1.0 : 0.0;
     if (!gaussian_) return distance <= width_ ? 1.0 : 0.0;
-    if (distance > 3 * width_) return 0.0;
+    if (!(distance <= 3 * width_)) return 0.0;
     const double t = distance / width_;
     return fixed_exp(-0.5 * (t * t));
+  }
+  /// Values for a column of increasing distances, as long as they are positive.
+  std::vector<double> values(const MatFullD& distances) const {
+    std::vector<double> h;
+    for (long r = 0; r < distances.nrow(); ++r) {
+      const double value = (*this)(distances(r, 0));
+      if (!(value > 0)) break;
+      h.push_back(value);
+    }
+    return h;
   }
 
  private:
@@ -69,16 +98,15 @@ double scaled_coordinate(const MatFullD& grid, const MatFullD& extremes, long k,
 
 long VeQuan::som(long n, double ratio, const char* file) {
   MatParaD loaded;
-  if (file && load_schedule(loaded, file, "default.omp", static_cast<int>(verbose))) return som(n, ratio, loaded);
+  if (file && load_schedule(loaded, file, "default.omp", static_cast<int>(verbose)))
+    return som(n, ratio, loaded);
   say_line("som: using default parameters");
   MatParaD sched(0, 2);
   sched.additer(lkey("vsomepoq"));
-  const double aini = dkey("vsomaini");
-  const double afin = dkey("vsomafin");
-  const double lini = dkey("vsomlini");
-  const double lfin = dkey("vsomlfin");
-  sched.set(3, 0, aini, afin, 0, -1);
-  sched.set(3, 1, lini, lfin, 0, -1);
+  const double afirst = dkey("vsomaini");
+  sched.set(3, 0, afirst, dkey("vsomafin"), 0, -1);
+  const double lfirst = dkey("vsomlini");
+  sched.set(3, 1, lfirst, dkey("vsomlfin"), 0, -1);
   return som(n, ratio, sched);
 }
 
@@ -111,13 +139,13 @@ long VeQuan::som_ini(long n, double ratio) {
     say_line("som: sizes don't agree!");
     return 0;
   }
-  if (!done(datadone) || dat.nrow() == 0) return 0;
-  // Copying all data (4) would not give the map its number of nodes.
+  // A copy of the data (4) would not have the map's number of nodes.
   const int how = principal ? 3 : static_cast<int>(first == 4 ? 0 : first);
   if (!prot_ini(nodes, how)) return 0;
   make_grid(size.width, size.length, hexagonal);
+  if (!order_grid()) return 0;
   link.setgrd(0, size.width, size.length, hexagonal);
-  if (principal && !kept) start_on_principal_plane();
+  if (principal && !kept && dat.nrow() > 0) start_on_principal_plane();
   return 1;
 }
 
@@ -127,54 +155,56 @@ void VeQuan::make_grid(long width, long length, bool hexagonal) {
   lwork.setrows(n, 0.0);
   for (long k = n - 1; k >= 0; --k) {
     const long row = k / width;
-    const auto column = static_cast<double>(k % width);
-    lwork(k, 0) = hexagonal ? column + 0.5 * static_cast<double>(row % 2) : column;
-    lwork(k, 1) = hexagonal ? static_cast<double>(row) * (std::sqrt(3.0) / 2) : static_cast<double>(row);
+    const double shift = hexagonal && row % 2 != 0 ? 0.5 : 0.0;
+    const double height = hexagonal ? GridDistance::row_height() : 1.0;
+    lwork(k, 0) = static_cast<double>(k % width) + shift;
+    lwork(k, 1) = static_cast<double>(row) * height;
   }
   lwork2.setdim(1, 3);
   lwork2.setrows(1);
   lwork2(0, 0) = width;
   lwork2(0, 1) = length;
   lwork2(0, 2) = hexagonal ? 1 : 0;
-  order_grid();
 }
 
-void VeQuan::order_grid() {
+bool VeQuan::order_grid() {
   const long n = lwork.nrow();
-  const long width = lwork2(0, 0);
-  const bool hexagonal = lwork2(0, 2) != 0;
+  const GridDistance distance(lwork, lwork2(0, 2) != 0);
   lvor.setdim(2 * n);
   dvor.setdim(2 * n);
-  std::vector<double> distance(static_cast<std::size_t>(n));
-  std::vector<long> nodes(static_cast<std::size_t>(n));
+  if (lvor.size() != 2 * n || dvor.size() != 2 * n) return false;  // out of memory
+  std::vector<std::pair<double, long>> nodes(static_cast<std::size_t>(n));
   for (long k = 0; k < n; ++k) {
-    for (long j = 0; j < n; ++j) distance[static_cast<std::size_t>(j)] = grid_distance(k, j, width, hexagonal);
-    std::iota(nodes.begin(), nodes.end(), 0L);
-    std::stable_sort(nodes.begin(), nodes.end(), [&](long a, long b) {
-      return distance[static_cast<std::size_t>(a)] < distance[static_cast<std::size_t>(b)];
-    });
+    for (long j = 0; j < n; ++j) nodes[static_cast<std::size_t>(j)] = {j == k ? 0.0 : distance(k, j), j};
+    std::sort(nodes.begin(), nodes.end());
     MatFullL& list = lvor[2 * k];
     MatFullD& away = dvor[2 * k];
     list.setdim(n, 1);
     list.setrows(n);
     away.setdim(n, 1);
     away.setrows(n);
+    if (list.nrow() != n || away.nrow() != n) return false;
     for (long r = 0; r < n; ++r) {
-      list(r, 0) = nodes[static_cast<std::size_t>(r)];
-      away(r, 0) = distance[static_cast<std::size_t>(list(r, 0))];
+      away.data()[r] = nodes[static_cast<std::size_t>(r)].first;
+      list.data()[r] = nodes[static_cast<std::size_t>(r)].second;
     }
   }
+  return true;
+}
+
+bool VeQuan::grid_ordered() const {
+  // A snapshot does not hold the lists, and after a deletion there are too many.
+  const long n = lwork.nrow();
+  return lvor.size() == 2 * n && dvor.size() == 2 * n && lvor[0].nrow() == n && dvor[2 * n - 2].nrow() == n;
 }
 
 void VeQuan::start_on_principal_plane() {
-  MatFullD mean;
-  MatFullD directions;
-  MatFullD variances;
-  MatFullD extremes;
+  MatFullD mean, directions, variances, extremes;
   dat.pca(mean, directions, variances, std::min(dat.ncol(), 2L), 0);
   lwork.mmm(extremes);
   for (long k = prot.nrow() - 1; k >= 0; --k) {
     prot.copy(k, mean, 0);
+    // sqrt(3) deviations to either side: the span of a uniform distribution of this variance.
     for (long a = directions.nrow() - 1; a >= 0; --a) {
       const double step = std::sqrt(3 * variances(a, 0)) * scaled_coordinate(lwork, extremes, k, a);
       for (long c = prot.ncol() - 1; c >= 0; --c) prot(k, c) += step * directions(a, c);
@@ -191,7 +221,9 @@ long VeQuan::som_itr(double a, double l) {
     refuse("som_itr: lnow not parametric");
     return 0;
   }
-  if (!done(pinidone) || lwork.nrow() != prot.nrow() || lwork2.nrow() == 0) return 0;
+  const bool grid = lwork.nrow() > 0 && lwork.nrow() == prot.nrow() && lwork2.nrow() > 0;
+  if (!done(pinidone) || !grid) return 0;
+  if (!grid_ordered() && !order_grid()) return 0;
   const bool gaussian = lpref.getval(lpref.getkey("vsomgnhf")) != 0;
   const bool batch = lpref.getval(lpref.getkey("vsomrule")) != 0;
   const long changed = batch ? som_batch(l, gaussian) : som_online(a, l, gaussian);
@@ -204,75 +236,73 @@ long VeQuan::som_itr(double a, double l) {
 }
 
 long VeQuan::som_online(double a, double l, bool gaussian) {
-  const GridNeighbourhood neighbourhood(l, gaussian);
+  const Neighbourhood neighbourhood(l, gaussian);
+  std::vector<std::vector<double>> values(static_cast<std::size_t>(prot.nrow()));  // by winner, once it wins
   if (lpref.getval(keys.vgswap_d) != 0) shuffle(order);
-  OnlineWinners winners(*this, dat, prot, {bmu, bmucnt, hits});
+  CaptureBook book{bmu, bmucnt, hits};
+  OnlineWinners winners(*this, dat, prot, book);
   long changed = 0;
   for (long i = dat.nrow() - 1; i >= 0; --i) {
     const long d = order(i, 0);
-    changed += winners.capture(d, no_bound);
-    const long k = bmu(d, 0);
+    // Found and booked as prot_bmu does it, but without ever creating a prototype: a map has no node for it.
+    const long k = winners.nearest(d);
+    changed += book.capture(d, k);
+    std::vector<double>& h = values[static_cast<std::size_t>(k)];
+    if (h.empty()) h = neighbourhood.values(dvor[2 * k]);
     const long* node = lvor[2 * k].data();
-    const double* away = dvor[2 * k].data();
-    for (long r = 0; r < prot.nrow(); ++r) {
-      const double h = neighbourhood(away[r]);
-      if (!(h > 0)) break;
-      winners.move(d, a * h, node[r]);
-    }
+    for (const double value : h) winners.move(d, a * value, *node++);
+  }
+  return changed;
+}
+
+long VeQuan::assign_data() {
+  long changed = 0;
+  CaptureBook book{bmu, bmucnt, hits};
+  if (searches_agree(dat, prot)) {
+    BatchWinners winners(dat, prot, book);
+    for (long i = dat.nrow() - 1; i >= 0; --i) changed += winners.capture(i);
+  } else {
+    const OnlineWinners winners(*this, dat, prot, book);
+    for (long i = dat.nrow() - 1; i >= 0; --i) changed += book.capture(i, winners.nearest(i));
   }
   return changed;
 }
 
 long VeQuan::som_batch(double l, bool gaussian) {
-  const GridNeighbourhood neighbourhood(l, gaussian);
-  const long n = prot.nrow();
-  const long d = prot.ncol();
-  long changed = 0;
-  if (searches_agree(dat, prot)) {
-    BatchWinners winners(dat, prot, {bmu, bmucnt, hits});
-    for (long i = dat.nrow() - 1; i >= 0; --i) changed += winners.capture(i);
-  } else {
-    for (long i = dat.nrow() - 1; i >= 0; --i) changed += prot_bmu(i, no_bound);
-  }
-  // Data are summed per winner first: the weights depend on the winner alone.
-  MatFullD sums(n, d);
-  sums.setrows(n, 0.0);
-  std::vector<double> count(static_cast<std::size_t>(n), 0.0);
-  for (long i = dat.nrow() - 1; i >= 0; --i) {
-    const long k = bmu(i, 0);
-    double* sum = sums.row(k);
-    const double* x = dat.row(i);
-    for (long c = d - 1; c >= 0; --c) sum[c] += x[c];
-    count[static_cast<std::size_t>(k)] += 1;
-  }
-  std::vector<double> mean(static_cast<std::size_t>(d));
-  for (long j = n - 1; j >= 0; --j) {
+  const Neighbourhood neighbourhood(l, gaussian);
+  const long changed = assign_data();
+  // The weights depend on the winner alone, so the data are summed by winner first.
+  MatFullD sums;
+  sums.copy(prot);
+  sum_by_prototype(dat, bmu, sums);
+  std::vector<double> count(static_cast<std::size_t>(prot.nrow()), 0.0);
+  for (long i = 0; i < bmu.nrow(); ++i) ++count[static_cast<std::size_t>(bmu(i, 0))];
+  std::vector<double> mean(static_cast<std::size_t>(prot.ncol()));
+  for (long j = prot.nrow() - 1; j >= 0; --j) {
     std::fill(mean.begin(), mean.end(), 0.0);
     double weight = 0;
     const long* node = lvor[2 * j].data();
-    const double* away = dvor[2 * j].data();
-    for (long r = 0; r < n; ++r) {
-      const double h = neighbourhood(away[r]);
-      if (!(h > 0)) break;
-      weight += h * count[static_cast<std::size_t>(node[r])];
-      const double* sum = sums.row(node[r]);
-      for (long c = d - 1; c >= 0; --c) mean[static_cast<std::size_t>(c)] += h * sum[c];
+    for (const double h : neighbourhood.values(dvor[2 * j])) {
+      const double* sum = sums.row(*node);
+      weight += h * count[static_cast<std::size_t>(*node++)];
+      for (std::size_t c = mean.size(); c-- > 0;) mean[c] += h * sum[c];
     }
     if (!(weight > 0)) continue;
-    for (long c = d - 1; c >= 0; --c) prot(j, c) = mean[static_cast<std::size_t>(c)] / weight;
+    for (std::size_t c = mean.size(); c-- > 0;) prot.row(j)[c] = mean[c] / weight;
   }
   return changed;
 }
 
 double VeQuan::som_tst() {
-  if (!done(pinidone) || lwork.nrow() != prot.nrow() || prot.nrow() == 0 || link.nlive() == 0) return -1;
-  if (prot.nrow() < 2 || dat.nrow() == 0) return 0;
+  const long n = prot.nrow();
+  const bool grid = n > 0 && lwork.nrow() == n && link.nnode() == n && (n == 1 || link.nlive() > 0);
+  if (!done(pinidone) || !grid) return -1;
+  if (n == 1 || dat.nrow() == 0) return 0;
   long errors = 0;
-  MatFullD distance;
-  MatFullL two;
+  NeighbourSearch search(prot);
   for (long i = dat.nrow() - 1; i >= 0; --i) {
-    prot.nearest(dat, i, distance, two, 2);
-    errors += two.nrow() < 2 || link.get_link(two(0, 0), two(1, 0)) < 0;
+    search.search(dat.row(i), -1, 2);
+    errors += link.get_link(search.row(0), search.row(1)) < 0;
   }
   return static_cast<double>(errors) / static_cast<double>(dat.nrow());
 }

@@ -1,0 +1,61 @@
+// Shortest paths between all nodes: one search per row on the Fibonacci heap, and over flat arrays.
+
+#include <benchmark/benchmark.h>
+
+#include <vector>
+
+#include "base/random.h"
+#include "graph/graph_paths.h"
+#include "graph/matlinkd.h"
+#include "matrix/matfulld.h"
+
+namespace {
+
+using namespace qvtx;
+
+/// n nodes uniform in a square, each linked with its 5 nearest: about 6 links a node.
+void build(MatLinkD& links, long n) {
+  setseed(default_seed);
+  MatFullD points(n, 2);
+  points.setrows(n, 0.0);
+  points.random(0, 0.0, 1.0, 0, -1, 0, -1);
+  links.setdim(n, 2);
+  links.addrow(n);
+  links.n_link(0, points, 5);
+  links.setpos(points, 1);
+}
+
+void rows_on_fibonacci_heap(benchmark::State& state) {
+  const long n = state.range(0);
+  MatLinkD links;
+  build(links, n);
+  MatFullL pred;
+  MatFullD dist;
+  for (auto _ : state) {
+    for (long i = n - 1; i >= 0; --i) {
+      links.gdav(i, 1, pred, dist, no_bound);
+      benchmark::DoNotOptimize(dist.data());
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * n);
+}
+BENCHMARK(rows_on_fibonacci_heap)->Arg(300)->Arg(2000)->Unit(benchmark::kMillisecond);
+
+void rows_on_flat_arrays(benchmark::State& state) {
+  const long n = state.range(0);
+  MatLinkD links;
+  build(links, n);
+  std::vector<double> dist(static_cast<std::size_t>(n));
+  std::vector<long> pred(static_cast<std::size_t>(2 * n));
+  for (auto _ : state) {
+    GraphPaths paths(links, 1);
+    for (long i = n - 1; i >= 0; --i) {
+      paths.row(i, dist.data(), pred.data());
+      benchmark::DoNotOptimize(dist.data());
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * n);
+}
+BENCHMARK(rows_on_flat_arrays)->Arg(300)->Arg(2000)->Unit(benchmark::kMillisecond);
+
+}  // namespace

@@ -1,0 +1,1 @@
+#include "support/early_exit.h"
