@@ -6,12 +6,13 @@
 #include <fstream>
 
 #include "base/console_redirect.h"
+#include "support/temporary.h"
 
 namespace qvtx {
 namespace {
 
 TEST(Trace, SavedTraceEndsWithTheExitCommandAndIsEmptied) {
-  const std::string name = testing::TempDir() + "trace_test.trc";
+  const std::string name = qvtx::test::temporary("trace.trc");
   ConsoleRedirect console;
   EXPECT_EQ(trace_word(comtrac, "ld"), 3);
   trace_word(comtrac, "data");

@@ -15,6 +15,7 @@
 
 #include "graph/matlinkd.h"
 #include "graph_support.h"
+#include "support/temporary.h"
 
 namespace qvtx {
 namespace {
@@ -339,7 +340,7 @@ TEST(LinkStoreDeathTest, ReportsTheOperationAndTheArgument) {
 
 // ---- Files ----
 
-std::string temporary(const char* name) { return testing::TempDir() + "qvtx_links_" + name; }
+using test::temporary;
 
 std::string content(const std::string& name) {
   std::ifstream in(name, std::ios::binary);

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "support/quantizer.h"
+#include "support/temporary.h"
 
 namespace qvtx {
 namespace {
@@ -95,7 +96,7 @@ TEST_F(Model, LoadingDataClearsEverythingBuiltOnThem) {
 }
 
 TEST_F(Model, DataFilesRoundTripAndAFailedLoadLeavesNoData) {
-  const std::string file = ::testing::TempDir() + "model.dat";
+  const std::string file = test::temporary("model.dat");
   load({{1.5, 2.0}, {3.0, 4.0}});
   for (int binary : {0, 1}) {
     ASSERT_EQ(1, vq.datasave(file.c_str(), binary));
@@ -338,7 +339,7 @@ TEST_F(Model, LoadedPrototypesSurviveOnlyWhenKept) {
   EXPECT_EQ(rows_of(m), rows_of(vq.prot));
   EXPECT_STREQ("Loaded prototypes", vq.getmethod());
 
-  const std::string file = ::testing::TempDir() + "model.pro";
+  const std::string file = test::temporary("model.pro");
   for (int binary : {0, 1}) {
     ASSERT_EQ(1, vq.protsave(file.c_str(), binary));
     ASSERT_EQ(1, vq.protload(file.c_str(), binary));
@@ -437,7 +438,7 @@ TEST_F(Model, TrivialMethodsTakeTheDataOrTheirMean) {
 }
 
 TEST_F(Model, AValueThatSelectsNoMethodIsReturned) {
-  const std::string file = ::testing::TempDir() + "model.prf";
+  const std::string file = test::temporary("model.prf");
   std::ofstream(file) << "p {vgvqdvqm} {method} 1 20 v 11 x x";
   OpenQuantizer other{std::ifstream(file)};
   std::filesystem::remove(file);

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "support/quantizer.h"
+#include "support/temporary.h"
 
 namespace qvtx {
 namespace {
@@ -65,7 +66,7 @@ class Snapshot : public QuantizerTest {
     ASSERT_EQ(1, quantizer.dataload(data, 0));
   }
 
-  const std::string file = ::testing::TempDir() + "snapshot.vbf";
+  const std::string file = test::temporary("snapshot.vbf");
 };
 
 TEST_F(Snapshot, LoadingAndSavingAgainGivesTheSameBytes) {

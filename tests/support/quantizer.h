@@ -51,11 +51,13 @@ class OpenQuantizer : public VeQuan {
   using VeQuan::bmucnt;
   using VeQuan::dat;
   using VeQuan::ddis;
+  using VeQuan::dvor;
   using VeQuan::dwork;
   using VeQuan::hits;
   using VeQuan::keys;
   using VeQuan::link;
   using VeQuan::lwork;
+  using VeQuan::lvor;
   using VeQuan::lwork2;
   using VeQuan::method;
   using VeQuan::order;

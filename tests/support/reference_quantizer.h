@@ -205,6 +205,37 @@ class ReferenceQuantizer {
     lost = count_dead();
   }
 
+  /// Self-organizing map; h: the neighbourhood function by winner and node.
+  void som_epoch(double a, const Rows& h) {
+    shuffle();
+    chgd = 0;
+    for (long i = ndata() - 1; i >= 0; --i) {
+      const long d = at(order, i);
+      chgd += capture(d, infinity);
+      for (long j = 0; j < nprot(); ++j) {
+        const double weight = at(h, at(bmu, d))[size(j)];
+        if (weight > 0.0) move(j, d, a * weight);
+      }
+    }
+    lost = count_dead();
+  }
+
+  /// Its batch rule.
+  void som_batch_epoch(const Rows& h) {
+    chgd = 0;
+    for (long i = ndata() - 1; i >= 0; --i) chgd += capture(i, infinity);
+    for (long j = 0; j < nprot(); ++j) {
+      Row sum(dat[0].size(), 0.0);
+      double weight = 0.0;
+      for (long i = ndata() - 1; i >= 0; --i) {
+        weight += at(h, at(bmu, i))[size(j)];
+        for (std::size_t c = 0; c < sum.size(); ++c) sum[c] += at(h, at(bmu, i))[size(j)] * at(dat, i)[c];
+      }
+      for (std::size_t c = 0; c < sum.size() && weight > 0.0; ++c) at(prot, j)[c] = sum[c] / weight;
+    }
+    lost = count_dead();
+  }
+
   void xn_epoch(double r) {
     shuffle();
     for (long i = ndata() - 1; i >= 0; --i) {

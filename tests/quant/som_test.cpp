@@ -1,0 +1,389 @@
+// Self-organizing map: its grid, both rules against plain loops, the topographic error by brute force.
+
+#include <cstdio>
+
+#include "support/reference_quantizer.h"
+#include "support/schedule_files.h"
+
+namespace qvtx::test {
+namespace {
+
+/// Distance of two nodes on the grid, from their numbers.
+double grid_distance(long i, long j, long width, bool hexagonal) {
+  const long v = i / width - j / width;
+  const long u = 2 * (i % width - j % width) + (hexagonal ? i / width % 2 - j / width % 2 : 0);
+  const long scaled = u * u + (hexagonal ? 3 : 4) * v * v;
+  return std::sqrt(static_cast<double>(scaled)) / 2.0;
+}
+
+/// The neighbourhood function between all nodes.
+ReferenceQuantizer::Rows neighbourhood(long width, long length, bool hexagonal, bool gaussian, double l) {
+  const long n = width * length;
+  ReferenceQuantizer::Rows h(static_cast<std::size_t>(n));
+  for (long i = 0; i < n; ++i) {
+    for (long j = 0; j < n; ++j) {
+      const double d = grid_distance(i, j, width, hexagonal);
+      double value = d <= l ? 1.0 : 0.0;
+      if (gaussian && l > 0.0) {
+        const double t = d / l;
+        value = d <= 3.0 * l ? fixed_exp(-0.5 * (t * t)) : 0.0;
+      }
+      h[static_cast<std::size_t>(i)].push_back(value);
+    }
+  }
+  return h;
+}
+
+class SomTest : public ReferenceTest {
+ protected:
+  /// A grid of width x length nodes, hexagonal or square.
+  void lay_out(long width, long length, bool hexagonal) {
+    vq.setkey("vsomhexf", hexagonal);
+    ASSERT_EQ(1, vq.som_ini(width * length, static_cast<double>(width) / static_cast<double>(length)));
+    ASSERT_EQ(width, vq.lwork2(0, 0));
+    ASSERT_EQ(length, vq.lwork2(0, 1));
+  }
+
+  double topographic_error(const std::vector<std::vector<double>>& prot, long width, bool hexagonal) const {
+    long errors = 0;
+    for (long i = 0; i < vq.dat.nrow(); ++i) {
+      std::vector<std::pair<double, long>> all;
+      for (std::size_t k = 0; k < prot.size(); ++k) {
+        double sum = 0.0;
+        for (long c = 0; c < vq.dat.ncol(); ++c)
+          sum += std::pow(prot[k][static_cast<std::size_t>(c)] - vq.dat(i, c), 2);
+        all.emplace_back(sum, static_cast<long>(k));
+      }
+      std::sort(all.begin(), all.end());
+      errors += grid_distance(all[0].second, all[1].second, width, hexagonal) != 1.0;
+    }
+    return static_cast<double>(errors) / static_cast<double>(vq.dat.nrow());
+  }
+};
+
+TEST_F(SomTest, GridSizesFollowNumberAndRatio) {
+  load_uniform(20, 2);
+  const struct {
+    long n;
+    double ratio;
+    long width, length;
+  } cases[] = {{100, 1.0, 10, 10},  {100, 2.0, 14, 7},  {200, 2.0, 20, 10},   {300, 1.0, 18, 17},
+               {7, 1.0, 3, 2},      {100, 100.0, 100, 1}, {100, 1e9, 100, 1}, {100, 0.01, 10, 10},
+               {1, 1.0, 1, 1},      {0, 5.0, 1, 1},     {-3, -1.0, 1, 1},     {2, 1.0, 2, 1},
+               {12, std::nan(""), 4, 3}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.n << ", " << c.ratio);
+    ASSERT_EQ(1, vq.som_ini(c.n, c.ratio));
+    EXPECT_EQ(c.width, vq.lwork2(0, 0));
+    EXPECT_EQ(c.length, vq.lwork2(0, 1));
+    EXPECT_EQ(c.width * c.length, vq.prot.nrow());
+    EXPECT_EQ(c.width * c.length, vq.getgrid().nrow());
+  }
+}
+
+TEST_F(SomTest, GridNeighboursAreExactlyOneApart) {
+  load_uniform(20, 2);
+  for (const bool hexagonal : {true, false}) {
+    for (const auto& [width, length] : std::initializer_list<std::pair<long, long>>{{7, 5}, {6, 6}, {9, 1}}) {
+      SCOPED_TRACE(::testing::Message() << width << " x " << length << (hexagonal ? " hexagonal" : ""));
+      lay_out(width, length, hexagonal);
+      const long n = width * length;
+      for (long k = 0; k < n; ++k) {
+        const bool odd = hexagonal && k / width % 2 == 1;
+        EXPECT_EQ(static_cast<double>(k % width) + (odd ? 0.5 : 0.0), vq.lwork(k, 0));
+        EXPECT_DOUBLE_EQ(static_cast<double>(k / width) * (hexagonal ? std::sqrt(3.0) / 2.0 : 1.0),
+                         vq.lwork(k, 1));
+        // Nodes and distances by increasing distance, ties by the lower number.
+        std::vector<std::pair<double, long>> expected, found;
+        for (long j = 0; j < n; ++j) expected.emplace_back(grid_distance(k, j, width, hexagonal), j);
+        std::sort(expected.begin(), expected.end());
+        for (long r = 0; r < n; ++r) found.emplace_back(vq.dvor[2 * k](r, 0), vq.lvor[2 * k](r, 0));
+        EXPECT_EQ(expected, found);
+        for (const auto& [distance, j] : found) EXPECT_EQ(distance == 1.0, vq.link.get_link(k, j) >= 0);
+      }
+    }
+  }
+}
+
+TEST_F(SomTest, OnlineEpochsEqualThePlainLoop) {
+  const struct {
+    Case data;
+    long width, length;
+    bool hexagonal, gaussian;
+  } cases[] = {
+      {{.name = "hexagonal, Gaussian"}, 5, 4, true, true},
+      {{.name = "square, Gaussian, in order", .shuffled = false}, 6, 3, false, true},
+      {{.name = "hexagonal, bubble", .lattice = true}, 5, 5, true, false},
+      {{.name = "square, bubble", .lattice = true, .dim = 2, .dead_below = 2}, 4, 4, false, false},
+      {{.name = "string in many columns", .ndata = 60, .dim = 17}, 12, 1, true, true},
+      {{.name = "one node", .dim = 1}, 1, 1, true, true},
+      {{.name = "cubes", .ndata = 60, .p = 3.0}, 3, 3, true, true},
+      {{.name = "largest coordinate", .lattice = true, .ndata = 60, .p = 8.0}, 3, 3, false, true},
+  };
+  vq.setkey("vsompcaf", 0);
+  vq.setkey("vsominp", 4);  // counts as 0: data drawn at random
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.data.name);
+    start(c.data);
+    vq.setkey("vsomgnhf", c.gaussian);
+    lay_out(c.width, c.length, c.hexagonal);
+    reference.init(c.width * c.length, 0);
+    // prot_ini drew the prototypes of `start` before.
+    reference.replace = false;
+    expect_same();
+    vq.verbose = 1;
+    console.take();
+    for (const double l : {100.0, 3.0, 1.0, 0.4, 0.0, 2.0 / 3.0}) {
+      reference.som_epoch(0.25, neighbourhood(c.width, c.length, c.hexagonal, c.gaussian, l));
+      ASSERT_EQ(1, vq.som_itr(0.25, l));
+      expect_same();
+      expect_report(" a=%6.3f l=%6.3f lost=%3ld chgd=%6ld", 0.25, l, reference.lost, reference.chgd);
+    }
+    vq.verbose = 0;
+    os.fresh();
+  }
+}
+
+TEST_F(SomTest, BatchEpochsEqualThePlainSums) {
+  vq.setkey("vsompcaf", 0);
+  vq.setkey("vsominp", 0);
+  vq.setkey("vsomrule", 1);
+  for (const bool hexagonal : {true, false}) {
+    for (const bool gaussian : {true, false}) {
+      for (const double p : {2.0, 3.0}) {
+        SCOPED_TRACE(::testing::Message() << hexagonal << gaussian << p);
+        start({.name = "", .dim = 4, .p = p});
+        vq.setkey("vsomgnhf", gaussian);
+        lay_out(6, 5, hexagonal);
+        reference.init(30, 0);
+        reference.replace = false;
+        for (const double l : {3.0, 1.2, 0.0}) {
+          reference.som_batch_epoch(neighbourhood(6, 5, hexagonal, gaussian, l));
+          ASSERT_EQ(1, vq.som_itr(0.7, l));
+          for (long k = 0; k < 30; ++k) {
+            for (long c = 0; c < 4; ++c) {
+              double& expected = reference.prot[static_cast<std::size_t>(k)][static_cast<std::size_t>(c)];
+              EXPECT_NEAR(expected, vq.prot(k, c), 1e-12);
+              expected = vq.prot(k, c);  // later winners must not depend on the last bits
+            }
+          }
+          expect_same();
+        }
+      }
+    }
+  }
+}
+
+TEST_F(SomTest, StartsOnThePrincipalPlane) {
+  // Four clusters at (+-3, +-1) round (10, 20, 5) along known axes: variances 9 and 1.
+  const double first[] = {0.6, 0.8, 0.0}, second[] = {0.8, -0.6, 0.0};
+  std::vector<std::vector<double>> rows;
+  for (const double u : {-3.0, 3.0}) {
+    for (const double v : {-1.0, 1.0}) {
+      rows.push_back(
+          {10.0 + u * first[0] + v * second[0], 20.0 + u * first[1] + v * second[1], 5.0});
+    }
+  }
+  load(rows);
+  lay_out(5, 3, false);
+  const double sign_u = (vq.prot(4, 0) - vq.prot(0, 0)) > 0.0 ? 1.0 : -1.0;
+  const double sign_v = (vq.prot(10, 0) - vq.prot(0, 0)) > 0.0 ? 1.0 : -1.0;
+  for (long k = 0; k < 15; ++k) {
+    const double u = sign_u * std::sqrt(27.0) * (static_cast<double>(k % 5) / 2.0 - 1.0);
+    const double v = sign_v * std::sqrt(3.0) * (static_cast<double>(k / 5) - 1.0);
+    EXPECT_NEAR(10.0 + u * first[0] + v * second[0], vq.prot(k, 0), 1e-9);
+    EXPECT_NEAR(20.0 + u * first[1] + v * second[1], vq.prot(k, 1), 1e-9);
+    EXPECT_NEAR(5.0, vq.prot(k, 2), 1e-9);
+  }
+  // Without an extent, and with one column.
+  load({{1.0}, {3.0}, {5.0}});
+  lay_out(4, 2, true);
+  EXPECT_NEAR(vq.prot(0, 0), 6.0 - vq.prot(7, 0), 1e-12);
+  lay_out(3, 1, true);
+  EXPECT_NEAR(3.0, vq.prot(1, 0), 1e-12);
+  EXPECT_NEAR(std::sqrt(8.0), std::fabs(vq.prot(0, 0) - 3.0), 1e-12);
+}
+
+TEST_F(SomTest, TopographicErrorEqualsBruteForce) {
+  EXPECT_EQ(-1.0, vq.som_tst());
+  load_uniform(300, 3);
+  EXPECT_EQ(-1.0, vq.som_tst());
+  ASSERT_EQ(1, vq.prot_ini(12, 0));
+  EXPECT_EQ(-1.0, vq.som_tst()) << "no grid";
+  vq.setkey("vsompcaf", 0);
+  for (const bool hexagonal : {true, false}) {
+    lay_out(6, 4, hexagonal);
+    const double before = topographic_error(rows_of(vq.prot), 6, hexagonal);
+    EXPECT_GT(before, 0.3);
+    EXPECT_EQ(before, vq.som_tst());
+    for (const double l : {3.0, 2.0, 1.0}) ASSERT_EQ(1, vq.som_itr(0.3, l));
+    const double after = topographic_error(rows_of(vq.prot), 6, hexagonal);
+    EXPECT_LT(after, before);
+    EXPECT_EQ(after, vq.som_tst());
+  }
+  ASSERT_EQ(1, vq.som_ini(1, 1.0));
+  EXPECT_EQ(0.0, vq.som_tst()) << "one node";
+}
+
+TEST_F(SomTest, StringFollowsAParabola) {
+  MatFullD m;
+  uniform_points(m, 600, 2, 3);
+  for (long i = 0; i < m.nrow(); ++i) {
+    m(i, 0) = 2.0 * m(i, 0) - 1.0;
+    m(i, 1) = m(i, 0) * m(i, 0);
+  }
+  ASSERT_EQ(1, vq.dataload(m, 0));
+  vq.verbose = 1;
+  ASSERT_EQ(1, vq.som(30, 30.0, nullptr));
+  const std::string text = console.take();
+  EXPECT_STREQ("Self-Organizing Map", vq.getmethod());
+  EXPECT_LE(vq.som_tst(), 0.02);
+  EXPECT_EQ(29, vq.link.nlive());
+  EXPECT_EQ(1, vq.ncomp());
+  char tail[64];
+  std::snprintf(tail, sizeof tail, "VeQuan.som: topographic error= %.4f\n", vq.som_tst());
+  EXPECT_NE(std::string::npos, text.find(tail)) << text;
+  EXPECT_NE(std::string::npos, text.find("keeping links ... ")) << text;
+  for (long k = 0; k < vq.link.nslot(); ++k) {
+    EXPECT_EQ(1.0, vq.link.getvalue(k, 0));
+    EXPECT_EQ(vq.prot.sdas(vq.link.end_a(k), vq.link.end_b(k), no_bound), vq.link.getvalue(k, 1));
+    EXPECT_EQ(1.0, vq.link.getvalue(k, 2));
+  }
+  vq.setkey("vglink_p", 0);
+  ASSERT_EQ(1, vq.som(30, 30.0, nullptr));
+  EXPECT_EQ(0, vq.link.nlive());
+  EXPECT_EQ(-1.0, vq.som_tst());
+}
+
+TEST_F(SomTest, BatchMapOfAHalfSphereKeepsItsOrder) {
+  MatFullD m;
+  uniform_points(m, 2000, 3, 5);
+  for (long i = 0; i < m.nrow(); ++i) {  // height and angle are uniform on a sphere
+    const double angle = 6.283185307179586 * m(i, 0), z = m(i, 1), r = std::sqrt(1.0 - z * z);
+    m(i, 0) = r * std::cos(angle);
+    m(i, 1) = r * std::sin(angle);
+    m(i, 2) = z;
+  }
+  ASSERT_EQ(1, vq.dataload(m, 0));
+  vq.setkey("vsomrule", 1);
+  ASSERT_EQ(1, vq.som(100, 1.0, nullptr));
+  EXPECT_LE(vq.som_tst(), 0.06);
+  const auto first = rows_of(vq.prot);
+  const double error = vq.prot_err();
+  setseed(99);
+  ASSERT_EQ(1, vq.som(100, 1.0, nullptr));
+  EXPECT_EQ(first, rows_of(vq.prot)) << "the seed does not matter";
+  ASSERT_EQ(1, vq.lbg(100));
+  EXPECT_LE(error, 1.4 * vq.prot_err());
+}
+
+TEST_F(SomTest, TrainingGoesOnAfterASnapshot) {
+  load_uniform(200, 2);
+  const WorkingDirectory directory;
+  ASSERT_EQ(1, vq.som(24, 1.5, nullptr));
+  ASSERT_EQ(1, vq.save_vbf("map.vbf"));
+  const RandomState draws = getrandom();
+  ASSERT_EQ(1, vq.som_itr(0.3, 1.5));
+  const auto expected = rows_of(vq.prot);
+  ASSERT_EQ(1, vq.load_vbf("map.vbf"));
+  setrandom(draws);
+  vq.order.setidx(0, 0, 1);
+  ASSERT_EQ(1, vq.som_itr(0.3, 1.5));
+  // The order of presentation starts anew, but not the neighbourhood.
+  EXPECT_EQ(24, vq.dvor[0].nrow());
+  EXPECT_EQ(expected.size(), rows_of(vq.prot).size());
+  vq.setkey("vgswap_d", 0);
+  vq.getlpref().commit("vgswap_d");
+}
+
+TEST_F(SomTest, DeletedNodesLeaveTheOthersTheirPlaces) {
+  load_uniform(150, 2);
+  vq.setkey("vsompcaf", 0);
+  vq.setkey("vgswap_d", 0);
+  lay_out(5, 4, true);
+  ASSERT_EQ(1, vq.prot_fin("Self-Organizing Map", 1));
+  vq.hits(3, 0) = vq.hits(12, 0) = 7777;
+  std::vector<long> node(20);
+  std::iota(node.begin(), node.end(), 0L);
+  ASSERT_EQ(2, vq.protdel(7777));
+  for (const std::size_t k : {12U, 3U}) {  // the last takes the place of a deleted one
+    std::swap(node[k], node.back());
+    node.pop_back();
+  }
+  ASSERT_EQ(1, vq.som_itr(0.3, 1.5));
+  for (long k = 0; k < 18; ++k) {
+    for (long r = 0; r < 18; ++r) {
+      const long j = vq.lvor[2 * k](r, 0);
+      EXPECT_EQ(grid_distance(node[static_cast<std::size_t>(k)], node[static_cast<std::size_t>(j)], 5, true),
+                vq.dvor[2 * k](r, 0));
+    }
+  }
+}
+
+TEST_F(SomTest, KeptPrototypesMustFitTheGrid) {
+  load_uniform(60, 2);
+  ASSERT_EQ(1, vq.lbg(12));
+  const auto before = rows_of(vq.prot);
+  vq.setkey("vgkeep_p", 1);
+  vq.verbose = 1;
+  console.take();
+  EXPECT_EQ(0, vq.som(20, 1.0, MatParaD(0, 2)));
+  EXPECT_EQ("VeQuan.som: sizes don't agree!\n", console.take());
+  EXPECT_EQ(1, vq.done(VeQuan::pfindone));
+  EXPECT_EQ(before, rows_of(vq.prot));
+  EXPECT_STREQ("LBG", vq.getmethod());
+  vq.verbose = 0;
+  ASSERT_EQ(1, vq.som_ini(12, 1.3));
+  EXPECT_EQ(before, rows_of(vq.prot));
+  EXPECT_EQ(4, vq.lwork2(0, 0));
+}
+
+TEST_F(SomTest, RefusesParametersOutOfRange) {
+  load_uniform(30, 2);
+  EXPECT_EQ(0, vq.som_itr(0.5, 1.0)) << "no grid";
+  lay_out(3, 3, true);
+  const struct {
+    double a, l;
+    const char* text;
+  } cases[] = {{-0.1, 1.0, "VeQuan.som_itr: anow not parametric\n"},
+               {1.1, -1.0, "VeQuan.som_itr: anow not parametric\n"},
+               {std::nan(""), 1.0, "VeQuan.som_itr: anow not parametric\n"},
+               {1.0, -0.1, "VeQuan.som_itr: lnow not parametric\n"},
+               {0.5, std::nan(""), "VeQuan.som_itr: lnow not parametric\n"}};
+  const auto before = rows_of(vq.prot);
+  for (const auto& c : cases) {
+    EXPECT_EQ(0, vq.som_itr(c.a, c.l));
+    EXPECT_EQ(c.text, console.take());
+    EXPECT_EQ(before, rows_of(vq.prot));
+  }
+}
+
+TEST_F(SomTest, RefusesSchedules) {
+  load_uniform(30, 2);
+  const struct {
+    std::vector<std::vector<double>> rows;
+    long result;
+    const char* text;
+  } cases[] = {{{{0.5}, {0.1}}, 0, "VeQuan.som: al not parametric\n"},
+               {{{0.5, 1.0}, {-0.1, 1.0}}, 0, "VeQuan.som: al not parametric\n"},
+               {{{0.5, -1.0}}, 0, "VeQuan.som: al not parametric\n"},
+               {{{1.5, 1.0}, {0.5, 1.0}}, 1, "VeQuan.som_itr: anow not parametric\n"},
+               {{{0.5, 1.0, -7.0}}, 1, ""}};
+  for (const auto& c : cases) {
+    MatParaD sched;
+    fill(sched, c.rows);
+    EXPECT_EQ(c.result, vq.som(9, 1.0, sched));
+    EXPECT_EQ(c.text, console.take());
+    EXPECT_EQ(c.result, vq.done(VeQuan::pfindone));
+    EXPECT_EQ(1, vq.done(VeQuan::pinidone)) << "refused after the initialisation";
+  }
+}
+
+TEST_F(SomTest, ScheduleComesFromFileDefaultFileOrKeys) {
+  load_uniform(40, 2);
+  vq.setkey("vsomepoq", 4);
+  expect_schedule_order(console, vq, "som", "default.omp", [this](const char* file) { vq.som(9, 1.0, file); });
+}
+
+}  // namespace
+}  // namespace qvtx::test
