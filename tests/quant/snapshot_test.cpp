@@ -122,6 +122,36 @@ TEST_F(Snapshot, WhatIsNotStoredIsForgottenOrDerived) {
   EXPECT_EQ(1, other.getlpca().ready()) << "the local PCA is computed when the settings ask for it";
 }
 
+TEST_F(Snapshot, SavedComponentNumbersStayWhenTheyTellTheSameComponents) {
+  MatFullD data;
+  uniform_points(data, 80, 3, 1);
+  ASSERT_EQ(1, vq.dataload(data, 1));
+  vq.setkey("vglink_p", 1);
+  vq.setkey("vleeps", 0.3);
+  ASSERT_EQ(1, vq.prot_ini(20, 0));
+  ASSERT_EQ(1, vq.prot_fin("Neural Gas", 1));
+  MatFullL numbered;
+  const long count = vq.link.connex(numbered);
+  ASSERT_GE(count, 3);
+
+  // Tearing can leave the components in another order than a fresh numbering gives them.
+  for (long k = 0; k < 20; ++k) vq.pidx(k, 0) = count - 1 - numbered(k, 0);
+  const std::string bytes = saved_bytes(vq);
+  OpenQuantizer other;
+  ASSERT_EQ(1, other.dataload(data, 1));
+  ASSERT_EQ(1, load_bytes(other, bytes));
+  EXPECT_EQ(rows_of(vq.pidx), rows_of(other.pidx));
+  EXPECT_EQ(bytes, saved_bytes(other));
+  for (long c = 0; c < count; ++c) EXPECT_EQ(other.pidx.count(0, c, c), other.getcompsize()(c, 0));
+
+  // Numbers that tell other components than the links are replaced.
+  for (const long wrong : {(vq.pidx(0, 0) + 1) % count, count, -1L}) {
+    vq.pidx(0, 0) = wrong;
+    ASSERT_EQ(1, load_bytes(other, saved_bytes(vq))) << wrong;
+    EXPECT_EQ(rows_of(numbered), rows_of(other.pidx)) << wrong;
+  }
+}
+
 TEST_F(Snapshot, LeavesTheStreamBehindItsLastByte) {
   finish(vq, 1);
   std::string bytes = saved_bytes(vq) + "next";
