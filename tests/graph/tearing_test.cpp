@@ -4,7 +4,6 @@
 #include <cmath>
 #include <map>
 #include <numbers>
-#include <queue>
 #include <set>
 #include <utility>
 #include <vector>
@@ -21,22 +20,26 @@ using test::Numbers;
 
 constexpr double tau = 2.0 * std::numbers::pi;
 
-/// Links on the shortest path between two nodes over `edges`, -1 for none: plain breadth-first search.
-long plain_hops(const std::vector<Edge>& edges, long n, long from, long to) {
-  std::vector<long> hops(static_cast<std::size_t>(n), -1);
-  const auto at = [&](long i) -> long& { return hops[static_cast<std::size_t>(i)]; };
-  std::queue<long> queue({from});
-  at(from) = 0;
-  for (; !queue.empty(); queue.pop()) {
-    const long u = queue.front();
+/// Lengths of the shortest paths from root (Bellman and Ford).
+std::vector<double> plain_paths(const std::vector<Edge>& edges, long n, long root) {
+  std::vector<double> dist(static_cast<std::size_t>(n), no_bound);
+  const auto at = [&](long i) -> double& { return dist[static_cast<std::size_t>(i)]; };
+  at(root) = 0.0;
+  for (std::vector<double> before; before != dist;) {
+    before = dist;
     for (const Edge& e : edges) {
-      const long v = e.a == u ? e.b : e.b == u ? e.a : -1;
-      if (v < 0 || at(v) >= 0) continue;
-      at(v) = at(u) + 1;
-      queue.push(v);
+      at(e.a) = std::min(at(e.a), at(e.b) + e.length);
+      at(e.b) = std::min(at(e.b), at(e.a) + e.length);
     }
   }
-  return at(to);
+  return dist;
+}
+
+/// Links on the shortest path between two nodes over `edges`, -1 for none.
+long plain_hops(std::vector<Edge> edges, long n, long from, long to) {
+  for (Edge& e : edges) e.length = 1.0;
+  const double hops = plain_paths(edges, n, from)[static_cast<std::size_t>(to)];
+  return hops == no_bound ? -1 : static_cast<long>(hops);
 }
 
 /// Per node the lowest number of its component.
@@ -80,25 +83,10 @@ TEST(Cycles, AreThoseOfAPlainSearch) {
       ASSERT_EQ(0, links.cycles(k, shortest - 1));
     }
     ASSERT_EQ(0, links.cycles(links.nslot(), 1000));
-    ASSERT_EQ(0, links.cycles(-1, 1000));
   }
 }
 
 // ---- Tearing, by its definition ----
-
-/// Lengths of the shortest paths from root (Bellman and Ford).
-std::vector<double> plain_paths(const std::vector<Edge>& edges, long n, long root) {
-  std::vector<double> dist(static_cast<std::size_t>(n), no_bound);
-  const auto at = [&](long i) -> double& { return dist[static_cast<std::size_t>(i)]; };
-  at(root) = 0.0;
-  for (long round = 0; round < n; ++round) {
-    for (const Edge& e : edges) {
-      at(e.a) = std::min(at(e.a), at(e.b) + e.length);
-      at(e.b) = std::min(at(e.b), at(e.a) + e.length);
-    }
-  }
-  return dist;
-}
 
 /// Whether each edge (sorted by length, lengths all different) belongs to the tree of its component.
 std::vector<bool> plain_tree(int tree, const std::vector<Edge>& edges, const std::vector<long>& comp,
@@ -158,7 +146,7 @@ std::set<std::pair<long, long>> plain_tear(int tree, long cycle, long root, cons
 TEST(Tearing, LeavesTheLinksOfItsDefinition) {
   Numbers numbers(8);
   long cut_in_all = 0;
-  for (long round = 0; round < 24; ++round) {
+  for (long round = 0; round < 20; ++round) {
     const int tree = 1 + static_cast<int>(round % 2);
     const long cycle = 3 + round / 2 % 5, n = 40 + numbers.below(30), root = numbers.below(n);
     MatFullD points;
@@ -181,18 +169,6 @@ TEST(Tearing, LeavesTheLinksOfItsDefinition) {
   EXPECT_GT(cut_in_all, 0);  // the graphs do have long loops
 }
 
-TEST(Tearing, TreeZeroChangesNothing) {
-  MatFullD points(3, 1);
-  points.setrows(3, 0.0);
-  MatLinkD links;
-  test::build(links, 3, {{0, 1, 1.0}, {1, 2, 1.0}, {2, 0, 1.0}});
-  EXPECT_EQ(0, links.tear(0, 3, 0, points));
-  EXPECT_EQ(0, links.tear(1, 3, 0, points));  // a triangle is short
-  EXPECT_EQ(1, links.tear(1, 2, 0, points));
-  EXPECT_EQ(-1, links.get_link(0, 2));  // all as long: the last number goes
-  EXPECT_EQ(2, links.nlive());
-}
-
 // ---- Tearing opens tubes and rings ----
 
 TEST(Tearing, OpensACylinder) {
@@ -209,8 +185,7 @@ TEST(Tearing, OpensACylinder) {
     }
     MatLinkD links;
     build_geometric(links, points, 0.6);
-    const long before = links.nlive();
-    const long cut = links.tear(tree, 10, n / 2, points);
+    const long before = links.nlive(), cut = links.tear(tree, 10, n / 2, points);
     EXPECT_GE(cut, height);
     EXPECT_LT(cut, before / 4);
     EXPECT_EQ(std::vector<long>(n, 0), components(links));
@@ -252,17 +227,10 @@ TEST(Tearing, CutsEachOfTwoRingsOnce) {
     }
     links.setpos(points, 1);
     EXPECT_EQ(2, links.tear(tree, 10, 0, points)) << "tree " << tree;
-    for (const long ring : {0L, 1L}) {
-      long ends = 0;
-      for (long i = ring; i < n; i += 2) ends += links.degree(i) == 1 ? 1 : 0;
-      EXPECT_EQ(2, ends) << "ring " << ring;
-    }
     MatFullL comp;
-    EXPECT_EQ(2, links.connex(comp));
-    if (tree == 2) {
-      // Opposite the root: the ring of node 0 opens between the two nodes that are farthest from it.
-      EXPECT_TRUE(links.get_link(30, 28) < 0 || links.get_link(30, 32) < 0);
-    }
+    EXPECT_EQ(2, links.connex(comp));  // two strings: neither ring lost two links
+    // Opposite the root: the ring of node 0 opens between the two nodes that are farthest from it.
+    EXPECT_TRUE(tree == 1 || links.get_link(30, 28) < 0 || links.get_link(30, 32) < 0);
   }
 }
 

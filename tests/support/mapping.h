@@ -1,5 +1,6 @@
 #pragma once
-// What the mapping's tests share: a mapping whose members can be set and looked at, on prototypes made in memory.
+// What the mapping's tests share: a mapping whose members can be set and looked at, on prototypes made in
+// memory.
 
 #include <array>
 #include <cmath>
@@ -36,10 +37,12 @@ class OpenMapping : public ToMapp {
   using ToMapp::prot;
   using ToMapp::state;
 
-  /// Sets the future value of a key of either table. Fails the test when the key is missing or refuses the value.
+  /// Sets the future value of a key of either table. Fails the test when the key is missing or refuses the
+  /// value.
   void setkey(const char* key, double value) {
     const long k = lpref.getkey(key);
-    const int ok = k >= 0 ? lpref.newval(k, static_cast<long>(value)) : dpref.newval(dpref.getkey(key), value);
+    const int ok =
+        k >= 0 ? lpref.newval(k, static_cast<long>(value)) : dpref.newval(dpref.getkey(key), value);
     EXPECT_EQ(1, ok) << key << " refuses " << value;
   }
   /// Value in use of a real setting.
@@ -78,8 +81,8 @@ class MappingTest : public ::testing::Test {
     set_isa_level(isa_best());
   }
 
-  /// The points become data and prototypes, linked with their k nearest neighbours (0: no links); distances are not
-  /// computed yet.
+  /// The points become data and prototypes, linked with their k nearest neighbours (0: no links); distances
+  /// are not computed yet.
   static void prototypes(OpenMapping& mapping, MatFullD& points, long k) {
     ASSERT_EQ(1, mapping.dataload(points, 1));
     mapping.setkey("vglink_p", k > 0 ? 2 : 0);

@@ -46,30 +46,10 @@ class OpenQuantizer : public VeQuan {
   OpenQuantizer() : OpenQuantizer(default_preferences()) {}
   explicit OpenQuantizer(std::ifstream&& prefs) : VeQuan(prefs) {}
 
-  using VeQuan::balance;
-  using VeQuan::bmu;
-  using VeQuan::bmucnt;
-  using VeQuan::dat;
-  using VeQuan::ddis;
-  using VeQuan::dvor;
-  using VeQuan::dwork;
-  using VeQuan::hits;
-  using VeQuan::keys;
-  using VeQuan::link;
-  using VeQuan::lwork;
-  using VeQuan::lvor;
-  using VeQuan::lwork2;
-  using VeQuan::method;
-  using VeQuan::order;
-  using VeQuan::pidx;
-  using VeQuan::progress_begin;
-  using VeQuan::progress_end;
-  using VeQuan::progress_step;
-  using VeQuan::prot;
-  using VeQuan::pval;
-  using VeQuan::ridx;
-  using VeQuan::shuffle;
-  using VeQuan::state;
+  using VeQuan::balance, VeQuan::bmu, VeQuan::bmucnt, VeQuan::dat, VeQuan::ddis, VeQuan::dvor, VeQuan::dwork,
+      VeQuan::hits, VeQuan::keys, VeQuan::link, VeQuan::lwork, VeQuan::lvor, VeQuan::lwork2, VeQuan::method,
+      VeQuan::order, VeQuan::pidx, VeQuan::progress_begin, VeQuan::progress_end, VeQuan::progress_step,
+      VeQuan::prot, VeQuan::pval, VeQuan::ridx, VeQuan::shuffle, VeQuan::state;
 
   /// Sets the future value of a key of either table. Fails the test when the key is missing or refuses the
   /// value.

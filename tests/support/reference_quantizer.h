@@ -48,10 +48,9 @@ class ReferenceDraws {
 };
 
 class ReferenceQuantizer {
-  static std::size_t size(long i) { return static_cast<std::size_t>(i); }
   template <class Vector>
   static auto& at(Vector& v, long i) {
-    return v.at(size(i));
+    return v.at(static_cast<std::size_t>(i));
   }
 
  public:
@@ -74,20 +73,13 @@ class ReferenceQuantizer {
   long nprot() const { return static_cast<long>(prot.size()); }
   long dim() const { return static_cast<long>(dat[0].size()); }
 
-  /// The prototypes of `prot_ini(n, how)`, none being kept, and all bookkeeping reset.
+  /// n prototypes, 0 or (how = 0) data drawn at random, and all bookkeeping reset.
   void init(long n, int how) {
-    prot.assign(size(n), Row(dat[0].size(), 0.0));
-    if (how == 1) {
-      for (long k = n - 1; k >= 0; --k) {
-        for (long j = dim() - 1; j >= 0; --j) at(prot, k)[size(j)] = 0.0 + 1.0 * draws.uniform();
-      }
-    } else if (how == 4) {
-      prot = dat;
-    } else if (how == 0) {
-      draw_rows(0, n);
-    }
-    pval.assign(prot.size(), 0.0);
-    hits.assign(prot.size(), 0);
+    prot.clear();
+    pval.clear();
+    hits.clear();
+    while (nprot() < n) add_prototype(Row(dat[0].size(), 0.0));
+    if (how == 0) draw_rows(0, n);
     ddis.assign(dat.size(), 0.0);
     bmu.assign(dat.size(), -1);
     changes.assign(dat.size(), 0);
@@ -96,169 +88,136 @@ class ReferenceQuantizer {
     std::iota(order.begin(), order.end(), 0L);
   }
 
-  double error() const {
-    double sum = 0.0;
-    for (long i = ndata() - 1; i >= 0; --i) {
-      const long k = at(bmu, i) >= 0 ? at(bmu, i) : nearest(i, infinity);
-      const double d = distance(at(prot, k), at(dat, i));
-      sum += d * d;
-    }
-    return 0.5 * sum / static_cast<double>(ndata());
-  }
-
   bool lbg_epoch(long maxchg) {
-    chgd = 0;
-    for (long i = ndata() - 1; i >= 0; --i) chgd += capture(at(order, i), infinity);
+    each_datum([this](long d) { capture(d); });
     sum_cells();
     for (long k = nprot() - 1; k >= 0; --k) divide_cell(k);
-    lost = count_dead();
+    count_dead();
     return chgd > maxchg;
   }
 
   bool dlbg_epoch(double r, long maxchg) {
     shuffle();
-    chgd = 0;
-    for (long i = ndata() - 1; i >= 0; --i) {
-      const long d = at(order, i);
-      chgd += capture(d, infinity);
-      at(pval, at(bmu, d)) += distance(at(prot, at(bmu, d)), at(dat, d));
-    }
+    each_datum([this](long d) {
+      const long k = capture(d);
+      at(pval, k) += distance(at(prot, k), at(dat, d));
+    });
     sum_cells();
     for (long k = nprot() - 1; k >= 0; --k) {
       divide_cell(k);
       if (at(hits, k) > 0 && at(pval, k) > std::fabs(r) * static_cast<double>(at(hits, k))) {
-        prot.push_back(Row(at(prot, k)));
-        pval.push_back(0.0);
-        hits.push_back(0);
-        const std::size_t j = size(draws.index(dim()));
-        at(prot, k)[j] *= 1.000001;
-        prot.back()[j] /= 1.000001;
+        add_prototype(Row(at(prot, k)));
+        const long j = draws.index(dim());
+        at(at(prot, k), j) *= 1.000001;
+        at(prot.back(), j) /= 1.000001;
       }
       at(pval, k) = 0.0;
     }
-    lost = count_dead();
+    count_dead();
     return chgd > maxchg;
   }
 
   void cl_epoch(double a) {
+    nw_epoch(infinity, a);
+    count_dead();
+  }
+  void nw_epoch(double r, double a) {
     shuffle();
-    chgd = 0;
-    for (long i = ndata() - 1; i >= 0; --i) {
-      const long d = at(order, i);
-      chgd += capture(d, infinity);
-      move(at(bmu, d), d, a);
-    }
-    lost = count_dead();
+    each_datum([=, this](long d) { move(capture(d, r), d, a); });
+  }
+  void xn_epoch(double r) {
+    shuffle();
+    each_datum([=, this](long d) {
+      const long k = capture(d, r);
+      move(k, d, 1.0 / static_cast<double>(at(hits, k)));
+    });
   }
 
   void fcl_epoch(double a, bool fast) {
     shuffle();
-    chgd = shortcuts = errors = 0;
-    for (long i = ndata() - 1; i >= 0; --i) {
-      const long d = at(order, i);
+    shortcuts = errors = 0;
+    each_datum([=, this](long d) {
       if (at(stays, d) <= 8) {
-        const long before = at(bmu, d);
-        chgd += book(d, nearest(d, before >= 0 ? distance(at(prot, before), at(dat, d)) : infinity));
+        capture(d);
       } else {
         ++shortcuts;
         if (!fast && nearest(d, infinity) != at(bmu, d)) ++errors, ++chgd;
         ++at(stays, d);
         ++at(hits, at(bmu, d));
       }
-      const long k = at(bmu, d);
-      for (long j = dim() - 1; j >= 0; --j) {
-        double& x = at(prot, k)[size(j)];
-        x += a * (at(dat, d)[size(j)] - x);
-      }
-      at(ddis, d) = distance(at(prot, k), at(dat, d));
-      at(pval, k) += 0.03 * (at(ddis, d) - at(pval, k));
-    }
-    lost = count_dead();
+      Row& x = at(prot, at(bmu, d));
+      for (long j = dim() - 1; j >= 0; --j) at(x, j) += a * (at(at(dat, d), j) - at(x, j));
+      at(ddis, d) = distance(x, at(dat, d));
+      at(pval, at(bmu, d)) += 0.03 * (at(ddis, d) - at(pval, at(bmu, d)));
+    });
+    count_dead();
   }
 
   void ng_epoch(double a, double l) {
     std::vector<long> ranks(prot.size());
     std::iota(ranks.begin(), ranks.end(), 0L);
     shuffle();
-    chgd = adapted = 0;
+    adapted = 0;
     const float lim = 3.0F * static_cast<float>(l);
-    for (long i = ndata() - 1; i >= 0; --i) {
-      const long d = at(order, i);
-      chgd += capture(d, infinity);
-      if (lim < 1.0F) {
-        move(at(bmu, d), d, a);
-        ++adapted;
-        continue;
-      }
-      std::vector<double> distances;
+    each_datum([&](long d) {
+      const long winner = capture(d);
+      if (lim < 1.0F) return move(winner, d, a), void(++adapted);
+      Row distances;
       for (const Row& row : prot) distances.push_back(distance(row, at(dat, d)));
-      for (long r = 0; r < nprot() && (r == 0 || static_cast<float>(r) <= lim); ++r) {
-        long best = r;
-        for (long q = r + 1; q < nprot(); ++q) {
-          if (at(distances, at(ranks, q)) < at(distances, at(ranks, best))) best = q;
-        }
-        std::swap(at(ranks, r), at(ranks, best));
+      const auto nearer = [&](long x, long y) { return at(distances, x) < at(distances, y); };
+      for (long r = 0; r < nprot() && (r == 0 || static_cast<float>(r) <= lim); ++r, ++adapted) {
+        std::iter_swap(ranks.begin() + r, std::min_element(ranks.begin() + r, ranks.end(), nearer));
         move(at(ranks, r), d, a * fixed_exp(-static_cast<double>(r) / l));
-        ++adapted;
       }
-    }
-    lost = count_dead();
+    });
+    count_dead();
   }
 
   /// Self-organizing map; h: the neighbourhood function by winner and node.
   void som_epoch(double a, const Rows& h) {
     shuffle();
-    chgd = 0;
-    for (long i = ndata() - 1; i >= 0; --i) {
-      const long d = at(order, i);
-      chgd += capture(d, infinity);
+    each_datum([&](long d) {
+      const long winner = capture(d);
       for (long j = 0; j < nprot(); ++j) {
-        const double weight = at(h, at(bmu, d))[size(j)];
-        if (weight > 0.0) move(j, d, a * weight);
+        if (at(at(h, winner), j) > 0.0) move(j, d, a * at(at(h, winner), j));
       }
-    }
-    lost = count_dead();
+    });
+    count_dead();
   }
 
-  /// Its batch rule.
+  /// Its batch rule; the data in order.
   void som_batch_epoch(const Rows& h) {
-    chgd = 0;
-    for (long i = ndata() - 1; i >= 0; --i) chgd += capture(i, infinity);
+    each_datum([this](long d) { capture(d); });
     for (long j = 0; j < nprot(); ++j) {
       Row sum(dat[0].size(), 0.0);
-      double weight = 0.0;
+      double total = 0.0;
       for (long i = ndata() - 1; i >= 0; --i) {
-        weight += at(h, at(bmu, i))[size(j)];
-        for (std::size_t c = 0; c < sum.size(); ++c) sum[c] += at(h, at(bmu, i))[size(j)] * at(dat, i)[c];
+        const double weight = at(at(h, at(bmu, i)), j);
+        total += weight;
+        for (long c = 0; c < dim(); ++c) at(sum, c) += weight * at(at(dat, i), c);
       }
-      for (std::size_t c = 0; c < sum.size() && weight > 0.0; ++c) at(prot, j)[c] = sum[c] / weight;
+      for (long c = 0; c < dim() && total > 0.0; ++c) at(at(prot, j), c) = at(sum, c) / total;
     }
-    lost = count_dead();
-  }
-
-  void xn_epoch(double r) {
-    shuffle();
-    for (long i = ndata() - 1; i >= 0; --i) {
-      const long d = at(order, i);
-      capture(d, r);
-      move(at(bmu, d), d, 1.0 / static_cast<double>(at(hits, at(bmu, d))));
-    }
-  }
-
-  void nw_epoch(double r, double a) {
-    shuffle();
-    chgd = 0;
-    for (long i = ndata() - 1; i >= 0; --i) {
-      const long d = at(order, i);
-      chgd += capture(d, r);
-      move(at(bmu, d), d, a);
-    }
+    count_dead();
   }
 
  private:
+  template <class Visit>
+  void each_datum(Visit visit) {
+    chgd = 0;
+    for (long i = ndata() - 1; i >= 0; --i) visit(at(order, i));
+  }
+
   void shuffle() {
-    if (!shuffled) return;
-    for (long i = ndata() - 1; i >= 0; --i) std::swap(at(order, i), at(order, draws.index(ndata())));
+    for (long i = ndata() - 1; i >= 0 && shuffled; --i) {
+      std::swap(at(order, i), at(order, draws.index(ndata())));
+    }
+  }
+
+  void add_prototype(Row row) {
+    prot.push_back(std::move(row));
+    pval.push_back(0.0);
+    hits.push_back(0);
   }
 
   /// Data picked at random without replacement into n rows.
@@ -280,80 +239,57 @@ class ReferenceQuantizer {
   double terms(const Row& x, const Row& y) const {
     double s = 0.0;
     for (long j = dim() - 1; j >= 0; --j) {
-      const double t = std::fabs(x[size(j)] - y[size(j)]);
-      s = p == 2.0 ? s + t * t : p == 1.0 ? s + t : p >= 8.0 ? std::max(s, t) : s + std::pow(t, p);
+      const double t = std::fabs(at(x, j) - at(y, j));
+      s = p == 2.0 ? s + t * t : p >= 8.0 ? std::max(s, t) : s + std::pow(t, p);
     }
     return s;
   }
-  bool simple() const { return p == 1.0 || p >= 8.0; }
   double distance(const Row& x, const Row& y) const {
     const double s = terms(x, y);
-    return p == 2.0 ? std::sqrt(s) : simple() ? s : std::pow(s, 1.0 / p);
+    return p == 2.0 ? std::sqrt(s) : p >= 8.0 ? s : std::pow(s, 1.0 / p);
   }
 
   long nearest(long d, double bound) const {
-    double threshold = 1.001 * (p == 2.0 ? bound * bound : simple() ? bound : std::pow(bound, p));
+    double threshold = 1.001 * (p == 2.0 ? bound * bound : p >= 8.0 ? bound : std::pow(bound, p));
     long found = nprot();
     for (long k = nprot() - 1; k >= 0; --k) {
       const double s = terms(at(prot, k), at(dat, d));
-      if (s > threshold) continue;
-      threshold = s;
-      found = k;
+      if (s <= threshold) threshold = s, found = k;
     }
     return found;
   }
 
-  long book(long d, long k) {
+  /// Books the datum at the nearest prototype, made on the datum where none lies within r, and returns it.
+  long capture(long d, double r = infinity) {
+    long& winner = at(bmu, d);
+    const long k = nearest(d, winner < 0 ? r : std::min(r, distance(at(prot, winner), at(dat, d))));
+    if (k == nprot()) add_prototype(at(dat, d));
     ++at(hits, k);
-    if (at(bmu, d) == k) {
-      ++at(stays, d);
-      return 0;
-    }
-    at(bmu, d) = k;
-    ++at(changes, d);
-    at(stays, d) = 0;
-    return 1;
-  }
-
-  long capture(long d, double r) {
-    double bound = r;
-    if (at(bmu, d) >= 0) bound = std::min(r, distance(at(prot, at(bmu, d)), at(dat, d)));
-    const long k = nearest(d, bound);
-    if (k == nprot()) {
-      prot.push_back(Row(at(dat, d)));
-      pval.push_back(0.0);
-      hits.push_back(0);
-    }
-    return book(d, k);
+    const bool stayed = winner == k;
+    at(stays, d) = stayed ? at(stays, d) + 1 : 0;
+    at(changes, d) += !stayed;
+    chgd += !stayed;
+    return winner = k;
   }
 
   /// Along the derivative of half the squared distance, every coordinate on the row as already moved.
   void move(long k, long d, double a) {
-    Row& x = at(prot, k);
-    const Row& y = at(dat, d);
-    for (long j = dim() - 1; j >= 0; --j) x[size(j)] -= a * derivative(x, y, size(j));
+    for (long j = dim() - 1; j >= 0; --j) at(at(prot, k), j) -= a * derivative(at(prot, k), at(dat, d), j);
   }
-  double derivative(const Row& x, const Row& y, std::size_t j) const {
-    const double difference = x[j] - y[j];
-    if (p == 2.0) return difference;
-    const double total = distance(x, y);
-    const double t = std::fabs(difference);
-    if (total == 0.0 || t == 0.0) return 0.0;
-    double size = p == 1.0 ? total : total * std::pow(t / total, p - 1.0);
-    if (p >= 8.0) {
-      std::size_t largest = 0;
-      for (std::size_t c = 1; c < x.size(); ++c) {
-        if (std::fabs(x[c] - y[c]) > std::fabs(x[largest] - y[largest])) largest = c;
-      }
-      size = j == largest ? total : 0.0;
+  double derivative(const Row& x, const Row& y, long j) const {
+    const double difference = at(x, j) - at(y, j), total = distance(x, y), t = std::fabs(difference);
+    if (p == 2.0 || t == 0.0) return difference;
+    if (p < 8.0) return std::copysign(total * std::pow(t / total, p - 1.0), difference);
+    for (long c = 0; c < j; ++c) {  // the first of the largest alone counts
+      if (std::fabs(at(x, c) - at(y, c)) == total) return 0.0;
     }
-    return difference > 0.0 ? size : -size;
+    return t == total ? difference : 0.0;
   }
 
   void sum_cells() {
     for (Row& row : prot) std::fill(row.begin(), row.end(), 0.0);
     for (long i = ndata() - 1; i >= 0; --i) {
-      for (long j = 0; j < dim(); ++j) at(prot, at(bmu, i))[size(j)] += at(dat, i)[size(j)];
+      for (long j = 0; j < dim(); ++j) at(at(prot, at(bmu, i)), j) += at(at(dat, i), j);
     }
   }
   void divide_cell(long k) {
@@ -361,16 +297,15 @@ class ReferenceQuantizer {
     for (double& x : at(prot, k)) x /= static_cast<double>(at(hits, k));
   }
 
-  long count_dead() {
-    long dead = 0;
+  void count_dead() {
+    lost = 0;
     for (long k = nprot() - 1; k >= 0; --k) {
       if (at(hits, k) <= dead_below) {
-        ++dead;
+        ++lost;
         if (replace) draw_rows(k, 1);
       }
       at(hits, k) = 0;
     }
-    return dead;
   }
 };
 
@@ -379,8 +314,7 @@ class ReferenceTest : public QuantizerTest {
  protected:
   struct Case {
     const char* name;
-    bool lattice =
-        false;  ///< small integers, full of equal distances and duplicates, instead of uniform numbers
+    bool lattice = false;  ///< small integers, full of ties and duplicates, instead of uniform numbers
     long ndata = 150;
     long dim = 3;
     long n = 20;
@@ -390,6 +324,33 @@ class ReferenceTest : public QuantizerTest {
     long dead_below = 0;
     double p = 2.0;
   };
+
+  /// Epoch after epoch of a method, compared on every kind of data and settings from n prototypes; `epoch`
+  /// runs number e on both sides.
+  template <class Epoch>
+  void expect_equal_epochs(long n, int epochs, Epoch epoch) {
+    const Case cases[] = {{.name = "uniform"},
+                          {.name = "in order, no replacement", .shuffled = false, .replace = false},
+                          {.name = "lattice with ties", .lattice = true, .dead_below = 1},
+                          {.name = "one column", .dim = 1},
+                          {.name = "many columns", .ndata = 60, .dim = 17},
+                          {.name = "few data", .ndata = 11},
+                          {.name = "all prototypes zero", .how = 3},
+                          {.name = "cubes", .p = 3.0}};
+    for (Case c : cases) {
+      SCOPED_TRACE(c.name);
+      c.n = n;
+      start(c);
+      vq.verbose = 1;
+      console.take();
+      for (int e = 0; e < epochs; ++e) {
+        epoch(e);
+        expect_same();
+      }
+      vq.verbose = 0;
+      os.fresh();
+    }
+  }
 
   void start(const Case& c) {
     MatFullD::miex = c.p;
