@@ -154,7 +154,10 @@ double FileNumbers::number() {
   }
   ScannedNumber scanned = scan(next_);
   // A number that reaches the end of the block may go on in the next one.
-  while (scanned.end == end_ && refill()) scanned = scan(next_);
+  for (bool more = true; more && scanned.end == end_;) {
+    more = refill();
+    scanned = scan(next_);  // the unread bytes have moved, also when no more came
+  }
   next_ = scanned.end;
   failed_ = !scanned.valid;
   return scanned.value;

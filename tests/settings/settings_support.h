@@ -21,8 +21,6 @@ class Console {
  public:
   Console() : before_(os) { os = Ostr(text_); }
   ~Console() { os = before_; }
-  Console(const Console&) = delete;
-  Console& operator=(const Console&) = delete;
   std::string text() const { return text_.str(); }
 
  private:
@@ -38,15 +36,12 @@ class Folder {
     path_ = mkdtemp(pattern.data());
   }
   ~Folder() { std::filesystem::remove_all(path_); }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
 
   std::string file(const std::string& name) const { return (path_ / name).string(); }
   std::string write(const std::string& name, const std::string& text) const {
     std::ofstream(file(name), std::ios::binary) << text;
     return file(name);
   }
-  const std::filesystem::path& path() const { return path_; }
 
  private:
   std::filesystem::path path_;
@@ -54,17 +49,7 @@ class Folder {
 
 inline std::string contents(const std::string& name) {
   std::ifstream in(name, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-/// Reads a block from a text as if it stood in a file; returns the loader's result.
-template <class T>
-int load_block(MatPrefT<T>& table, const std::string& text) {
-  const Folder folder;
-  std::ifstream in(folder.write("block", text), std::ios::binary);
-  return table.load_asc(in);
+  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 /// Fatal errors report on the console, death tests look at standard error.
