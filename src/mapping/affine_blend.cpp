@@ -8,7 +8,8 @@ namespace qvtx {
 
 namespace {
 
-/// Share of the mean diagonal that is added to it, so that the fits stay solvable with few or aligned neighbours.
+/// Share of the mean diagonal that is added to it, so that the fits stay solvable with few or aligned
+/// neighbours.
 constexpr double ridge = 0.01;
 /// Neighbours in rank that trust each other, per dimension of the map.
 constexpr long trusted_per_axis = 4;
@@ -19,282 +20,291 @@ double length(const double* x, long n) {
   return std::sqrt(sum);
 }
 
-void add_ridge(MatFullD& m) {
-  double trace = 0;
-  for (long k = m.nrow() - 1; k >= 0; --k) trace += m(k, k);
-  const double share = ridge * (trace / static_cast<double>(m.nrow()));
-  for (long k = m.nrow() - 1; k >= 0; --k) m(k, k) += share;
+double trace(const MatFullD& m) {
+  double sum = 0;
+  for (long k = m.nrow() - 1; k >= 0; --k) sum += m(k, k);
+  return sum;
 }
 
-/// y += scale * m x for a row-major rows x cols matrix, cut to the length `reach`; step: scratch of `rows` numbers.
-void add_step(const std::vector<double>& m, const double* x, long rows, long cols, double scale, double reach,
-              double* step, double* y) {
+/// The inverse of a positive semidefinite matrix with the ridge on its diagonal.
+void invert_with_ridge(MatFullD& m) {
+  const double share = ridge * (trace(m) / static_cast<double>(m.nrow()));
+  for (long k = m.nrow() - 1; k >= 0; --k) m(k, k) += share;
+  m.inv();
+}
+
+/// step = scale * m x for a row-major rows x cols matrix.
+void multiply(const double* m, const double* x, long rows, long cols, double scale, double* step) {
   for (long r = rows - 1; r >= 0; --r) {
     double sum = 0;
-    for (long c = cols - 1; c >= 0; --c) sum += m[static_cast<std::size_t>(r * cols + c)] * x[c];
+    for (long c = cols - 1; c >= 0; --c) sum += m[r * cols + c] * x[c];
     step[r] = scale * sum;
   }
-  const double taken = length(step, rows);
-  const double cut = taken > reach ? reach / taken : 1.0;
-  for (long r = rows - 1; r >= 0; --r) y[r] += cut * step[r];
+}
+
+/// The steps from row i to its neighbours, one per row.
+void steps_from(const MatFullD& points, long i, const std::vector<long>& near, MatFullD& steps) {
+  const long n = static_cast<long>(near.size());
+  steps.setdim(n, points.ncol());
+  steps.setrows(n, 0.0);
+  for (long r = n - 1; r >= 0; --r) {
+    const long j = near[static_cast<std::size_t>(r)];
+    for (long k = points.ncol() - 1; k >= 0; --k) steps(r, k) = points(j, k) - points(i, k);
+  }
+}
+
+double longest(const MatFullD& steps) {
+  double reach = 0;
+  for (long r = steps.nrow() - 1; r >= 0; --r) reach = std::max(reach, length(steps.row(r), steps.ncol()));
+  return reach;
+}
+
+void sort_unique(std::vector<long>& list) {
+  std::sort(list.begin(), list.end());
+  list.erase(std::unique(list.begin(), list.end()), list.end());
 }
 
 }  // namespace
 
-Trust::Trust(const MatFullD& points, long reach) : near_(static_cast<std::size_t>(points.nrow())) {
-  MatFullD distance;
-  MatFullL nearest;
-  for (long i = 0; i < points.nrow(); ++i) {
-    points.nearest(points, i, distance, nearest, reach);
-    auto& list = near_[static_cast<std::size_t>(i)];
-    list.assign(nearest.data(), nearest.data() + nearest.nrow());
-    std::sort(list.begin(), list.end());
+Trust::Trust(NeighbourSearch& points, long reach)
+    : reach_(std::min(reach, points.rows().nrow() - 1)),
+      near_(static_cast<std::size_t>(points.rows().nrow() * reach_)) {
+  for (long i = 0; i < points.rows().nrow(); ++i) {
+    points.search(points.rows().row(i), i, reach_);
+    const auto list = near_.begin() + i * reach_;
+    for (long r = 0; r < reach_; ++r) list[r] = points.row(r);
+    std::sort(list, list + reach_);
   }
 }
 
 bool Trust::lists(long i, long j) const {
-  const auto& list = near_[static_cast<std::size_t>(i)];
-  return std::binary_search(list.begin(), list.end(), j);
+  const auto list = near_.begin() + i * reach_;
+  return std::binary_search(list, list + reach_, j);
 }
 
-bool Trust::operator()(long i, long j) const { return i == j || lists(i, j) || lists(j, i); }
+AffineBlend::Direction::Direction(const MatFullD& source, const MatFullD& target)
+    : from(source),
+      to(target),
+      maps(static_cast<std::size_t>(source.nrow() * target.ncol() * source.ncol()), 0.0),
+      reach(static_cast<std::size_t>(source.nrow()), 0.0),
+      share(static_cast<std::size_t>(source.nrow()), 1.0) {}
 
 AffineBlend::AffineBlend(const VeQuan& quantizer, const MatFullD& images, bool linked)
     : quantizer_(quantizer),
       prototypes_(quantizer.getprot()),
       images_(images),
       linked_(linked),
-      trust_map_(images, trusted_per_axis * images.ncol()),
-      trust_data_(quantizer.getprot(), trusted_per_axis * images.ncol()),
-      local_(static_cast<std::size_t>(images.nrow())),
-      step_(static_cast<std::size_t>(std::max(images.ncol(), quantizer.getprot().ncol()))) {
-  for (long i = images_.nrow() - 1; i >= 0; --i) fit(i, neighbours(i, trust_map_));
+      data_search_(prototypes_),
+      map_search_(images_, NeighbourSearch::Metric::euclidean),
+      data_trust_(data_search_, trusted_per_axis * images.ncol()),
+      map_trust_(map_search_, trusted_per_axis * images.ncol()),
+      to_map_(prototypes_, images_),
+      to_data_(images_, prototypes_),
+      difference_(static_cast<std::size_t>(std::max(images.ncol(), prototypes_.ncol()))),
+      step_(difference_.size()),
+      position_(static_cast<std::size_t>(images.ncol())),
+      sample_(static_cast<std::size_t>(prototypes_.ncol())) {
+  if (!linked_) nearest_prototypes();
+  for (long i = images_.nrow() - 1; i >= 0; --i) fit(i);
+}
+
+void AffineBlend::nearest_prototypes() {
+  const long n = prototypes_.nrow();
+  const long k = std::min(2 * (images_.ncol() + 1), n - 1);
+  if (k < 1) return;
+  nearest_.setdim(n, k);
+  nearest_.setrows(n);
+  for (long i = 0; i < n; ++i) {
+    data_search_.search(prototypes_.row(i), i, k);
+    for (long r = 0; r < k; ++r) nearest_(i, r) = data_search_.row(r);
+  }
 }
 
 std::vector<long> AffineBlend::graph_neighbours(long i) const {
-  MatFullL list;
+  std::vector<long> list;
   if (linked_) {
-    quantizer_.getlink().degree(i, list);
-  } else {
-    MatFullD distance;
-    prototypes_.nearest(prototypes_, i, distance, list, 2 * (images_.ncol() + 1));
+    const MatLinkD& link = quantizer_.getlink();
+    for (long k = link.head(i); k >= 0; k = link.next(k, i)) list.push_back(link.other(k, i));
+  } else if (nearest_.nrow() > 0) {
+    list.assign(nearest_.row(i), nearest_.row(i) + nearest_.ncol());
   }
-  return {list.data(), list.data() + list.nrow()};
+  return list;
 }
 
-std::vector<long> AffineBlend::neighbours(long i, const Trust& trust) const {
+std::vector<long> AffineBlend::neighbours(long i) const {
   std::vector<long> near = graph_neighbours(i);
-  std::erase_if(near, [&](long j) { return !trust(i, j); });
+  std::erase_if(near, [&](long j) { return j == i || !map_trust_(i, j); });
+  sort_unique(near);
   if (static_cast<long>(near.size()) < images_.ncol() + 1) {
     const std::vector<long> first = near;
-    for (const long r : first)
-      for (const long j : graph_neighbours(r))
-        if (j != i && trust(i, j)) near.push_back(j);
+    for (const long r : first) {
+      for (const long j : graph_neighbours(r)) {
+        if (j != i && map_trust_(i, j)) near.push_back(j);
+      }
+    }
+    sort_unique(near);
   }
-  const long p = images_.ncol();
-  std::erase_if(near, [&](long j) { return j == i || std::equal(images_.row(i), images_.row(i) + p, images_.row(j)); });
-  std::sort(near.begin(), near.end());
-  near.erase(std::unique(near.begin(), near.end()), near.end());
+  // Images in the same place give no direction.
+  std::erase_if(near, [&](long j) {
+    const double* y = images_.row(i);
+    return std::equal(y, y + images_.ncol(), images_.row(j));
+  });
   return near;
 }
 
-void AffineBlend::fit(long i, const std::vector<long>& near) {
-  const long p = images_.ncol();
-  const long d = prototypes_.ncol();
-  Local& local = local_[static_cast<std::size_t>(i)];
-  local.forward.assign(static_cast<std::size_t>(d * p), 0.0);
-  local.inverse.assign(static_cast<std::size_t>(p * d), 0.0);
-  // Unit steps in the map (a) and the steps in the data that go with them (c).
-  const long m = static_cast<long>(near.size());
-  if (m == 0) return;
-  MatFullD a(m, p);
-  MatFullD c(m, d);
-  a.setrows(m, 0.0);
-  c.setrows(m, 0.0);
-  for (long r = m - 1; r >= 0; --r) {
-    const long j = near[static_cast<std::size_t>(r)];
-    for (long k = p - 1; k >= 0; --k) a(r, k) = images_(j, k) - images_(i, k);
-    for (long k = d - 1; k >= 0; --k) c(r, k) = prototypes_(j, k) - prototypes_(i, k);
-    const double in_map = length(a.row(r), p);
-    local.reach_map = std::max(local.reach_map, in_map);
-    local.reach_data = std::max(local.reach_data, length(c.row(r), d));
-    for (long k = p - 1; k >= 0; --k) a(r, k) /= in_map;
-    for (long k = d - 1; k >= 0; --k) c(r, k) /= in_map;
+void AffineBlend::fit(long i) {
+  const std::vector<long> near = neighbours(i);
+  if (near.empty()) return;
+  MatFullD a, c;
+  steps_from(images_, i, near, a);
+  steps_from(prototypes_, i, near, c);
+  to_map_.reach[static_cast<std::size_t>(i)] = longest(a);
+  to_data_.reach[static_cast<std::size_t>(i)] = longest(c);
+  // Unit steps in the map, and what goes with them in the data.
+  for (long r = a.nrow() - 1; r >= 0; --r) {
+    const double in_map = length(a.row(r), a.ncol());
+    for (long k = a.ncol() - 1; k >= 0; --k) a(r, k) /= in_map;
+    for (long k = c.ncol() - 1; k >= 0; --k) c(r, k) /= in_map;
   }
-  // forward = (c'a) (a'a + ridge)^-1, inverse = (forward' forward + ridge)^-1 forward'.
-  MatFullD gram;
-  MatFullD cross;
+  // Transposes throughout: forward' = (a'a + ridge)^-1 (a'c), p x d.
+  MatFullD gram, cross, forward, square, inverse;
   gram.atb(a, a);
-  add_ridge(gram);
-  gram.inv();
-  cross.atb(a, c);  // p x d
-  MatFullD forward_t;
-  forward_t.atb(gram, cross);  // gram is symmetric: p x d, the transpose of the forward map
-  MatFullD forward;
-  forward.copy(forward_t);
-  forward.tsp();  // d x p
-  MatFullD square;
-  square.atb(forward, forward);
-  double trace = 0;
-  for (long k = p - 1; k >= 0; --k) trace += square(k, k);
-  if (!(trace > 0)) return;
-  add_ridge(square);
-  square.inv();
-  MatFullD inverse;
-  inverse.atb(square, forward_t);
-  std::copy_n(forward.data(), d * p, local.forward.begin());
-  std::copy_n(inverse.data(), p * d, local.inverse.begin());
+  invert_with_ridge(gram);
+  cross.atb(a, c);
+  forward.atb(gram, cross);
+  MatFullD transposed;
+  transposed.copy(forward);
+  transposed.tsp();
+  square.atb(transposed, transposed);
+  if (!(trace(square) > 0)) return;  // the neighbours lie at the prototype, or are not finite
+  // inverse = (forward' forward + ridge)^-1 forward', p x d.
+  invert_with_ridge(square);
+  inverse.atb(square, forward);
+  std::copy_n(transposed.data(), transposed.nrow() * transposed.ncol(), to_data_.map(i));
+  std::copy_n(inverse.data(), inverse.nrow() * inverse.ncol(), to_map_.map(i));
 }
 
-bool AffineBlend::choose(const MatFullD& points, const double* q, const Trust& trust, bool data_space,
-                         BlendRows& rows) {
-  const long n = points.nrow();
-  const long dimension = points.ncol();
-  rows.exact = false;
-  // Distances: in the data the class in force, in the map always Euclidean.
-  distance_.setdim(n, 1);
-  distance_.setrows(n);
-  if (data_space) {
-    query_.setdim(1, dimension);
-    query_.setrows(1);
-    std::copy_n(q, dimension, query_.data());
-    points.sdav(query_, 0, distance_, no_bound);
-  } else {
-    for (long i = n - 1; i >= 0; --i) {
-      const double* y = points.data() + i * dimension;
-      double sum = 0;
-      for (long k = dimension - 1; k >= 0; --k) sum += (q[k] - y[k]) * (q[k] - y[k]);
-      distance_.data()[i] = std::sqrt(sum);
-    }
+bool AffineBlend::choose(NeighbourSearch& search, const Trust& trust, const double* q,
+                         BlendRows& rows) const {
+  const MatFullD& points = search.rows();
+  const long mixed = std::min(images_.ncol() + 1, points.nrow() - 1);
+  const long found = search.search(q, -1, mixed + 1);
+  if (!std::isfinite(search.distance(found - 1))) return false;
+  // A point that is a row, or cannot be told from the nearest one. Cosine distances between equal rows need
+  // not be 0.
+  long exact = search.distance(0) == 0 || mixed == 0 ? search.row(0) : -1;
+  for (long k = found - 1; k >= 0; --k) {
+    if (std::equal(q, q + points.ncol(), points.row(search.row(k)))) exact = search.row(k);
   }
-  // The mixed rows, and one more whose distance is where their weights end.
-  const double* distance = distance_.data();
-  const std::size_t wanted = static_cast<std::size_t>(std::min(images_.ncol() + 1, n - 1)) + 1;
-  std::vector<long>& order = rows.row;
-  order.clear();
-  for (long i = 0; i < n; ++i) {
-    if (!std::isfinite(distance[i])) return false;
-    if (order.size() == wanted && !(distance[i] < distance[order.back()])) continue;
-    if (order.size() == wanted) order.pop_back();
-    auto place = order.end();
-    while (place != order.begin() && distance[i] < distance[*(place - 1)]) --place;
-    order.insert(place, i);
-  }
-  const double first = distance[order.front()];
-  const double end = distance[order.back()];
-  rows.exact = first == 0 || n == 1;
-  if (n > 1) order.pop_back();
-  rows.weight.assign(order.size(), 0.0);
+  rows.exact = exact >= 0;
+  rows.row.clear();
+  rows.weight.clear();
   if (rows.exact) {
-    order.resize(1);
-    rows.weight.assign(1, 1.0);
+    rows.row.push_back(exact);
+    rows.weight.push_back(1.0);
     return true;
   }
+  const double first = search.distance(0);
+  const double end = search.distance(mixed);
   double sum = 0;
-  for (std::size_t k = 0; k < order.size(); ++k) {
-    if (!trust(order.front(), order[k])) continue;
-    const double at = distance[order[k]];
-    const double root = (end - at) / (end * at);
-    rows.weight[k] = root * root;
-    sum += rows.weight[k];
+  for (long k = 0; k < mixed; ++k) {
+    const double at = search.distance(k);
+    // Multiplied by first^2, which the quotient by the sum takes out again: nothing can overflow.
+    const double root = (end - at) / end * (first / at);
+    const double weight = trust(search.row(0), search.row(k)) ? root * root : 0.0;
+    rows.row.push_back(search.row(k));
+    rows.weight.push_back(weight);
+    sum += weight;
   }
-  if (!(sum > 0)) {
-    rows.weight.assign(order.size(), 0.0);
+  if (sum > 0) {
+    for (double& weight : rows.weight) weight /= sum;
+  } else {
     rows.weight[0] = 1;
-    sum = 1;
   }
-  for (double& weight : rows.weight) weight /= sum;
   return true;
+}
+
+void AffineBlend::mix(const Direction& way, const double* q, const BlendRows& rows, double* result) {
+  const long n = way.to.ncol();
+  const long m = way.from.ncol();
+  if (rows.exact) {
+    std::copy_n(way.to.row(rows.row[0]), n, result);
+    return;
+  }
+  std::fill_n(result, n, 0.0);
+  for (std::size_t k = 0; k < rows.row.size(); ++k) {
+    if (rows.weight[k] == 0) continue;
+    const long o = rows.row[k];
+    const double* a = way.from.row(o);
+    const double* b = way.to.row(o);
+    for (long c = m - 1; c >= 0; --c) difference_[static_cast<std::size_t>(c)] = q[c] - a[c];
+    multiply(way.map(o), difference_.data(), n, m, way.share[static_cast<std::size_t>(o)], step_.data());
+    const double taken = length(step_.data(), n);
+    const double reach = way.reach[static_cast<std::size_t>(o)];
+    const double cut = taken > reach ? reach / taken : 1.0;
+    for (long c = n - 1; c >= 0; --c)
+      result[c] += rows.weight[k] * (b[c] + cut * step_[static_cast<std::size_t>(c)]);
+  }
 }
 
 bool AffineBlend::position(const double* x, double* y, BlendRows& rows) {
-  const long p = images_.ncol();
-  const long d = prototypes_.ncol();
-  std::fill_n(y, p, 0.0);
-  if (!choose(prototypes_, x, trust_map_, true, rows)) {
-    std::fill_n(y, p, std::numeric_limits<double>::quiet_NaN());
-    return false;
+  const bool finite = choose(data_search_, map_trust_, x, rows);
+  if (finite) {
+    mix(to_map_, x, rows, y);
+  } else {
+    std::fill_n(y, images_.ncol(), std::numeric_limits<double>::quiet_NaN());
   }
-  if (rows.exact) {
-    std::copy_n(images_.row(rows.row[0]), p, y);
-    return true;
-  }
-  std::vector<double> difference(static_cast<std::size_t>(d));
-  std::vector<double> there(static_cast<std::size_t>(p));
-  for (std::size_t k = 0; k < rows.row.size(); ++k) {
-    if (rows.weight[k] == 0) continue;
-    const long o = rows.row[k];
-    const Local& local = local_[static_cast<std::size_t>(o)];
-    for (long c = d - 1; c >= 0; --c) difference[static_cast<std::size_t>(c)] = x[c] - prototypes_(o, c);
-    std::copy_n(images_.row(o), p, there.begin());
-    add_step(local.inverse, difference.data(), p, d, local.share, local.reach_map, step_.data(), there.data());
-    for (long c = p - 1; c >= 0; --c) y[c] += rows.weight[k] * there[static_cast<std::size_t>(c)];
-  }
-  return true;
+  return finite;
 }
 
 bool AffineBlend::sample(const double* y, double* x, BlendRows& rows) {
-  const long p = images_.ncol();
-  const long d = prototypes_.ncol();
-  std::fill_n(x, d, 0.0);
-  if (!choose(images_, y, trust_data_, false, rows)) {
-    std::fill_n(x, d, std::numeric_limits<double>::quiet_NaN());
-    return false;
+  const bool finite = choose(map_search_, data_trust_, y, rows);
+  if (finite) {
+    mix(to_data_, y, rows, x);
+  } else {
+    std::fill_n(x, prototypes_.ncol(), std::numeric_limits<double>::quiet_NaN());
   }
-  if (rows.exact) {
-    std::copy_n(prototypes_.row(rows.row[0]), d, x);
-    return true;
+  return finite;
+}
+
+double AffineBlend::reconstruction_error(const double* x, const BlendRows& near) {
+  mix(to_map_, x, near, position_.data());
+  sample(position_.data(), sample_.data(), back_);
+  double sum = 0;
+  for (long c = prototypes_.ncol() - 1; c >= 0; --c) {
+    const double t = x[c] - sample_[static_cast<std::size_t>(c)];
+    sum += t * t;
   }
-  std::vector<double> difference(static_cast<std::size_t>(p));
-  std::vector<double> there(static_cast<std::size_t>(d));
-  for (std::size_t k = 0; k < rows.row.size(); ++k) {
-    if (rows.weight[k] == 0) continue;
-    const long o = rows.row[k];
-    const Local& local = local_[static_cast<std::size_t>(o)];
-    for (long c = p - 1; c >= 0; --c) difference[static_cast<std::size_t>(c)] = y[c] - images_(o, c);
-    std::copy_n(prototypes_.row(o), d, there.begin());
-    add_step(local.forward, difference.data(), d, p, 1.0, local.reach_data, step_.data(), there.data());
-    for (long c = d - 1; c >= 0; --c) x[c] += rows.weight[k] * there[static_cast<std::size_t>(c)];
-  }
-  return true;
+  return sum;
 }
 
 void AffineBlend::shrink() {
-  constexpr double shares[] = {1, 0.7, 0.4, 0.2, 0};
+  constexpr double shares[] = {1, 0.7, 0.4, 0.2, 0};  // decreasing, so that a tie keeps the larger one
   const MatFullD& data = quantizer_.getdat();
-  if (data.nrow() == 0) return;
-  const std::size_t n = local_.size();
-  const long d = data.ncol();
-  MatFullL nearest;
-  prototypes_.nearest_all(data, nearest);
-  std::vector<double> best(n, std::numeric_limits<double>::infinity());
-  std::vector<double> chosen(n, 1.0);
-  std::vector<double> position_of(static_cast<std::size_t>(images_.ncol()));
-  std::vector<double> back(static_cast<std::size_t>(d));
-  BlendRows rows;
+  // What a datum mixes does not depend on the shares.
+  std::vector<BlendRows> near(static_cast<std::size_t>(data.nrow()));
+  for (long i = 0; i < data.nrow(); ++i) {
+    BlendRows& rows = near[static_cast<std::size_t>(i)];
+    if (!choose(data_search_, map_trust_, data.row(i), rows)) rows.row.clear();
+  }
+  const auto n = static_cast<std::size_t>(prototypes_.nrow());
+  std::vector<double> least(n, std::numeric_limits<double>::infinity());
+  std::vector<double> best(n, 1.0);
   for (const double share : shares) {
-    for (Local& local : local_) local.share = share;
+    std::fill(to_map_.share.begin(), to_map_.share.end(), share);
     std::vector<double> error(n, 0.0);
     for (long i = data.nrow() - 1; i >= 0; --i) {
-      const long owner = nearest(i, 0);
-      if (owner < 0 || owner >= static_cast<long>(n)) continue;
-      if (!position(data.row(i), position_of.data(), rows)) continue;
-      sample(position_of.data(), back.data(), rows);
-      double sum = 0;
-      for (long c = d - 1; c >= 0; --c) {
-        const double t = data(i, c) - back[static_cast<std::size_t>(c)];
-        sum += t * t;
-      }
-      error[static_cast<std::size_t>(owner)] += sum;
+      const BlendRows& rows = near[static_cast<std::size_t>(i)];
+      if (rows.row.empty()) continue;
+      error[static_cast<std::size_t>(rows.row[0])] += reconstruction_error(data.row(i), rows);
     }
-    // Shares come in decreasing order, so a tie keeps the larger one.
     for (std::size_t k = 0; k < n; ++k) {
-      if (error[k] >= best[k]) continue;
-      best[k] = error[k];
-      chosen[k] = share;
+      if (!(error[k] < least[k])) continue;
+      least[k] = error[k];
+      best[k] = share;
     }
   }
-  for (std::size_t k = 0; k < n; ++k) local_[k].share = chosen[k];
+  to_map_.share = best;
 }
 
 }  // namespace qvtx

@@ -1,78 +1,95 @@
 #pragma once
-// Blended local affine maps between the data space and the map: a modified Shepard method (Shepard 1968; weights of
-// Franke and Little, in Franke and Nielson 1980; Renka 1988) on one affine map per prototype, fitted to its neighbours
-// (moving least squares: Lancaster and Salkauskas 1981). The affine map of a prototype and its inverse come from the
-// same fit, so that position and reconstruction agree.
+// Blended local affine maps between the data space and the map: a modified Shepard method (Shepard 1968;
+// weights of Franke and Little, in Franke and Nielson 1980; Renka 1988) on one affine map per prototype,
+// fitted to its neighbours (moving least squares: Lancaster and Salkauskas 1981). The affine map of a
+// prototype and its inverse come from the same fit, so that position and reconstruction agree.
 
 #include <vector>
 
-#include "matrix/matfulld.h"
+#include "matrix/neighbour_search.h"
 #include "quant/vequan.h"
 
 namespace qvtx {
 
-/// Which prototypes lie near each other in one of the two spaces, by rank instead of length, so that maps of any scale
-/// and density are treated alike.
+/// Which rows lie near each other, by rank instead of length, so that maps of any scale and density are
+/// treated alike.
 class Trust {
  public:
-  /// points: n x d; two rows trust each other when one is among the `reach` nearest of the other. Distances in the class
-  /// in force.
-  Trust(const MatFullD& points, long reach);
-  bool operator()(long i, long j) const;
+  /// Rows trust each other when one is among the `reach` nearest of the other (ties by the lower number).
+  /// Every row trusts itself.
+  Trust(NeighbourSearch& points, long reach);
+  bool operator()(long i, long j) const { return i == j || lists(i, j) || lists(j, i); }
 
  private:
   bool lists(long i, long j) const;
-  std::vector<std::vector<long>> near_;  ///< per row: its nearest rows, increasing number
+  long reach_;              // length of the lists
+  std::vector<long> near_;  // n x reach: the nearest rows of each row, increasing number
 };
 
-/// The rows that a blend mixes.
+/// What a blend mixes at a point, nearest first. Reused from point to point it allocates nothing.
 struct BlendRows {
-  std::vector<long> row;      ///< numbers, nearest first
-  std::vector<double> weight; ///< sums up to 1
-  bool exact = false;         ///< the point is row[0] itself
+  std::vector<long> row;       ///< numbers of prototypes; row[0] is the one nearest to the point
+  std::vector<double> weight;  ///< not negative, sum 1
+  bool exact = false;          ///< the point is row[0] itself, which is then the only one
 };
 
 /// The prototypes and their images with their affine maps, ready to carry points from one space to the other.
+/// A point near prototypes o_0, o_1, ... goes to the mean of where their affine maps put it, weighted by
+/// ((d_K - d_k) / (d_K d_k))^2 with d_K the distance of the first row that is not mixed, and 0 for rows that
+/// o_0 does not trust. Distances are those of the class in force among the data, Euclidean in the map.
 class AffineBlend {
  public:
-  /// images: n x p, the images of the prototypes. linked: neighbours are those of the link store, else the nearest.
-  /// REQUIRES: n > 0, finite images.
+  /// images: n x p, the images of the prototypes (n x d). linked: the neighbours of a prototype are those of
+  /// the link store, else the 2 (p + 1) nearest. The quantizer and the images must outlive the object and
+  /// stay as they are. REQUIRES: n > 0, finite images.
   AffineBlend(const VeQuan& quantizer, const MatFullD& images, bool linked);
 
-  /// Chooses for every prototype the share of its affine map with which the quantizer's data reconstruct best.
+  /// Chooses for every prototype the share (1, 0.7, 0.4, 0.2 or 0) of its affine map into the map with which
+  /// the quantizer's data near it reconstruct best.
   void shrink();
 
-  /// Position of sample x (d numbers) in the map (p numbers); false, and a position of NaN, for a sample that is not
-  /// finite. rows tells what was mixed.
+  /// y (p numbers) becomes the position of sample x (d numbers) in the map: the image of a prototype that x
+  /// equals, bit for bit. rows tells what was mixed. False, and all y NaN, when x is not finite or so far
+  /// away that a distance overflows; rows then holds nothing of use.
   bool position(const double* x, double* y, BlendRows& rows);
-  /// Sample (d numbers) at position y (p numbers); otherwise as `position`.
+  /// x (d numbers) becomes the sample at position y (p numbers); otherwise as `position`.
   bool sample(const double* y, double* x, BlendRows& rows);
 
-  const MatFullD& prototypes() const { return prototypes_; }
-  const MatFullD& images() const { return images_; }
-
  private:
-  struct Local {
-    std::vector<double> forward;  ///< d x p: image space to data space
-    std::vector<double> inverse;  ///< p x d
-    double reach_data = 0;        ///< longest difference to a neighbour in the data
-    double reach_map = 0;         ///< the same in the map
-    double share = 1;             ///< share of the inverse map in use
+  /// One affine map per prototype from one space to the other; maps and reach are 0 for prototypes without
+  /// neighbours.
+  struct Direction {
+    Direction(const MatFullD& source, const MatFullD& target);
+    long count() const { return from.nrow(); }
+    double* map(long i) { return maps.data() + i * to.ncol() * from.ncol(); }
+    const double* map(long i) const { return maps.data() + i * to.ncol() * from.ncol(); }
+
+    const MatFullD& from;
+    const MatFullD& to;
+    std::vector<double> maps;   // n matrices of to.ncol x from.ncol
+    std::vector<double> reach;  // n: the longest step that a map may take
+    std::vector<double> share;  // n: share of the map in use
   };
 
+  void nearest_prototypes();
   std::vector<long> graph_neighbours(long i) const;
-  std::vector<long> neighbours(long i, const Trust& trust) const;
-  void fit(long i, const std::vector<long>& near);
-  bool choose(const MatFullD& points, const double* q, const Trust& trust, bool data_space, BlendRows& rows);
+  std::vector<long> neighbours(long i) const;
+  void fit(long i);
+  bool choose(NeighbourSearch& search, const Trust& trust, const double* q, BlendRows& rows) const;
+  void mix(const Direction& way, const double* q, const BlendRows& rows, double* result);
+  double reconstruction_error(const double* x, const BlendRows& near);
 
   const VeQuan& quantizer_;
   const MatFullD& prototypes_;
   const MatFullD& images_;
   bool linked_;
-  Trust trust_map_, trust_data_;
-  std::vector<Local> local_;
-  MatFullD query_, distance_;   ///< scratch of `choose`
-  std::vector<double> step_;    ///< scratch of a mixed step
+  NeighbourSearch data_search_, map_search_;
+  Trust data_trust_, map_trust_;
+  MatFullL nearest_;  // n x 2 (p + 1) or fewer: the nearest prototypes of each, when there are no links
+  Direction to_map_, to_data_;
+  // Scratch, so that points are carried without allocation.
+  std::vector<double> difference_, step_, position_, sample_;
+  BlendRows back_;
 };
 
 }  // namespace qvtx

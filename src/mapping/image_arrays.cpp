@@ -1,29 +1,33 @@
 #include "mapping/image_arrays.h"
 
+#include <memory>
+
 namespace qvtx {
 
 void ImageArrays::load(const MatFullD& images) {
-  n_ = images.nrow();
-  const long p = images.ncol();
-  if (axes_.nrow() != p || axes_.ncol() != n_) {
-    axes_.setdim(p, n_ > 0 ? n_ : 1);
-    axes_.setrows(p);
-    distance_.setdim(n_, 1);
-    distance_.setrows(n_);
+  if (images.nrow() != n_ || images.ncol() != p_) {
+    n_ = images.nrow();
+    p_ = images.ncol();
+    stride_ = (n_ + image_padding - 1) / image_padding * image_padding;
+    const auto needed = static_cast<std::size_t>((p_ + 1) * stride_);
+    storage_.assign(needed + image_padding, 0.0);
+    void* place = storage_.data();
+    std::size_t room = storage_.size() * sizeof(double);
+    begin_ = static_cast<double*>(
+        std::align(image_padding * sizeof(double), needed * sizeof(double), place, room));
   }
   const double* y = images.data();
-  for (long k = 0; k < p; ++k) {
-    double* axis = axes_.data() + k * axes_.ncol();
-    for (long j = 0; j < n_; ++j) axis[j] = y[j * p + k];
+  for (long k = 0; k < p_; ++k) {
+    double* axis = begin_ + k * stride_;
+    for (long j = 0; j < n_; ++j) axis[j] = y[j * p_ + k];
   }
 }
 
 void ImageArrays::store(MatFullD& images) const {
-  const long p = images.ncol();
   double* y = images.data();
-  for (long k = 0; k < p; ++k) {
-    const double* axis = axes_.data() + k * axes_.ncol();
-    for (long j = 0; j < n_; ++j) y[j * p + k] = axis[j];
+  for (long k = 0; k < p_; ++k) {
+    const double* axis = begin_ + k * stride_;
+    for (long j = 0; j < n_; ++j) y[j * p_ + k] = axis[j];
   }
 }
 

@@ -1,11 +1,18 @@
 #pragma once
 // The mapped prototypes axis by axis, the form that the hot loops of the mappings work on.
 
+#include <vector>
+
 #include "matrix/matfulld.h"
 
 namespace qvtx {
 
-/// Raw view for kernels: coordinate k of image j is axes[k * stride + j], j < n, k < p.
+/// Rows of image arrays are padded to a multiple of so many numbers and begin on a boundary of as many, so
+/// that kernels work on whole groups of vectors.
+inline constexpr long image_padding = 16;
+
+/// Raw view for kernels: coordinate k of image j is axes[k * stride + j], j < n, k < p. What lies between n
+/// and stride is finite at first and may be overwritten.
 struct ImageView {
   double* axes;
   long stride;
@@ -14,22 +21,32 @@ struct ImageView {
 };
 
 /// True when distances between images are Euclidean in the class and exponent in force.
-inline bool euclidean_images() { return MatFullD::mesp != 'a' && MatFullD::mesp != 'c' && MatFullD::miex == 2.0; }
+inline bool euclidean_images() {
+  return MatFullD::mesp != 'a' && MatFullD::mesp != 'c' && MatFullD::miex == 2.0;
+}
 
+/// Images by axis, and a work row. Load, let kernels change them, store. Not copyable: views point into it.
 class ImageArrays {
  public:
+  ImageArrays() = default;
+  ImageArrays(const ImageArrays&) = delete;
+  ImageArrays& operator=(const ImageArrays&) = delete;
+
   /// Copies images (n x p); keeps its storage when the size is unchanged.
   void load(const MatFullD& images);
   /// Copies the coordinates back into images, which must have the size that was loaded.
   void store(MatFullD& images) const;
-  ImageView view() { return {axes_.data(), axes_.ncol(), n_, axes_.nrow()}; }
-  /// Work row of n numbers.
-  double* distance() { return distance_.data(); }
+  /// Valid until a load of another size.
+  ImageView view() { return {begin_, stride_, n_, p_}; }
+  /// Work row of n numbers and the padding.
+  double* distance() { return begin_ + p_ * stride_; }
 
  private:
-  MatFullD axes_;      ///< p x n
-  MatFullD distance_;  ///< n x 1
+  std::vector<double> storage_;  ///< (p + 1) x stride, and room to align
+  double* begin_ = nullptr;
+  long stride_ = 0;
   long n_ = 0;
+  long p_ = 0;
 };
 
 }  // namespace qvtx

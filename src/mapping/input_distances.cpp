@@ -7,8 +7,8 @@ InputDistances::InputDistances(const VeQuan& prototypes, double w, bool across)
   const long n = prototypes.getprot().nrow();
   mixed_.setdim(n, 1);
   mixed_.setrows(n);
-  // A row that comes in the scratch matrix is not stored, and then none is: one copy of the links for all searches is
-  // several times as fast as a search on the link store for every row.
+  // A row that comes in the scratch matrix is not stored, and then none is: one copy of the links for all
+  // searches is several times as fast as a search on the link store for every row.
   const bool computed = w != 0 && n > 0 && prototypes.graph_row(0, graph_) == graph_.data();
   if (computed) paths_.emplace(prototypes.getlink(), 1);
 }

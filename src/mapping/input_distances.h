@@ -9,16 +9,18 @@
 
 namespace qvtx {
 
-/// Rows of input distances: space distances (w = 0), graph distances (w = 1) or their mix (1 - w) space + w graph, from
-/// the quantizer's stores or, where these are empty, computed. Neither the quantizer's prototypes nor its links may
-/// change during the object's life. Memory: a few rows, and a copy of the links when graph rows have to be computed.
+/// Rows of input distances: space distances (w = 0), graph distances (w = 1) or their mix (1 - w) space + w
+/// graph, from the quantizer's stores or, where these are empty, computed. Neither the quantizer's prototypes
+/// nor its links may change during the object's life. Memory: a few rows, and a copy of the links when graph
+/// rows have to be computed.
 class InputDistances {
  public:
   /// REQUIRES: at least one prototype, and the step "dist_ext" done or links as `prot_fin` left them.
   /// across: with w = 0, pairs of different components count like any other; otherwise they have no distance.
   InputDistances(const VeQuan& prototypes, double w, bool across);
 
-  /// nprot numbers: distances from prototype i, 0 for i itself, negative where there is none. Valid until the next call.
+  /// nprot numbers: distances from prototype i, 0 for i itself, negative where there is none. Valid until the
+  /// next call.
   const double* row(long i);
 
  private:

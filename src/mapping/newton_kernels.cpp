@@ -1,4 +1,8 @@
+// The passes of Sammon's mapping round one image. Square roots and divisions are their price, so that a pair
+// takes one of each.
+
 #include "mapping/sammon_kernels.h"
+#include "mapping/vector_lanes.h"
 
 namespace qvtx::QVTX_ISA {
 
@@ -6,97 +10,161 @@ extern const SammonKernels sammon_table;
 
 namespace {
 
-constexpr long block = 256;
-static_assert(block % newton_lanes == 0);
+static_assert(image_padding % newton_lanes == 0 && newton_lanes % lanes == 0);
 
-/// c = (D - d) / (D d) and 1 / d^3 of m pairs, 0 for pairs that do not count.
-void pair_terms(const double* input, const double* d, long m, double* c, double* cube) {
-  for (long j = 0; j < m; ++j) {
-    const bool counts = (input[j] > 0) & (d[j] > 0);
-    const double slope = (input[j] - d[j]) / (input[j] * d[j]);
-    const double inverse = 1.0 / (d[j] * d[j] * d[j]);
-    c[j] = counts ? slope : 0.0;
-    cube[j] = counts ? inverse : 0.0;
-  }
-}
+/// Vectors that hold one partial sum of each kind.
+constexpr int parts = newton_lanes / lanes;
 
-/// Adds m pairs to the partial sums of one axis; entries up to the next multiple of the lanes are 0.
-void add_axis(const double* y, double origin, const double* c, const double* cube, long m, double* gradient,
-              double* curvature) {
-  double g[newton_lanes];
-  double h[newton_lanes];
-  for (long l = 0; l < newton_lanes; ++l) {
-    g[l] = gradient[l];
-    h[l] = curvature[l];
-  }
-  const long whole = m - m % newton_lanes;
-  for (long j = 0; j < whole; j += newton_lanes) {
-    for (long l = 0; l < newton_lanes; ++l) {
-      const double t = origin - y[j + l];
-      g[l] += c[j + l] * t;
-      h[l] += c[j + l] - t * t * cube[j + l];
+/// Output distances from an image, measured. axes: their number, where the compiler should know it; else 0.
+template <int axes>
+struct MeasuredDistances {
+  const ImageView& images;
+  const double* origin;
+
+  Vec at(long first) const {
+    const double* y = images.axes + first;
+    Vec sum{};
+    for (long k = (axes > 0 ? axes : images.p) - 1; k >= 0; --k) {
+      const Vec t = load(y + k * images.stride) - origin[k * images.stride];
+      sum += t * t;
     }
+    return root(sum);
   }
-  for (long j = whole; j < m; ++j) {
-    const double t = origin - y[j];
-    g[j - whole] += c[j] * t;
-    h[j - whole] += c[j] - t * t * cube[j];
-  }
-  for (long l = 0; l < newton_lanes; ++l) {
-    gradient[l] = g[l];
-    curvature[l] = h[l];
-  }
+};
+
+/// Output distances that were computed before.
+struct KnownDistances {
+  const double* d;
+  Vec at(long first) const { return load(d + first); }
+};
+
+/// Calls body(j, D) for every group of eight pairs, those from j on; D: their input distances, 0 beyond the
+/// last pair.
+template <class Body>
+inline void for_groups(const double* input, long n, Body body) {
+  long j = 0;
+  for (; j + newton_lanes <= n; j += newton_lanes) body(j, input + j);
+  if (j == n) return;
+  double rest[newton_lanes] = {};
+  for (long l = 0; j + l < n; ++l) rest[l] = input[j + l];
+  body(j, rest);
 }
 
-double total(const double* lanes) {
+/// What all axes of a pair share; 0 where the pair does not count.
+struct Terms {
+  Vec slope;  // (D - d) / (D d)
+  Vec cube;   // 1 / d^3
+};
+
+inline Terms terms(Vec from, Vec to) {
+  const Bits counts = (from > 0.0) & (to > 0.0);
+  const Vec r = 1.0 / (from * to);
+  const Vec v = from * r;
+  return {counts ? (from - to) * r : Vec{}, counts ? v * v * v : Vec{}};
+}
+
+/// Partial sums of one axis.
+struct AxisSums {
+  Vec gradient[parts];
+  Vec curvature[parts];
+
+  void add(int part, const Terms& pair, Vec t) {
+    gradient[part] += pair.slope * t;
+    curvature[part] += pair.slope - t * t * pair.cube;
+  }
+};
+
+double total(const Vec (&sums)[parts]) {
   double sum = 0;
-  for (long l = 0; l < newton_lanes; ++l) sum += lanes[l];
+  for (int part = 0; part < parts; ++part)
+    for (int l = 0; l < lanes; ++l) sum += sums[part][l];
   return sum;
 }
 
-/// Axes whose partial sums are kept at a time; more axes take another pass over the pairs.
+/// Few axes: all sums stay in registers.
+template <int axes, class Distances>
+void newton_few(const Distances& distances, const double* origin, const double* input,
+                const ImageView& images, double* gradient, double* curvature) {
+  AxisSums sums[axes] = {};
+  for_groups(
+      input, images.n, [&](long first, const double* from) __attribute__((always_inline)) {
+        for (int part = 0; part < parts; ++part) {
+          const long j = first + part * lanes;
+          const Terms pair = terms(load(from + part * lanes), distances.at(j));
+          for (int k = 0; k < axes; ++k)
+            sums[k].add(part, pair, origin[k * images.stride] - load(images.axes + k * images.stride + j));
+        }
+      });
+  for (int k = 0; k < axes; ++k) {
+    gradient[k] = total(sums[k].gradient);
+    curvature[k] = total(sums[k].curvature);
+  }
+}
+
+/// Axes whose partial sums are kept at a time; more take another pass over the pairs.
 constexpr long axes_at_once = 8;
 
-void newton(long i, const double* input, const double* d, const ImageView& images, double* gradient,
-            double* curvature) {
-  double c[block];
-  double cube[block];
+/// Many axes: their sums stay in memory.
+template <class Distances>
+void newton_many(const Distances& distances, const double* origin, const double* input,
+                 const ImageView& images, double* gradient, double* curvature) {
   for (long low = 0; low < images.p; low += axes_at_once) {
     const long axes = images.p - low < axes_at_once ? images.p - low : axes_at_once;
-    double g[axes_at_once * newton_lanes] = {};
-    double h[axes_at_once * newton_lanes] = {};
-    for (long first = 0; first < images.n; first += block) {
-      const long m = images.n - first < block ? images.n - first : block;
-      pair_terms(input + first, d + first, m, c, cube);
-      for (long k = 0; k < axes; ++k) {
-        const double* y = images.axes + (low + k) * images.stride;
-        add_axis(y + first, y[i], c, cube, m, g + k * newton_lanes, h + k * newton_lanes);
-      }
-    }
+    AxisSums sums[axes_at_once] = {};
+    for_groups(
+        input, images.n, [&](long first, const double* from) __attribute__((always_inline)) {
+          for (int part = 0; part < parts; ++part) {
+            const long j = first + part * lanes;
+            const Terms pair = terms(load(from + part * lanes), distances.at(j));
+            for (long k = 0; k < axes; ++k) {
+              const long axis = (low + k) * images.stride;
+              sums[k].add(part, pair, origin[axis] - load(images.axes + axis + j));
+            }
+          }
+        });
     for (long k = 0; k < axes; ++k) {
-      gradient[low + k] = total(g + k * newton_lanes);
-      curvature[low + k] = total(h + k * newton_lanes);
+      gradient[low + k] = total(sums[k].gradient);
+      curvature[low + k] = total(sums[k].curvature);
     }
   }
 }
 
+void newton(long i, const double* input, const double* d, const ImageView& images, double* gradient,
+            double* curvature) {
+  const double* origin = images.axes + i;
+  if (d) return newton_many(KnownDistances{d}, origin, input, images, gradient, curvature);
+  if (images.p == 2)
+    return newton_few<2>(MeasuredDistances<2>{images, origin}, origin, input, images, gradient, curvature);
+  if (images.p == 3)
+    return newton_few<3>(MeasuredDistances<3>{images, origin}, origin, input, images, gradient, curvature);
+  newton_many(MeasuredDistances<0>{images, origin}, origin, input, images, gradient, curvature);
+}
+
+template <class Distances>
+void push_by(const Distances& distances, const double* origin, double step, const double* input,
+             const ImageView& images) {
+  for_groups(
+      input, images.n, [&](long first, const double* group) __attribute__((always_inline)) {
+        for (int part = 0; part < parts; ++part) {
+          const long j = first + part * lanes;
+          const Vec from = load(group + part * lanes);
+          const Vec to = distances.at(j);
+          const Bits counts = (from > 0.0) & (to > 0.0);
+          const Vec factor = counts ? step * (from - to) / (to * from) : Vec{};
+          for (long k = images.p - 1; k >= 0; --k) {
+            double* place = images.axes + k * images.stride + j;
+            const Vec y = load(place);
+            store(place, y + (y - origin[k * images.stride]) * factor);
+          }
+        }
+      });
+}
+
 void push(long i, double step, const double* input, const double* d, const ImageView& images) {
-  double factor[block];
-  for (long first = 0; first < images.n; first += block) {
-    const long m = images.n - first < block ? images.n - first : block;
-    const double* from = input + first;
-    const double* to = d + first;
-    for (long j = 0; j < m; ++j) {
-      const bool counts = (from[j] > 0) & (to[j] > 0);
-      const double f = step * (from[j] - to[j]) / (to[j] * from[j]);
-      factor[j] = counts ? f : 0.0;
-    }
-    for (long k = images.p - 1; k >= 0; --k) {
-      double* y = images.axes + k * images.stride + first;
-      const double origin = images.axes[k * images.stride + i];
-      for (long j = 0; j < m; ++j) y[j] += (y[j] - origin) * factor[j];
-    }
-  }
+  const double* origin = images.axes + i;  // does not move: its own factor is 0
+  if (d) return push_by(KnownDistances{d}, origin, step, input, images);
+  if (images.p == 2) return push_by(MeasuredDistances<2>{images, origin}, origin, step, input, images);
+  push_by(MeasuredDistances<0>{images, origin}, origin, step, input, images);
 }
 
 }  // namespace

@@ -1,22 +1,29 @@
 #pragma once
-// Hot loops of Sammon's mapping, compiled once per instruction set.
+// Hot loops of Sammon's mapping, compiled once per instruction set. Results do not depend on it.
 
 #include "mapping/image_arrays.h"
 
 namespace qvtx {
 
-/// Partial sums of a Newton pass: pair (i, j) goes to sum j mod 8.
+/// Partial sums of a Newton pass: pair (i, j) goes to sum j mod 8; the sums are added up from the first to
+/// the last.
 inline constexpr long newton_lanes = 8;
 
+/// A pair (i, j) has an input distance D = input[j] (n numbers, 0 for i itself) and an output distance d; it
+/// counts when both are positive. d: padded; null: the Euclidean distances, which the loops measure
+/// themselves.
 struct SammonKernels {
-  /// gradient[k], curvature[k]: sums over the pairs (i, j) with D[j] > 0 and d[j] > 0 of c t and c - t^2 / d^3, where
-  /// c = (D - d) / (D d) and t is the difference of the images on axis k. Input distances D, output distances d.
+  /// gradient[k], curvature[k]: sums over the pairs that count of c t and c - (t t) v^3, where t is the
+  /// coordinate k of image i minus that of image j, c = (D - d) r and v = D r with r = 1 / (D d): a single
+  /// division gives both (D - d) / (D d) and 1 / d. v^3 = (v v) v.
   void (*newton)(long i, const double* input, const double* d, const ImageView& images, double* gradient,
                  double* curvature);
-  /// Moves every other image away from or towards image i by step (D - d) / (d D) of the difference.
+  /// Moves every image of a pair that counts away from or towards image i: y += (y - y_i) (step (D - d) / (d
+  /// D)).
   void (*push)(long i, double step, const double* input, const double* d, const ImageView& images);
 };
 
+/// The loops of the instruction set in use.
 const SammonKernels& sammon_kernels();
 
 }  // namespace qvtx

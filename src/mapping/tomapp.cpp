@@ -79,11 +79,20 @@ void ToMapp::link_images() {
   mlink.setdim(mprot.nrow(), 2);
   mlink.addrow(mprot.nrow());
   switch (lpref.getval(keys.vglink_p)) {
-    case 1: mlink.e_link(0, mprot, dkey("vleeps  ")); break;
-    case 2: mlink.n_link(0, mprot, lkey("vlnnbr  ")); break;
-    case 3: mlink.r_link(0, mprot, dkey("vlrtol  ")); break;
-    case 4: mlink.n_link(0, mprot, link.nlive() / prot.nrow()); break;
-    default: break;
+    case 1:
+      mlink.e_link(0, mprot, dkey("vleeps  "));
+      break;
+    case 2:
+      mlink.n_link(0, mprot, lkey("vlnnbr  "));
+      break;
+    case 3:
+      mlink.r_link(0, mprot, dkey("vlrtol  "));
+      break;
+    case 4:
+      mlink.n_link(0, mprot, link.nlive() / prot.nrow());
+      break;
+    default:
+      break;
   }
   mlink.setpos(mprot, 1);
   // The links of a self-organizing map keep their lengths on the grid.
@@ -177,7 +186,8 @@ long ToMapp::mgrasave(const char* file) const {
 }
 
 long ToMapp::sommap() {
-  if (std::strcmp(method, "Self-Organizing Map") != 0 || lwork.nrow() != prot.nrow() || prot.nrow() == 0) return 0;
+  if (std::strcmp(method, "Self-Organizing Map") != 0 || lwork.nrow() != prot.nrow() || prot.nrow() == 0)
+    return 0;
   if (!dist_ini(1)) return 0;
   mprot.copy(lwork);
   if (mapr_ini(0, 0) && verbose && lpref.getval(keys.vgerrors) != 0) {

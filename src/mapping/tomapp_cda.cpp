@@ -1,6 +1,6 @@
-// Curvilinear component analysis (Demartines and Herault, "Curvilinear component analysis", IEEE Trans. Neural
-// Networks 8(1), 1997); with graph distances curvilinear distance analysis (Lee, Lendasse, Verleysen, "Curvilinear
-// distance analysis versus Isomap", ESANN 2002).
+// Curvilinear component analysis (Demartines and Herault, "Curvilinear component analysis", IEEE Trans.
+// Neural Networks 8(1), 1997); with graph distances curvilinear distance analysis (Lee, Lendasse, Verleysen,
+// "Curvilinear distance analysis versus Isomap", ESANN 2002).
 
 #include <cmath>
 
@@ -81,7 +81,7 @@ long ToMapp::cda_itr(double anow, double lnow) {
   for (long position = n - 1; position >= 0; --position) {
     pivot.i = mpidx.get(position, 0);
     const double* from = input.row(pivot.i);
-    const double* to = image_distances(pivot.i);
+    const double* to = euclidean_images() ? nullptr : image_distances(pivot.i);
     pivot.width = adaptive ? nbwidth(pivot.i, 0) : lnow * dpref.getval(keys.tdxm);
     const long active = kernels.cda_move(pivot, from, to, view, &dmax);
     if (adaptive) {

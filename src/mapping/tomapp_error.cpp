@@ -10,8 +10,8 @@ namespace qvtx {
 
 namespace {
 
-/// Largest number of unit spheres that touch a unit sphere in d dimensions (the best known arrangement): as many
-/// neighbours as a point can have at equal distances.
+/// Largest number of unit spheres that touch a unit sphere in d dimensions (the best known arrangement): as
+/// many neighbours as a point can have at equal distances.
 long kissing_number(long d) {
   constexpr long known[] = {0, 2, 6, 12, 24, 40, 72, 126, 240};
   return known[std::min(d, 8L)];
@@ -71,7 +71,8 @@ const double* ToMapp::image_distances(long i) {
   }
   images.store(mprot);
   mprot.sdav(i, plain_distances, no_bound);
-  return plain_distances.data();
+  std::copy_n(plain_distances.data(), mprot.nrow(), images.distance());  // where there is padding
+  return images.distance();
 }
 
 double ToMapp::mapr_err() {
@@ -83,8 +84,7 @@ double ToMapp::mapr_err() {
   images.load(mprot);
   for (long i = n - 1; i >= 0; --i) {
     const double* from = input.row(i);
-    const double* to = image_distances(i);
-    kernels.stress(from, to, i, n, &sums);
+    kernels.stress(from, image_distances(i), n, &sums);
   }
   double error = 0;
   double scale = 0;

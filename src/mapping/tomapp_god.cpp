@@ -1,10 +1,15 @@
-// GoD criteria: how faithfully one set of distances follows another, as a histogram of distance pairs (a dy-dx picture,
-// Demartines and Herault 1997) with statistics per bin.
+// GoD criteria: how faithfully one set of distances follows another, as a histogram of distance pairs (the
+// dy-dx picture of Demartines and Herault, "Curvilinear component analysis", IEEE Trans. Neural Networks
+// 8(1), 1997) with statistics per bin.
 
 #include <algorithm>
+#include <optional>
+#include <vector>
 
 #include "base/scquan.h"
+#include "mapping/input_distances.h"
 #include "mapping/tomapp.h"
+#include "matrix/row_search.h"
 
 namespace qvtx {
 
@@ -12,65 +17,152 @@ namespace {
 
 enum class Measure { space, graph, image };
 
-/// Largest positive entry of a row.
-double row_maximum(const double* row, long n, double top) {
-  for (long j = n - 1; j >= 0; --j) top = std::max(top, row[j]);
-  return top;
-}
-
-/// Gives both axes bins of the same width: the longer axis keeps all bits, the maximum of the shorter one is raised to
-/// the longer one's halved as often as possible, and each halving costs it a bit.
-void share_bins(double longer, double& shorter, long& bits) {
-  double half = longer;
-  while (bits > 0 && !(half / 2 < shorter)) {
-    half /= 2;
-    --bits;
-  }
-  shorter = half;
-}
-
-}  // namespace
-
-/// Rows of one kind of distance between prototypes or images.
-class GodRows {
+/// Distances of one kind, row by row.
+class DistanceRows {
  public:
-  GodRows(const ToMapp& mapping, Measure measure) : mapping_(mapping), measure_(measure) {}
+  DistanceRows(const ToMapp& mapping, Measure measure)
+      : images_(mapping.getmprot()), n_(mapping.getprot().nrow()) {
+    if (measure == Measure::image) {
+      search_.emplace(images_);
+    } else {
+      input_.emplace(mapping, measure == Measure::graph ? 1.0 : 0.0, true);
+    }
+  }
 
+  /// Distances from prototype i to all others. Valid until the next call.
   const double* row(long i) {
-    if (measure_ == Measure::graph) return mapping_.graph_row(i, scratch_);
-    if (measure_ == Measure::space) return mapping_.space_row(i, scratch_);
-    mapping_.getmprot().sdav(i, scratch_, no_bound);
+    if (input_) return input_->row(i);
+    if (search_->usable()) {
+      scratch_.setdim(n_, 1);
+      scratch_.setrows(n_);
+      search_->distances(images_.row(i), scratch_.data());
+    } else {
+      images_.sdav(i, scratch_, no_bound);
+    }
     return scratch_.data();
   }
 
+  /// The largest distance of a pair, taken from the row of its higher number; 0 for none.
   double maximum() {
     double top = 0;
-    const long n = mapping_.getprot().nrow();
-    for (long i = n - 1; i >= 0; --i) top = row_maximum(row(i), n, top);
+    for (long i = n_ - 1; i >= 0; --i) {
+      const double* distance = row(i);
+      for (long j = i - 1; j >= 0; --j) top = std::max(top, distance[j]);
+    }
     return top;
   }
 
  private:
-  const ToMapp& mapping_;
-  Measure measure_;
+  const MatFullD& images_;
+  long n_;
+  std::optional<InputDistances> input_;
+  std::optional<RowSearch> search_;
   MatFullD scratch_;
 };
 
-namespace {
+/// One axis of the histogram: bins over 0 .. top.
+struct Axis {
+  double top;
+  long bits;
+};
 
-/// Cumulates the columns 1 to 3 over the rows and turns sums into means and shares.
+/// Gives both axes bins of the same width: the longer axis keeps its bits, the top of the shorter one becomes
+/// the longer one's halved as long as that stays at or above it, and every halving costs it a bit.
+void share_width(const Axis& longer, Axis& shorter) {
+  double top = longer.top;
+  while (shorter.bits > 0 && !(top / 2 < shorter.top)) {
+    top /= 2;
+    --shorter.bits;
+  }
+  shorter.top = top;
+}
+
+/// Counts pairs in a sparse histogram by way of a dense table, since finding a cell of a well filled row of
+/// the former takes a walk along its list. The cells come into being in the same order.
+class PairCounter {
+ public:
+  explicit PairCounter(MatSparT<long>& hist) : hist_(hist) {
+    if (hist.nrow() <= most_cells / hist.ncol())
+      counts_.assign(static_cast<std::size_t>(hist.nrow() * hist.ncol()), 0);
+  }
+  ~PairCounter() {
+    for (const std::size_t cell : occupied_) {
+      const long place = static_cast<long>(cell);
+      hist_.setval(place / hist_.ncol(), place % hist_.ncol(), counts_[cell], '+');
+    }
+  }
+  PairCounter(const PairCounter&) = delete;
+  PairCounter& operator=(const PairCounter&) = delete;
+
+  void add(long r, long c) {
+    if (counts_.empty()) {
+      hist_.setval(r, c, 1, '+');
+      return;
+    }
+    const auto cell = static_cast<std::size_t>(r * hist_.ncol() + c);
+    if (counts_[cell]++ == 0) occupied_.push_back(cell);
+  }
+
+ private:
+  static constexpr long most_cells = 1L << 18;  ///< 512 x 512
+
+  MatSparT<long>& hist_;
+  std::vector<long> counts_;  ///< all cells row by row, empty when they are too many
+  std::vector<std::size_t>
+      occupied_;  ///< numbers of the cells that are not 0, in the order of their first pair
+};
+
+/// Counts a pair of distances x and y in row r.
+void add_pair(MatFullD& stats, long r, double x, double y) {
+  double* sums = stats.row(r);
+  sums[1] += (y - x) * (y - x);
+  sums[2] += y / x;
+  sums[3] += 1;
+}
+
+/// Cumulates columns 1 to 3 over the rows and turns sums into means and shares; column 0: the bins' centres.
 void finish_statistics(MatFullD& stats, double bin) {
   const long rows = stats.nrow();
   for (long r = 1; r < rows; ++r)
     for (long c = 1; c <= 3; ++c) stats(r, c) += stats(r - 1, c);
   const double pairs = stats(rows - 1, 3) > 0 ? stats(rows - 1, 3) : 1;
   for (long r = 0; r < rows; ++r) {
-    stats(r, 0) = static_cast<double>(r) * bin + bin / 2;
     const double count = stats(r, 3);
+    stats(r, 0) = static_cast<double>(r) * bin + bin / 2;
     stats(r, 1) = count > 0 ? stats(r, 1) / count : 0;
     stats(r, 2) = count > 0 ? stats(r, 2) / count : 1;
     stats(r, 3) = count / pairs;
   }
+}
+
+/// Fills histogram and statistics from distances across (x) and up (y).
+bool count_pairs(DistanceRows& across, DistanceRows& up, long n, long bits, MatSparT<long>& hist,
+                 MatFullD& stats) {
+  Axis x_axis = {across.maximum(), bits};
+  Axis y_axis = {up.maximum(), bits};
+  if (y_axis.top < x_axis.top) {
+    share_width(x_axis, y_axis);
+  } else {
+    share_width(y_axis, x_axis);
+  }
+  const ScQuan x_bins(0, x_axis.top, x_axis.bits);
+  const ScQuan y_bins(0, y_axis.top, y_axis.bits);
+  stats.setdim(x_bins.bins(), 4);
+  stats.setrows(x_bins.bins(), 0.0);
+  if (!hist.setdim(x_bins.bins(), y_bins.bins()) || stats.nrow() != x_bins.bins()) return false;
+  PairCounter counter(hist);
+  for (long i = n - 1; i >= 0; --i) {
+    const double* x = across.row(i);
+    const double* y = up.row(i);
+    for (long j = i - 1; j >= 0; --j) {
+      if (!(x[j] > 0 && y[j] >= 0)) continue;  // one spot, or no path
+      const long r = x_bins.getidx(x[j]);
+      counter.add(r, y_bins.getidx(y[j]));
+      add_pair(stats, r, x[j], y[j]);
+    }
+  }
+  finish_statistics(stats, x_bins.width());
+  return true;
 }
 
 }  // namespace
@@ -81,39 +173,15 @@ long ToMapp::god(int bits, MatSparT<long>& hist, MatFullD& stats, int curvilinea
     refuse("god: no links available");
     self = 0;
     curvilinear = 0;
-    if (!done(minidone)) return 0;
+    if (!done(minidone)) return 0;  // the self variant needs no images, the one that replaces it does
   }
   say("god: calculating ... ");
-  GodRows across(*this, self ? Measure::graph : Measure::image);
-  GodRows up(*this, !self && curvilinear ? Measure::graph : Measure::space);
-  double x_top = across.maximum();
-  double y_top = up.maximum();
-  long x_bits = bits;
-  long y_bits = bits;
-  if (y_top < x_top) {
-    share_bins(x_top, y_top, y_bits);
-  } else {
-    share_bins(y_top, x_top, x_bits);
+  DistanceRows across(*this, self ? Measure::graph : Measure::image);
+  DistanceRows up(*this, !self && curvilinear ? Measure::graph : Measure::space);
+  if (!count_pairs(across, up, prot.nrow(), bits, hist, stats)) {
+    say_end("failed!");
+    return 0;
   }
-  const ScQuan x_bins(0, x_top, x_bits);
-  const ScQuan y_bins(0, y_top, y_bits);
-  hist.setdim(x_bins.bins(), y_bins.bins());
-  stats.setdim(x_bins.bins(), 4);
-  stats.setrows(x_bins.bins(), 0.0);
-  for (long i = prot.nrow() - 1; i >= 0; --i) {
-    const double* x = across.row(i);
-    const double* y = up.row(i);
-    for (long j = i - 1; j >= 0; --j) {
-      if (!(x[j] > 0 && y[j] >= 0)) continue;
-      const long r = x_bins.getidx(x[j]);
-      hist.setval(r, y_bins.getidx(y[j]), 1, '+');
-      double* sums = stats.row(r);
-      sums[1] += (y[j] - x[j]) * (y[j] - x[j]);
-      sums[2] += y[j] / x[j];
-      sums[3] += 1;
-    }
-  }
-  finish_statistics(stats, x_bins.width());
   if (verbose) {
     const long last = stats.nrow() - 1;
     os.ow("done!").nl();

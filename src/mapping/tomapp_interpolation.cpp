@@ -1,5 +1,5 @@
-// Interpolation of samples into the map and reconstruction of samples from positions, by blended local affine maps; the
-// rating of a reconstruction.
+// Interpolation of samples into the map and reconstruction of samples from positions, by blended local affine
+// maps; the rating of a reconstruction.
 
 #include <algorithm>
 
@@ -37,23 +37,15 @@ void ToMapp::bar_end() const {
   os.ow("done!").nl();
 }
 
-namespace {
-
-/// n x columns zeros.
-void shape(MatFullD& m, long n, long columns) {
-  m.setdim(n, columns);
-  m.setrows(n, 0.0);
-}
-
-}  // namespace
-
 long ToMapp::cda_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj) {
   if (!can_interpolate("cda_iv", data, prot.ncol())) return 0;
   bar_begin("cda_iv: interpolating ... ", data.nrow());
   AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
   if (data.nrow() > 0) blend.shrink();
-  shape(prj, data.nrow(), mprot.ncol());
-  shape(ppr, data.nrow(), mprot.ncol());
+  prj.setdim(data.nrow(), mprot.ncol());
+  prj.setrows(data.nrow());
+  ppr.setdim(data.nrow(), mprot.ncol());
+  ppr.setrows(data.nrow());
   BlendRows rows;
   for (long i = data.nrow() - 1; i >= 0; --i) {
     const bool finite = blend.position(data.row(i), prj.row(i), rows);
@@ -68,8 +60,10 @@ long ToMapp::cda_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp) {
   if (!can_interpolate("cda_rd", prj, mprot.ncol())) return 0;
   bar_begin("cda_rd: reconstructing ... ", prj.nrow());
   AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
-  shape(jrp, prj.nrow(), prot.ncol());
-  shape(tmp, prj.nrow(), prot.ncol());
+  jrp.setdim(prj.nrow(), prot.ncol());
+  jrp.setrows(prj.nrow());
+  tmp.setdim(prj.nrow(), prot.ncol());
+  tmp.setrows(prj.nrow());
   BlendRows rows;
   for (long i = prj.nrow() - 1; i >= 0; --i) {
     const bool finite = blend.sample(prj.row(i), jrp.row(i), rows);

@@ -1,10 +1,12 @@
-// Isotop (Lee, Archambeau, Verleysen, "Locally linear embedding versus Isotop", ESANN 2003): a self-organising process
-// in the output space, with neighbourhoods measured along the graph of the prototypes.
+// Isotop (Lee, Archambeau, Verleysen, "Locally linear embedding versus Isotop", ESANN 2003): a
+// self-organising process in the output space, with neighbourhoods measured along the graph of the
+// prototypes.
 
 #include <cmath>
 
-#include "base/exponential.h"
 #include "base/random.h"
+#include "mapping/graph_order.h"
+#include "mapping/isotop_kernels.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {
@@ -14,16 +16,27 @@ namespace {
 /// Gap between components, in units of "tdccsfac".
 constexpr double component_gap = 6.0;
 
+/// How many of the prototypes in order lie within the width; all of them do where the list ends.
+long within(const GraphOrder::Row& row, double width, long n) {
+  long low = 0;  // distances do not decrease along the order, so that those within are its beginning
+  for (long high = n; low < high;) {
+    const long middle = low + (high - low) / 2;
+    const long q = row.order[2 * middle + 1];
+    const bool near = q >= 0 && row.distance[q] >= 0 && row.distance[q] <= width;
+    (near ? low : high) = near ? middle + 1 : middle;
+  }
+  return low;
+}
+
 }  // namespace
 
 long ToMapp::isotop(long dim, const char* file) {
   if (dim < 1) return 0;
   MatParaD sched;
   if (file && load_schedule(sched, file, "default.cmp", 1)) return isotop(dim, sched);
-  if (verbose) os.fresh().ow(prefix).ow("isotop: using default parameters").nl();
-  const long epochs = lkey("titepoq ");
-  sched.setdim(epochs, 2);
-  sched.setrows(epochs, 0.0);
+  say_line("isotop: using default parameters");
+  sched.setdim(lkey("titepoq "), 2);
+  sched.setrows(sched.nall(), 0.0);
   const double aini = dkey("titaini ");
   const double afin = dkey("titafin ");
   const double lini = dkey("titlini ");
@@ -40,30 +53,37 @@ void ToMapp::advise(const char* text) const {
 }
 
 long ToMapp::isotop_ini(MatFullD& sdev, long dim) {
+  if (dim < 1) return 0;
   if (lpref.getval(keys.vglink_p) == 0) {
     advise("There are no links!");
     return 0;
   }
+  const bool rebalanced = dpref.changed(keys.tdgb);
   if (dpref.commit(keys.tdgb) == 0) {
     advise("Space/graph distances balance is zero!");
     return 0;
   }
+  // `dist_ini` sees no change of the balance once it is committed; with its step cleared it measures the mix
+  // anew.
+  if (rebalanced) state.shutflag(step(dinidone));
   if (!dist_ini(0)) return 0;
   if (!mapr_ini(dim, static_cast<int>(lkey("titinm  ")))) return 0;
-  const bool shaped = lkey("titpcast") != 0;
-  sdev.setdim(1, dim);
-  sdev.setrows(1, 0.0);
-  MatFullD variances;
-  if (shaped) prot.pca(variances, dim, 0);
-  const double largest = shaped ? std::sqrt(variances(0, 0)) : 0;
-  for (long k = dim - 1; k >= 0; --k) {
-    if (!(largest > 0)) {
-      sdev(0, k) = 1;
-    } else if (k < variances.nrow()) {
-      sdev(0, k) = std::sqrt(variances(k, 0)) / largest;
-    }
-  }
+  stimulus_deviations(sdev);
   return 1;
+}
+
+void ToMapp::stimulus_deviations(MatFullD& sdev) {
+  const long axes = mprot.ncol();  // those of a mapping that was kept may be others than asked for
+  sdev.setdim(1, axes);
+  sdev.setrows(1, 1.0);
+  if (lkey("titpcast") == 0) return;
+  MatFullD variances;
+  prot.pca(variances, axes, 0);
+  const double largest = std::sqrt(variances(0, 0));
+  if (!(largest > 0)) return;  // prototypes on one spot have no shape
+  // The prototypes do not spread along axes beyond their number of columns.
+  for (long k = axes - 1; k >= 0; --k)
+    sdev(0, k) = k < variances.nrow() ? std::sqrt(variances(k, 0)) / largest : 0.0;
 }
 
 long ToMapp::isotop(long dim, const MatParaD& sched) {
@@ -90,39 +110,55 @@ long ToMapp::isotop(long dim, const MatParaD& sched) {
 }
 
 void ToMapp::draw_stimulus(const MatFullD& sdev, bool around_images, double* x) {
-  const long p = mprot.ncol();
+  const ImageView view = images.view();
   if (around_images) {
-    const double* y = mprot.row(draw_index(mprot.nrow()));
-    for (long k = p - 1; k >= 0; --k) x[k] = y[k] + gauss_rand();
+    const long q = draw_index(view.n);
+    for (long k = view.p - 1; k >= 0; --k) x[k] = view.axes[k * view.stride + q] + gauss_rand();
     return;
   }
-  for (long k = p - 1; k >= 0; --k) x[k] = sdev.get(0, k) * gauss_rand();
+  for (long k = view.p - 1; k >= 0; --k) x[k] = sdev.get(0, k) * gauss_rand();
   const long component = draw_index(ncomp());
   x[0] += component_gap * dpref.getval(ktdccsfac) * static_cast<double>(component);
 }
 
-void ToMapp::pull_towards(const double* x, long winner, double anow, double lnow) {
-  const long p = mprot.ncol();
-  const long n = mprot.nrow();
-  const long links = link.degree(winner);
-  const double length = links > 0 ? link.sum(winner, 1) / static_cast<double>(links) : 0;
-  const double width = length * lnow * static_cast<double>(lpref.getval(keys.tdxp));
-  if (!(width > 0)) {
-    double* y = mprot.row(winner);
-    for (long k = p - 1; k >= 0; --k) y[k] += (x[k] - y[k]) * anow;
+long ToMapp::nearest_image(const MatFullD& x) {
+  if (euclidean_images()) return isotop_kernels().nearest(images.view(), x.data());
+  images.store(mprot);
+  const long q = mprot.nearest(x, 0, no_bound);
+  return q < mprot.nrow() && mprot.sdas(q, x, 0, no_bound) < no_bound ? q : mprot.nrow();
+}
+
+MatFullD ToMapp::pull_widths(double lnow) const {
+  const double longest = static_cast<double>(lpref.getval(keys.tdxp));
+  MatFullD width(mprot.nrow(), 1);
+  width.setrows(mprot.nrow(), 0.0);
+  for (long i = mprot.nrow() - 1; i >= 0; --i) {
+    const long links = link.degree(i);
+    if (links > 0) width(i, 0) = link.sum(i, 1) / static_cast<double>(links) * lnow * longest;
+  }
+  return width;
+}
+
+void ToMapp::pull_towards(const MatFullD& x, long winner, double anow, double width, GraphOrder& graph) {
+  const IsotopKernels& kernels = isotop_kernels();
+  const ImageView view = images.view();
+  const GraphOrder::Row row = graph.row(winner);
+  if (!(width > 0)) {  // no links, or links without length: the winner moves alone
+    kernels.pull_listed({x.data(), row.distance, 1.0, anow}, row.order, 1, view);
     return;
   }
-  const double* distance = graph_row(winner, graph_scratch);
-  const long* path = path_row(winner, path_scratch, path_distance_scratch);
-  for (long r = 0; r < n; ++r) {
-    const long q = path[2 * r + 1];
-    if (q < 0 || q >= n || distance[q] < 0) break;
-    const double rho = distance[q] / width;
-    const double weight = fixed_exp(-3.0 * (rho * rho)) * anow;
-    double* y = mprot.data() + q * p;
-    for (long k = p - 1; k >= 0; --k) y[k] += (x[k] - y[k]) * weight;
-    if (rho > 1) break;
+  const IsotopPull pull = {x.data(), row.distance, width, anow};
+  const long near = within(row, width, view.n);
+  // The first one beyond the width moves too.
+  const bool beyond = near < view.n && row.order[2 * near + 1] >= 0;
+  // Every image moves once, by a weight of its own, so the order of the moves is free. Passing over all
+  // images in their own order is cheaper per image than following the list.
+  if (near < view.n / 2) {
+    kernels.pull_listed(pull, row.order, near + (beyond ? 1 : 0), view);
+    return;
   }
+  kernels.pull_near(pull, view);
+  if (beyond) kernels.pull_listed(pull, row.order + 2 * near, 1, view);
 }
 
 long ToMapp::isotop_itr(MatFullD& sdev, double anow, double lnow) {
@@ -135,13 +171,20 @@ long ToMapp::isotop_itr(MatFullD& sdev, double anow, double lnow) {
     refuse("isotop_itr: lnow not parametric");
     return 0;
   }
+  const long n = mprot.nrow();
+  if (n == 0 || n != prot.nrow()) return 0;  // a start that was refused leaves images of other prototypes
+  const MatFullD width = pull_widths(lnow);
+  GraphOrder graph(*this, lpref.getval(keys.tdgdtype) != 0);
   MatFullD x(1, mprot.ncol());
   x.setrows(1, 0.0);
-  for (long stimulus = mprot.nrow(); stimulus > 0; --stimulus) {
+  images.load(mprot);
+  for (long stimulus = n; stimulus > 0; --stimulus) {
     draw_stimulus(sdev, around_images, x.row(0));
-    const long winner = mprot.nearest(x, 0, no_bound);
-    if (winner < mprot.nrow()) pull_towards(x.row(0), winner, anow, lnow);
+    const long winner = nearest_image(x);
+    // There is none for a stimulus at infinity, which one draw in four thousand million makes.
+    if (winner < n) pull_towards(x, winner, anow, width.get(winner, 0), graph);
   }
+  images.store(mprot);
   if (verbose) os.ow(" a=").ow(anow, 6, 3).ow(" l=").ow(lnow).ow("     ");
   return mapr_rep(component_gap);
 }

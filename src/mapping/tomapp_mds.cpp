@@ -1,5 +1,6 @@
-// Classical multidimensional scaling (Torgerson, "Multidimensional scaling: I. Theory and method", Psychometrika 17,
-// 1952; Gower 1966) of the prototypes; with graph distances Isomap (Tenenbaum, de Silva, Langford, Science 290, 2000).
+// Classical multidimensional scaling (Torgerson, "Multidimensional scaling: I. Theory and method",
+// Psychometrika 17, 1952; Gower 1966) of the prototypes; with graph distances Isomap (Tenenbaum, de Silva,
+// Langford, Science 290, 2000).
 
 #include <algorithm>
 #include <cmath>
@@ -27,7 +28,8 @@ namespace {
 /// Both roundings to single precision belong to the method.
 double single(double x) { return static_cast<double>(static_cast<float>(x)); }
 
-/// Fills a with -D^2 / 2 of the pairs that have a distance, and returns the mean squared distance of each row.
+/// Fills a with -D^2 / 2 of the pairs that have a distance, and returns the mean squared distance of each
+/// row.
 std::vector<double> squared_distances(InputDistances& input, double** a, long n) {
   std::vector<double> mean(static_cast<std::size_t>(n), 0.0);
   for (long i = n - 1; i >= 0; --i) {

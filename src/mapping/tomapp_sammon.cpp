@@ -1,11 +1,9 @@
-// Sammon's nonlinear mapping (Sammon, "A nonlinear mapping for data structure analysis", IEEE Trans. Computers C-18,
-// 1969), with the pseudo-Newton step of that paper and a stochastic pass round a pivot.
+// Sammon's nonlinear mapping (Sammon, "A nonlinear mapping for data structure analysis", IEEE Trans.
+// Computers C-18, 1969), with the pseudo-Newton step of that paper and a stochastic pass round a pivot.
 
-#include <algorithm>
 #include <cmath>
 
 #include "mapping/input_distances.h"
-#include "mapping/mapping_kernels.h"
 #include "mapping/sammon_kernels.h"
 #include "mapping/tomapp.h"
 
@@ -15,7 +13,7 @@ long ToMapp::sammon(long dim, const char* file) {
   if (dim < 1) return 0;
   MatParaD sched;
   if (file && load_schedule(sched, file, "default.smp", 1)) return sammon(dim, sched);
-  if (verbose) os.fresh().ow(prefix).ow("sammon: using default parameters").nl();
+  say_line("sammon: using default parameters");
   const long epochs = lkey("tsmepoq ");
   sched.setdim(epochs, 2);
   sched.setrows(epochs, 0.0);
@@ -24,6 +22,7 @@ long ToMapp::sammon(long dim, const char* file) {
   sched.set(3, 0, first, last, 0, -1);
   sched.set(1, 1, 0, 0, 0, -1);
   const long stochastic = std::lround(static_cast<double>(epochs) * dkey("tsmstoch"));
+  // The selector counts rows from 0 to `stochastic` inclusive: one epoch more than the share says.
   if (stochastic > 0) sched.set(1, 1, 1, 1, 0, stochastic);
   return sammon(dim, sched);
 }
@@ -46,6 +45,35 @@ long ToMapp::sammon(long dim, const MatParaD& sched) {
   return mapr_fin("Sammon's Nonlinear Mapping");
 }
 
+void ToMapp::newton_steps(double anow) {
+  InputDistances input(*this, balance(), true);
+  const ImageView view = images.view();
+  MatFullD sums(2, view.p);
+  sums.setrows(2, 0.0);
+  double* gradient = sums.row(0);
+  double* curvature = sums.row(1);
+  for (long position = prot.nrow() - 1; position >= 0; --position) {
+    const long i = mpidx.get(position, 0);
+    const double* to = euclidean_images() ? nullptr : image_distances(i);
+    sammon_kernels().newton(i, input.row(i), to, view, gradient, curvature);
+    for (long k = view.p - 1; k >= 0; --k) {
+      double& y = view.axes[k * view.stride + i];
+      if (curvature[k] > 0) y += anow * gradient[k] / curvature[k];
+      if (curvature[k] < 0) y -= anow * gradient[k] / curvature[k];
+    }
+  }
+}
+
+void ToMapp::push_from_pivots(double anow) {
+  InputDistances input(*this, balance(), true);
+  const ImageView view = images.view();
+  for (long position = prot.nrow() - 1; position >= 0; --position) {
+    const long i = mpidx.get(position, 0);
+    const double* to = euclidean_images() ? nullptr : image_distances(i);
+    sammon_kernels().push(i, anow, input.row(i), to, view);
+  }
+}
+
 long ToMapp::sammon_itr(double anow, double snow) {
   if (!(anow >= 0 && anow <= 1)) {
     refuse("sammon_itr: anow not parametric");
@@ -55,31 +83,15 @@ long ToMapp::sammon_itr(double anow, double snow) {
     refuse("sammon_itr: snow not parametric");
     return 0;
   }
+  // A start that was refused leaves images of other prototypes.
+  if (mprot.nrow() != prot.nrow() || mpidx.nrow() != prot.nrow()) return 0;
   const bool stochastic = snow > 0.5;
-  const long p = mprot.ncol();
-  const SammonKernels& kernels = sammon_kernels();
-  InputDistances input(*this, balance(), true);
   shuffle_images();
-  newton_sums.setdim(2, p);
-  newton_sums.setrows(2, 0.0);
-  double* gradient = newton_sums.row(0);
-  double* curvature = newton_sums.row(1);
   images.load(mprot);
-  const ImageView view = images.view();
-  for (long position = prot.nrow() - 1; position >= 0; --position) {
-    const long i = mpidx.get(position, 0);
-    const double* from = input.row(i);
-    const double* to = image_distances(i);
-    if (stochastic) {
-      kernels.push(i, anow, from, to, view);
-      continue;
-    }
-    kernels.newton(i, from, to, view, gradient, curvature);
-    for (long k = p - 1; k >= 0; --k) {
-      double& y = view.axes[k * view.stride + i];
-      if (curvature[k] > 0) y += anow * gradient[k] / curvature[k];
-      if (curvature[k] < 0) y -= anow * gradient[k] / curvature[k];
-    }
+  if (stochastic) {
+    push_from_pivots(anow);
+  } else {
+    newton_steps(anow);
   }
   images.store(mprot);
   if (verbose) os.ow(" a=").ow(anow, 6, 3).ow(" s=").ow(stochastic ? 'y' : 'n');

@@ -1,13 +1,15 @@
-// Interpolation and reconstruction on Sammon's stress of one point against fixed prototypes, by majorization (de Leeuw,
-// "Applications of convex analysis to multidimensional scaling", 1977). The targets are corrected by the residual of the
-// map at the nearby prototypes, so that a prototype stays where it is although the map is not perfect.
+// Interpolation and reconstruction on Sammon's stress of one point against fixed prototypes, by majorization
+// (de Leeuw, "Applications of convex analysis to multidimensional scaling", 1977). The targets are corrected
+// by the residual of the map at the nearby prototypes, so that a prototype stays where it is although the map
+// is not perfect.
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <vector>
 
+#include "graph/graph_paths.h"
 #include "mapping/affine_blend.h"
-#include "mapping/input_distances.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {
@@ -26,20 +28,30 @@ struct Target {
   double distance;
 };
 
-/// Moves point (n numbers) by one majorization step with factor a; the stress against the targets never rises.
-void majorize(const std::vector<Target>& targets, double a, long n, double* point, std::vector<double>& mean) {
-  mean.assign(static_cast<std::size_t>(n), 0.0);
+/// Moves point (n numbers) by one majorization step for every row of steps, with the factor in column 0; the
+/// stress against the targets never rises. A step goes to the mean of the places, at the targets' distances
+/// in the present directions, where the targets want the point, weighted by 1 / distance.
+void majorize(const std::vector<Target>& targets, const MatParaD& steps, long n, double* point,
+              std::vector<double>& scratch) {
+  scratch.assign(static_cast<std::size_t>(2 * n), 0.0);
+  double* centre = scratch.data();
+  double* mean = centre + n;
   double total = 0;
   for (const Target& target : targets) {
-    const double now = distance(point, target.at, n);
-    const double pull = now > 0 ? target.distance / now : 0.0;
-    for (long k = n - 1; k >= 0; --k) {
-      mean[static_cast<std::size_t>(k)] += (target.at[k] + pull * (point[k] - target.at[k])) / target.distance;
-    }
-    total += 1.0 / target.distance;
+    for (long k = n - 1; k >= 0; --k) centre[k] += target.at[k] / target.distance;
+    total += 1 / target.distance;
   }
   if (!(total > 0)) return;
-  for (long k = n - 1; k >= 0; --k) point[k] += a * (mean[static_cast<std::size_t>(k)] / total - point[k]);
+  for (long t = 0; t < steps.nrow(); ++t) {
+    std::copy_n(centre, n, mean);
+    for (const Target& target : targets) {
+      const double now = distance(point, target.at, n);
+      const double scale = now > 0 ? 1 / now : 0.0;
+      for (long k = n - 1; k >= 0; --k) mean[k] += scale * (point[k] - target.at[k]);
+    }
+    const double a = steps.get(t, 0);
+    for (long k = n - 1; k >= 0; --k) point[k] += a * (mean[k] / total - point[k]);
+  }
 }
 
 /// Drops the rows of other components than the first row's and makes the weights sum up to 1 again.
@@ -51,6 +63,170 @@ void keep_component(BlendRows& rows, const MatFullL& component) {
   }
   for (double& weight : rows.weight) weight = sum > 0 ? weight / sum : 0;
   if (!(sum > 0)) rows.weight[0] = 1;
+}
+
+/// Rows of n numbers, one per prototype, of which the most recently made ones are kept. Samples of the same
+/// neighbourhood, one after the other, ask for the same few.
+class RowCache {
+ public:
+  explicit RowCache(std::size_t n) : place_(n, -1), rows_(capacity * n) {}
+  /// Row i, filled by make(row) unless it is there. Valid until the next call.
+  template <class Make>
+  const double* row(long i, Make make) {
+    long& place = place_[static_cast<std::size_t>(i)];
+    if (place < 0) {
+      if (used_ == capacity) {
+        std::fill(place_.begin(), place_.end(), -1L);
+        used_ = 0;
+      }
+      place = static_cast<long>(used_++);
+      make(at(place));
+    }
+    return at(place);
+  }
+
+ private:
+  static constexpr std::size_t capacity = 64;
+  double* at(long place) { return rows_.data() + static_cast<std::size_t>(place) * place_.size(); }
+
+  std::vector<long> place_;  // of each prototype's row, -1: not there
+  std::vector<double> rows_;
+  std::size_t used_ = 0;
+};
+
+/// Rows of graph distances from prototypes, stored or computed.
+class GraphRows {
+ public:
+  explicit GraphRows(const VeQuan& quantizer) : quantizer_(quantizer) {
+    // A row that comes in the scratch matrix is not stored, and then none is.
+    if (quantizer.graph_row(0, scratch_) != scratch_.data()) return;
+    paths_.emplace(quantizer.getlink(), 1);
+    computed_.emplace(static_cast<std::size_t>(quantizer.getprot().nrow()));
+  }
+  /// nprot distances, negative where there is none. Valid until the next call.
+  const double* row(long i) {
+    if (!paths_) return quantizer_.graph_row(i, scratch_);
+    return computed_->row(i, [&](double* row) { paths_->row(i, row, nullptr); });
+  }
+
+ private:
+  const VeQuan& quantizer_;
+  MatFullD scratch_;
+  std::optional<GraphPaths> paths_;
+  std::optional<RowCache> computed_;
+};
+
+/// The distances that a sample should have from the images of all prototypes.
+class SampleTargets {
+ public:
+  /// images: n x p. w: weight of the graph distance.
+  SampleTargets(const VeQuan& quantizer, const MatFullD& images, double w)
+      : quantizer_(quantizer),
+        images_(images),
+        w_(w),
+        residuals_(static_cast<std::size_t>(images.nrow())),
+        wanted_(static_cast<std::size_t>(images.nrow())) {
+    if (w > 0) graph_.emplace(quantizer);
+  }
+
+  /// Targets of row i of data, which mixes `rows`; none for prototypes of another component than rows.row[0]
+  /// when graph distances count, and none that is not positive.
+  void collect(const MatFullD& data, long i, BlendRows& rows, std::vector<Target>& targets) {
+    if (w_ > 0) keep_component(rows, quantizer_.getcomp());
+    measure(data, i, rows.row[0]);
+    std::fill(wanted_.begin(), wanted_.end(), 0.0);
+    for (std::size_t k = 0; k < rows.row.size(); ++k) {
+      if (rows.weight[k] > 0) add_residuals(rows.row[k], rows.weight[k]);
+    }
+    targets.clear();
+    for (long j = 0; j < images_.nrow(); ++j) {
+      const double target = wanted_[static_cast<std::size_t>(j)];
+      if (input_[static_cast<std::size_t>(j)] >= 0 && target > 0) targets.push_back({images_.row(j), target});
+    }
+  }
+
+ private:
+  double mixed(double space, double graph) const { return (1 - w_) * space + w_ * graph; }
+
+  /// input_ becomes the sample's distances from all prototypes in the mix in force. The graph is entered at
+  /// the nearest prototype or one linked with it, whichever is the shortest way.
+  void measure(const MatFullD& data, long i, long nearest) {
+    quantizer_.getprot().sdav(data, i, space_, no_bound);
+    const double* space = space_.data();
+    const std::size_t n = wanted_.size();
+    input_.assign(space, space + n);
+    if (w_ == 0) return;
+    std::fill(input_.begin(), input_.end(), -1.0);
+    enter(nearest);
+    const MatLinkD& link = quantizer_.getlink();
+    for (long k = link.head(nearest); k >= 0; k = link.next(k, nearest)) enter(link.other(k, nearest));
+    for (std::size_t j = 0; j < n && w_ < 1; ++j) {
+      if (input_[j] >= 0) input_[j] = mixed(space[j], input_[j]);
+    }
+  }
+  void enter(long c) {
+    const double* graph = graph_->row(c);
+    const double entry = space_(c, 0);
+    for (std::size_t j = 0; j < input_.size(); ++j) {
+      if (graph[j] < 0) continue;
+      const double path = entry + graph[j];
+      if (input_[j] < 0 || path < input_[j]) input_[j] = path;
+    }
+  }
+
+  /// For every prototype, how much farther it is from prototype o in the map than it should be.
+  void residuals(long o, double* row) {
+    const double* space = w_ < 1 ? quantizer_.space_row(o, row_scratch_) : nullptr;
+    const double* graph = w_ > 0 ? graph_->row(o) : nullptr;
+    for (long j = 0; j < images_.nrow(); ++j) {
+      const double input = w_ == 0 ? space[j] : w_ < 1 ? mixed(space[j], graph[j]) : graph[j];
+      row[j] = distance(images_.row(o), images_.row(j), images_.ncol()) - input;
+    }
+  }
+  /// The residuals correct the distances, so that a sample at prototype o wants to be where o is.
+  void add_residuals(long o, double weight) {
+    const double* residual = residuals_.row(o, [&](double* row) { residuals(o, row); });
+    for (std::size_t j = 0; j < wanted_.size(); ++j) wanted_[j] += weight * (input_[j] + residual[j]);
+  }
+
+  const VeQuan& quantizer_;
+  const MatFullD& images_;
+  double w_;
+  std::optional<GraphRows> graph_;
+  RowCache residuals_;
+  std::vector<double> input_, wanted_;  // n
+  MatFullD space_, row_scratch_;
+};
+
+/// Row numbers of data, those with the same nearest prototype together.
+std::vector<long> by_neighbourhood(const std::vector<BlendRows>& rows) {
+  std::vector<long> order;
+  for (std::size_t i = 0; i < rows.size(); ++i) order.push_back(static_cast<long>(i));
+  std::stable_sort(order.begin(), order.end(), [&](long a, long b) {
+    return rows[static_cast<std::size_t>(a)].row[0] < rows[static_cast<std::size_t>(b)].row[0];
+  });
+  return order;
+}
+
+/// The distances that the sample at position y, which mixes `rows`, should have from the prototypes whose
+/// images are nearest to y; none that is not positive.
+void collect_targets(const MatFullD& prototypes, const MatFullD& images, const double* y,
+                     const BlendRows& rows, NeighbourSearch& near, std::vector<Target>& targets) {
+  const long p = images.ncol();
+  const long d = prototypes.ncol();
+  const long count = near.search(y, -1, 4 * p);
+  targets.clear();
+  for (long r = 0; r < count; ++r) {
+    const long j = near.row(r);
+    double target = 0;
+    for (std::size_t k = 0; k < rows.row.size(); ++k) {
+      if (!(rows.weight[k] > 0)) continue;
+      const double* image = images.row(rows.row[k]);
+      const double in_data = distance(prototypes.row(rows.row[k]), prototypes.row(j), d);
+      target += rows.weight[k] * (in_data + near.distance(r) - distance(image, images.row(j), p));
+    }
+    if (target > 0) targets.push_back({prototypes.row(j), target});
+  }
 }
 
 }  // namespace
@@ -76,95 +252,36 @@ bool ToMapp::step_schedule(MatParaD& sched, const char* file, const char* defaul
   return true;
 }
 
-/// Distances of one sample from all prototypes, in the mix of space and graph distances in force.
-class SampleDistances {
- public:
-  SampleDistances(const ToMapp& mapping, double w)
-      : mapping_(mapping), w_(w), stored_(mapping, w, true), mixed_(mapping.getprot().nrow(), 1) {
-    mixed_.setrows(mapping.getprot().nrow(), 0.0);
-  }
-
-  /// nprot numbers; negative for prototypes of another component than `nearest` when graph distances are in use.
-  const double* from(const MatFullD& data, long i, long nearest) {
-    mapping_.getprot().sdav(data, i, space_, no_bound);
-    if (w_ == 0) return space_.data();
-    const long n = mixed_.nrow();
-    double* mixed = mixed_.data();
-    std::fill_n(mixed, n, -1.0);
-    through(nearest);
-    const MatLinkD& link = mapping_.getlink();
-    for (long k = link.head(nearest); k >= 0; k = link.next(k, nearest)) through(link.other(k, nearest));
-    for (long j = n - 1; j >= 0; --j)
-      if (mixed[j] >= 0 && w_ < 1) mixed[j] = (1 - w_) * space_.data()[j] + w_ * mixed[j];
-    return mixed;
-  }
-
-  const double* stored(long prototype) { return stored_.row(prototype); }
-
- private:
-  /// Paths that enter the graph at prototype c.
-  void through(long c) {
-    const double* graph = mapping_.graph_row(c, graph_);
-    double* best = mixed_.data();
-    const double entry = space_.data()[c];
-    for (long j = mixed_.nrow() - 1; j >= 0; --j) {
-      if (graph[j] < 0) continue;
-      const double path = entry + graph[j];
-      if (best[j] < 0 || path < best[j]) best[j] = path;
-    }
-  }
-
-  const ToMapp& mapping_;
-  double w_;
-  InputDistances stored_;
-  MatFullD space_, graph_;
-  MatFullD mixed_;
-};
-
 long ToMapp::sammon_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj, const char* file) {
   if (!can_interpolate("sammon_iv", data, prot.ncol())) return 0;
   MatParaD sched;
   if (!step_schedule(sched, file, "default.sam", "sammon_iv", 10, 0.1)) return 0;
   bar_begin("sammon_iv: interpolating ... ", data.nrow());
-  const long n = prot.nrow();
   const long p = mprot.ncol();
-  const double w = balance();
   AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
   if (data.nrow() > 0) blend.shrink();
-  SampleDistances distances(*this, w);
   prj.setdim(data.nrow(), p);
-  prj.setrows(data.nrow(), 0.0);
+  prj.setrows(data.nrow());
   ppr.setdim(data.nrow(), p);
-  ppr.setrows(data.nrow(), 0.0);
-  BlendRows rows;
-  std::vector<double> wanted(static_cast<std::size_t>(n));
-  std::vector<Target> targets;
-  std::vector<double> mean;
+  ppr.setrows(data.nrow());
+  std::vector<BlendRows> near(static_cast<std::size_t>(data.nrow()));
   for (long i = data.nrow() - 1; i >= 0; --i) {
-    double* y = prj.row(i);
-    const bool finite = blend.position(data.row(i), y, rows);
-    std::copy_n(finite ? mprot.row(rows.row[0]) : y, p, ppr.row(i));
+    BlendRows& rows = near[static_cast<std::size_t>(i)];
+    const bool finite = blend.position(data.row(i), prj.row(i), rows);
+    std::copy_n(finite ? mprot.row(rows.row[0]) : prj.row(i), p, ppr.row(i));
+    if (finite) continue;
+    rows.exact = true;  // nothing moves it
+    rows.row.assign(1, 0);
+  }
+  SampleTargets wanted(*this, mprot, balance());
+  std::vector<Target> targets;
+  std::vector<double> scratch;
+  for (const long i : by_neighbourhood(near)) {
+    BlendRows& rows = near[static_cast<std::size_t>(i)];
     bar_step();
-    if (!finite || rows.exact) continue;
-    if (w > 0) keep_component(rows, pidx);
-    const double* from = distances.from(data, i, rows.row[0]);
-    std::fill(wanted.begin(), wanted.end(), 0.0);
-    for (std::size_t k = 0; k < rows.row.size(); ++k) {
-      if (rows.weight[k] == 0) continue;
-      const long o = rows.row[k];
-      const double* stored = distances.stored(o);
-      for (long j = 0; j < n; ++j) {
-        if (from[j] < 0) continue;
-        const double in_map = distance(mprot.row(o), mprot.row(j), p);
-        wanted[static_cast<std::size_t>(j)] += rows.weight[k] * (in_map + from[j] - stored[j]);
-      }
-    }
-    targets.clear();
-    for (long j = 0; j < n; ++j) {
-      const double target = wanted[static_cast<std::size_t>(j)];
-      if (from[j] >= 0 && target > 0) targets.push_back({mprot.row(j), target});
-    }
-    for (long t = 0; t < sched.nrow(); ++t) majorize(targets, sched.get(t, 0), p, y, mean);
+    if (rows.exact) continue;
+    wanted.collect(data, i, rows, targets);
+    majorize(targets, sched, p, prj.row(i), scratch);
   }
   bar_end();
   return 1;
@@ -175,19 +292,16 @@ long ToMapp::sammon_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp, const 
   MatParaD sched;
   if (!step_schedule(sched, file, "default.rdp", "sammon_rd", 5, 0.2)) return 0;
   bar_begin("sammon_rd: reconstructing ... ", prj.nrow());
-  const long p = mprot.ncol();
   const long d = prot.ncol();
   AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
   jrp.setdim(prj.nrow(), d);
-  jrp.setrows(prj.nrow(), 0.0);
+  jrp.setrows(prj.nrow());
   tmp.setdim(prj.nrow(), d);
-  tmp.setrows(prj.nrow(), 0.0);
+  tmp.setrows(prj.nrow());
   BlendRows rows;
-  MatFullD near_distance;
-  MatFullL near;
-  MatFullD space;
+  NeighbourSearch near(mprot, NeighbourSearch::Metric::euclidean);
   std::vector<Target> targets;
-  std::vector<double> mean;
+  std::vector<double> scratch;
   for (long i = prj.nrow() - 1; i >= 0; --i) {
     const double* y = prj.row(i);
     double* x = jrp.row(i);
@@ -195,21 +309,8 @@ long ToMapp::sammon_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp, const 
     std::copy_n(finite ? prot.row(rows.row[0]) : x, d, tmp.row(i));
     bar_step();
     if (!finite || rows.exact) continue;
-    mprot.nearest(prj, i, near_distance, near, 4 * p);
-    targets.clear();
-    for (long r = 0; r < near.nrow(); ++r) {
-      const long j = near.get(r, 0);
-      double target = 0;
-      for (std::size_t k = 0; k < rows.row.size(); ++k) {
-        const long o = rows.row[k];
-        if (rows.weight[k] == 0) continue;
-        const double* y_j = mprot.row(j);
-        const double in_data = distance(prot.row(o), prot.row(j), d);
-        target += rows.weight[k] * (in_data + distance(y, y_j, p) - distance(mprot.row(o), y_j, p));
-      }
-      if (target > 0) targets.push_back({prot.row(j), target});
-    }
-    for (long t = 0; t < sched.nrow(); ++t) majorize(targets, sched.get(t, 0), d, x, mean);
+    collect_targets(prot, mprot, y, rows, near, targets);
+    majorize(targets, sched, d, x, scratch);
   }
   bar_end();
   return 1;

@@ -37,7 +37,12 @@ void ToMapp::show_distances(Ostr& o, int level) const {
 
 void ToMapp::show_mapping(Ostr& o, int level) {
   const bool linked = lpref.getval(keys.vglink_p) != 0;
-  o.ow("Mapping: ").ow(mname).ow(", ").ow(mprot.ncol()).ow(mprot.ncol() == 1 ? " dimension" : " dimensions").nl();
+  o.ow("Mapping: ")
+      .ow(mname)
+      .ow(", ")
+      .ow(mprot.ncol())
+      .ow(mprot.ncol() == 1 ? " dimension" : " dimensions")
+      .nl();
   if (level <= 0) return;
   const Indent indent(o);
   o.ow("stress = ").ow(mapr_err(), 1, 4).ow(", lost neighbours = ").ow(100 * mapr_err(0), 6, 2).ow('%');

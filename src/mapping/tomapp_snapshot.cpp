@@ -66,7 +66,8 @@ void ToMapp::settle_mapping(bool loaded) {
   mname[0] = '\0';
   reset_image_order();
   nbwidth.setdim(0, 1);
-  // Only the data survive a failed load: what its first half brought belongs to an analysis that is not there.
+  // Only the data survive a failed load: what its first half brought belongs to an analysis that is not
+  // there.
   if (!loaded) state.shutflag(step(pinidone));
 }
 

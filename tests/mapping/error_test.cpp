@@ -86,7 +86,8 @@ TEST_F(MappingError, LostNeighboursAreThoseOfBruteForce) {
       const Rows x = rows_of(tm.prot), y = rows_of(tm.mprot);
       double lost = 0;
       const auto wanted = static_cast<std::size_t>(kissing[p]);
-      for (std::size_t i = 0; i < x.size(); ++i) lost += misses(nearest_rows(y, i, wanted), nearest_rows(x, i, wanted));
+      for (std::size_t i = 0; i < x.size(); ++i)
+        lost += misses(nearest_rows(y, i, wanted), nearest_rows(x, i, wanted));
       EXPECT_EQ(lost / static_cast<double>(kissing[p] * n), tm.mapr_err(0)) << p << " axes, " << n;
       EXPECT_EQ(tm.mapr_err(0), tm.mapr_err(1)) << "without links";
       EXPECT_EQ(n > kissing[p] + 1, lost > 0) << "none can be lost where all are taken";

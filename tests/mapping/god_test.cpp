@@ -27,7 +27,9 @@ struct ReferenceGod {
     const auto x = [&](std::size_t i, std::size_t j) {
       return v == self ? m.graph[i][j] : ReferenceMapping::distance(m.y[i], m.y[j]);
     };
-    const auto y = [&](std::size_t i, std::size_t j) { return v == curvilinear ? m.graph[i][j] : m.space[i][j]; };
+    const auto y = [&](std::size_t i, std::size_t j) {
+      return v == curvilinear ? m.graph[i][j] : m.space[i][j];
+    };
     const std::size_t n = m.space.size();
     double mx = 0, my = 0;
     for (std::size_t i = 0; i < n; ++i) {
@@ -97,8 +99,11 @@ TEST_F(God, EveryVariantIsTheDirectDoubleLoop) {
       for (long c = 0; c < 100; ++c) tm.mprot.data()[c] *= scale;
       const ReferenceMapping m(tm);
       for (const Variant v : variants) {
-        for (const int bits : {9, 7, 6}) {
-          SCOPED_TRACE(::testing::Message() << clusters << " clusters, scale " << scale << ", variant " << v << ", bits " << bits);
+        for (const int bits : {10, 7, 6}) {
+          if (bits == 10 && scale != 1.0)
+            continue;  // more cells than are counted in a table; slow to compare
+          SCOPED_TRACE(::testing::Message()
+                       << clusters << " clusters, scale " << scale << ", variant " << v << ", bits " << bits);
           const ReferenceGod expected(m, v, bits);
           ASSERT_EQ(1, run(tm, v, bits, hist, stats));
           ASSERT_EQ(expected.hist, dense(hist));
@@ -128,12 +133,12 @@ TEST_F(God, AxesShareTheBinWidth) {
     long nx, ny;
     double width;
   } cases[] = {
-      {9, 7, 128, 64, 9.0 / 128},                       // y over 0 .. Mx / 2
-      {3, 7, 128, 128, 3.0 / 128},                      // equal ranges
-      {1, 7, 64, 128, 3.0 / 128},                       // x over 0 .. My / 2
-      {1.5, 7, 64, 128, 3.0 / 128},                     // just half of it: the maximum itself is the top
-      {1e-3, 7, 1, 128, 3.0 / 128},                     // an axis has at least one bin
-      {1e6, 3, 8, 1, 1e6 / 8}, {1e6, 0, 1, 1, 1e6},
+      {9, 7, 128, 64, 9.0 / 128},    // y over 0 .. Mx / 2
+      {3, 7, 128, 128, 3.0 / 128},   // equal ranges
+      {1, 7, 64, 128, 3.0 / 128},    // x over 0 .. My / 2
+      {1.5, 7, 64, 128, 3.0 / 128},  // just half of it: the maximum itself is the top
+      {1e-3, 7, 1, 128, 3.0 / 128},  // an axis has at least one bin
+      {1e6, 3, 8, 1, 1e6 / 8},      {1e6, 0, 1, 1, 1e6},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.image);

@@ -18,9 +18,9 @@ using Rows = ReferenceMapping::Rows;
 struct ReferenceEpochs : ReferenceMapping {
   using ReferenceMapping::ReferenceMapping;
   bool around_images = false;
-  double spacing = 0;            ///< "tdccsfac"
-  double longest = 0;            ///< "tdxp"
-  std::vector<double> length;    ///< mean link length, 0 without links
+  double spacing = 0;          ///< "tdccsfac"
+  double longest = 0;          ///< "tdxp"
+  std::vector<double> length;  ///< mean link length, 0 without links
   std::vector<double> deviation;
   long dense = 0, sparse = 0, alone = 0;  ///< stimuli by how many images they moved
 
@@ -110,8 +110,10 @@ class Isotop : public MappingTest {
     const struct {
       double a, l;
       const char* report;
-    } epochs[] = {{0.5, 1.0, " a= 0.500 l=  1.00     "}, {0.25, 0.25, " a= 0.250 l=  0.25     "},
-                  {1.0, 0.05, " a= 1.000 l=  0.05     "}, {0.5, 0.0, " a= 0.500 l=  0.00     "}};
+    } epochs[] = {{0.5, 1.0, " a= 0.500 l=  1.00     "},
+                  {0.25, 0.25, " a= 0.250 l=  0.25     "},
+                  {1.0, 0.05, " a= 1.000 l=  0.05     "},
+                  {0.5, 0.0, " a= 0.500 l=  0.00     "}};
     std::string report;
     for (const auto& e : epochs) {
       r.epoch(e.a, e.l);
@@ -124,8 +126,8 @@ class Isotop : public MappingTest {
       tm.verbose = 1;
       for (const auto& e : epochs) ASSERT_EQ(1, tm.isotop_itr(sdev, e.a, e.l));
       tm.verbose = 0;
-      const std::string where = "around images " + std::to_string(r.around_images) + ", n " + std::to_string(r.n) +
-                                ", axes " + std::to_string(r.axes()) + ", set " +
+      const std::string where = "around images " + std::to_string(r.around_images) + ", n " +
+                                std::to_string(r.n) + ", axes " + std::to_string(r.axes()) + ", set " +
                                 std::to_string(static_cast<int>(isa));
       ASSERT_EQ(r.y, rows_of(tm.mprot)) << where;
       ASSERT_EQ(report, console.take()) << where;
@@ -197,7 +199,8 @@ TEST_F(Isotop, AWinnerWithoutLinksMovesAlone) {
 }
 
 TEST_F(Isotop, TiesOfTheWinnerGoToTheLowestNumber) {
-  // All images on one spot: prototype 0 wins and takes the others along, by weights that fall along the chain.
+  // All images on one spot: prototype 0 wins and takes the others along, by weights that fall along the
+  // chain.
   MatFullD points;
   test::fill(points, {{0, 0}, {1, 0}, {2.5, 0}, {4.5, 0}});
   prototypes(tm, points, 1);
@@ -282,7 +285,8 @@ TEST_F(Isotop, DeviationsFollowThePrincipalComponents) {
     bool shaped;
     long dim;
     std::vector<double> deviations;
-  } cases[] = {{false, 2, {1, 1}}, {true, 1, {1}}, {true, 3, {1, 0.5, 0.25}}, {true, 5, {1, 0.5, 0.25, 0, 0}}};
+  } cases[] = {
+      {false, 2, {1, 1}}, {true, 1, {1}}, {true, 3, {1, 0.5, 0.25}}, {true, 5, {1, 0.5, 0.25, 0, 0}}};
   prototypes(tm, points, 3);
   for (const auto& c : cases) {
     tm.setkey("titpcast", c.shaped);
@@ -290,7 +294,8 @@ TEST_F(Isotop, DeviationsFollowThePrincipalComponents) {
     ASSERT_EQ(1, tm.isotop_ini(sdev, c.dim));
     ASSERT_EQ(1, sdev.nrow());
     ASSERT_EQ(c.dim, sdev.ncol());
-    for (long k = 0; k < c.dim; ++k) EXPECT_NEAR(c.deviations[static_cast<std::size_t>(k)], sdev(0, k), 1e-12);
+    for (long k = 0; k < c.dim; ++k)
+      EXPECT_NEAR(c.deviations[static_cast<std::size_t>(k)], sdev(0, k), 1e-12);
   }
   // One spot has no shape.
   MatFullD spot(4, 3), sdev;
@@ -359,8 +364,8 @@ TEST_F(Isotop, ReportsItsEpochs) {
       "  1.000000\t  1.000000\t\n"
       "ToMapp.isotop: mapping ... \n";
   EXPECT_EQ(begin, text.substr(0, begin.size()));
-  for (const char* part :
-       {" E= ", " a= 0.500 l=  1.00     ", " a= 0.010 l=  0.10     ", "\nToMapp.mapr_fin: linking ... done!\n"}) {
+  for (const char* part : {" E= ", " a= 0.500 l=  1.00     ", " a= 0.010 l=  0.10     ",
+                           "\nToMapp.mapr_fin: linking ... done!\n"}) {
     EXPECT_NE(std::string::npos, text.find(part)) << text;
   }
 }
@@ -373,7 +378,9 @@ TEST_F(Isotop, TakesTheFileThenTheDefaultFileThenTheKeys) {
   const struct {
     bool given, has_file, has_default;
     const char* last;
-  } cases[] = {{true, true, true, "loop 2/2 "}, {true, false, true, "loop 3/3 "}, {true, false, false, "loop 4/4 "},
+  } cases[] = {{true, true, true, "loop 2/2 "},
+               {true, false, true, "loop 3/3 "},
+               {true, false, false, "loop 4/4 "},
                {false, true, true, "loop 4/4 "}};
   for (const auto& c : cases) {
     std::filesystem::remove("own.sched");
@@ -384,7 +391,8 @@ TEST_F(Isotop, TakesTheFileThenTheDefaultFileThenTheKeys) {
     ASSERT_EQ(1, tm.isotop(2, c.given ? "own.sched" : nullptr));
     const std::string text = console.take();
     EXPECT_NE(std::string::npos, text.find(c.last)) << text;
-    EXPECT_EQ(c.last[5] == '4', text.find("ToMapp.isotop: using default parameters\n") != std::string::npos) << text;
+    EXPECT_EQ(c.last[5] == '4', text.find("ToMapp.isotop: using default parameters\n") != std::string::npos)
+        << text;
   }
 }
 

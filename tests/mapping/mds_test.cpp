@@ -29,7 +29,8 @@ TEST_F(Mds, RecoversConfigurationsInSpace) {
     if (n < 5) continue;  // flat: the surplus axes are rounding errors, or NaN
     const double largest = tm.real("tdxs");
     for (long i = 0; i < n; ++i) {
-      for (long j = 0; j < i; ++j) EXPECT_NEAR(tm.prot.sdas(i, j, no_bound), image_distance(i, j), 1e-5 * largest);
+      for (long j = 0; j < i; ++j)
+        EXPECT_NEAR(tm.prot.sdas(i, j, no_bound), image_distance(i, j), 1e-5 * largest);
     }
   }
 }
@@ -86,7 +87,8 @@ TEST_F(Mds, AxesAreEigenvectorsOfTheCentredMatrix) {
         for (std::size_t j = 0; j < 45; ++j) {
           product += (b[i][j] - mean[i] - mean[j] + overall) * tm.mprot(static_cast<long>(j), k);
         }
-        EXPECT_NEAR(lambda * tm.mprot(static_cast<long>(i), k), product, 1e-5 * lambda * std::sqrt(length(0)));
+        EXPECT_NEAR(lambda * tm.mprot(static_cast<long>(i), k), product,
+                    1e-5 * lambda * std::sqrt(length(0)));
       }
     }
     EXPECT_GE(length(0), length(1));

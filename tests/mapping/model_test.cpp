@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <sstream>
 
 #include "support/mapping.h"
 #include "support/reference_quantizer.h"
@@ -158,11 +159,13 @@ TEST_F(Mapping, ClosingLinksTheImagesByTheRuleOfThePrototypes) {
   test::uniform_points(points, 30, 3, 1);
   for (const auto& c : cases) {
     ASSERT_EQ(1, tm.dataload(points, 1));
-    for (const auto& [key, value] : {std::pair{"vleeps", 0.4}, {"vlnnbr", 4.0}, {"vlrtol", 0.6}}) tm.setkey(key, value);
+    for (const auto& [key, value] : {std::pair{"vleeps", 0.4}, {"vlnnbr", 4.0}, {"vlrtol", 0.6}})
+      tm.setkey(key, value);
     tm.setkey("vglink_p", static_cast<double>(c.rule));
     ASSERT_EQ(1, tm.nq());
     ASSERT_EQ(1, tm.dist_ini(0));
-    for (const auto& [key, value] : {std::pair{"vleeps", 0.3}, {"vlnnbr", 3.0}, {"vlrtol", 0.5}}) tm.setkey(key, value);
+    for (const auto& [key, value] : {std::pair{"vleeps", 0.3}, {"vlnnbr", 3.0}, {"vlrtol", 0.5}})
+      tm.setkey(key, value);
     tm.setkey("vglink_p", 5);  // not committed: the links that exist count
     ASSERT_EQ(1, tm.mapr_ini(2, 2));
     test::uniform_points(tm.mprot, 30, 2, 7);
@@ -170,8 +173,9 @@ TEST_F(Mapping, ClosingLinksTheImagesByTheRuleOfThePrototypes) {
     console.take();
     ASSERT_EQ(1, tm.mapr_fin("a name that is longer than one and thirty characters"));
     tm.verbose = 0;
-    EXPECT_EQ(c.rule == 0 ? "ToMapp.mapr_fin: checking links ... done!\n" : "ToMapp.mapr_fin: linking ... done!\n",
-              console.take());
+    EXPECT_EQ(
+        c.rule == 0 ? "ToMapp.mapr_fin: checking links ... done!\n" : "ToMapp.mapr_fin: linking ... done!\n",
+        console.take());
     EXPECT_STREQ("a name that is longer than one ", tm.getmname());
     EXPECT_EQ(1, tm.done(ToMapp::minidone));
     EXPECT_EQ(1, tm.done(ToMapp::mfindone));
@@ -236,11 +240,13 @@ TEST_F(Mapping, ComponentsAreCentredAndPutSideBySide) {
   for (std::size_t i = 0; i < 12; ++i) {
     for (std::size_t j = 0; j < 12; ++j) {
       if (tm.pidx(static_cast<long>(i), 0) != tm.pidx(static_cast<long>(j), 0)) continue;
-      for (std::size_t k = 0; k < 2; ++k) EXPECT_NEAR(before[i][k] - before[j][k], once[i][k] - once[j][k], 1e-12);
+      for (std::size_t k = 0; k < 2; ++k)
+        EXPECT_NEAR(before[i][k] - before[j][k], once[i][k] - once[j][k], 1e-12);
     }
   }
   ASSERT_EQ(1, tm.mapr_rep(5.0));
-  for (std::size_t i = 0; i < 12; ++i) EXPECT_NEAR(once[i][0], rows_of(tm.mprot)[i][0], 1e-12) << "twice is once";
+  for (std::size_t i = 0; i < 12; ++i)
+    EXPECT_NEAR(once[i][0], rows_of(tm.mprot)[i][0], 1e-12) << "twice is once";
 
   const Rows now = rows_of(tm.mprot);
   ASSERT_EQ(1, tm.mapr_rep(0.0));
@@ -322,6 +328,47 @@ TEST_F(Mapping, AWayBackIsSavedForEveryPrototype) {
     ASSERT_EQ(1, saved.load_asc(file.c_str(), 0));
     EXPECT_EQ((Rows{{1, 2}, {2, 1}, {-1, 0}, {2, 3}, {3, 4}}), rows_of(saved)) << "rows kept: " << memory;
   }
+}
+
+TEST_F(Mapping, ReportsItsDistancesAndItself) {
+  MatFullD points;
+  fill(points, {{0}, {1}, {3}});
+  prototypes(tm, points, 1);
+  std::ostringstream text;
+  Ostr out(text);
+  const auto report = [&](int level) {
+    text.str("");
+    tm.show(out, level);
+    const std::size_t begin = text.str().find("Distances:");
+    return begin == std::string::npos ? std::string() : text.str().substr(begin);
+  };
+  EXPECT_EQ("", report(1));
+  ASSERT_EQ(1, tm.dist_ini(1));
+  EXPECT_EQ("", report(1)) << "completed, not computed";
+  ASSERT_EQ(1, tm.dist_ini(0));
+  const std::string distances =
+      "Distances: space, graph and mixed (balance tdgb =   1.00)\n"
+      "                 |   min. |   max. |\n"
+      "  space          |   1.00 |   3.00 |\n"
+      "  graph          |   1.00 |   3.00 |\n"
+      "  mixed          |   1.00 |   3.00 |\n"
+      "  longest path = 2 links\n";
+  EXPECT_EQ(distances, report(1));
+  ASSERT_EQ(1, tm.mapr_ini(1, 2));
+  tm.mprot.copy(tm.prot);
+  ASSERT_EQ(1, tm.mapr_fin("Any"));
+  const std::string mapping =
+      "Mapping: Any, 1 dimension\n"
+      "  stress = 0.0000, lost neighbours =   0.00%, lost links =   0.00%\n"
+      "  axis           |   min. |   -std |   mean |   +std |   max. |\n"
+      "  0              |   0.00 |   0.09 |   1.33 |   2.58 |   3.00 |\n";
+  EXPECT_EQ(distances + mapping, report(1));
+  EXPECT_EQ("Distances: space, graph and mixed (balance tdgb =   1.00)\nMapping: Any, 1 dimension\n",
+            report(0));
+  prototypes(tm, points, 0);
+  ASSERT_EQ(1, tm.dist_ini(0));
+  EXPECT_EQ(0u, report(1).find("Distances: space\n                 |   min. |   max. |\n  space  "));
+  EXPECT_EQ(std::string::npos, report(1).find("mixed"));
 }
 
 }  // namespace

@@ -27,9 +27,7 @@ struct ReferenceEpochs : ReferenceMapping {
     return w == 1 ? graph[at(i)][at(j)] : (1 - w) * space[at(i)][at(j)] + w * graph[at(i)][at(j)];
   }
 
-  static double total(const double (&parts)[8]) {
-    return std::accumulate(parts, parts + 8, 0.0);
-  }
+  static double total(const double (&parts)[8]) { return std::accumulate(parts, parts + 8, 0.0); }
 
   void newton(long i, double a) {
     std::vector<double> distances;
@@ -40,9 +38,9 @@ struct ReferenceEpochs : ReferenceMapping {
       for (long j = 0; j < n; ++j) {
         const double in = input(i, j), d = distances[at(j)];
         if (j == i || in <= 0 || d <= 0) continue;
-        const double c = (in - d) / (in * d), t = from[k] - y[at(j)][k];
+        const double r = 1 / (in * d), c = (in - d) * r, v = in * r, t = from[k] - y[at(j)][k];
         g[j % 8] += c * t;
-        h[j % 8] += c - t * t * (1.0 / (d * d * d));
+        h[j % 8] += c - t * t * (v * v * v);
       }
       if (total(h) > 0) y[at(i)][k] += a * total(g) / total(h);
       if (total(h) < 0) y[at(i)][k] -= a * total(g) / total(h);
@@ -130,7 +128,8 @@ TEST_F(Sammon, EpochsAreThoseOfThePlainLoop) {
 }
 
 TEST_F(Sammon, SizesRoundTheLanesAndBlocksOfTheKernels) {
-  for (const auto& [n, p] : {std::pair{1L, 2L}, {2L, 1L}, {7L, 8L}, {8L, 9L}, {9L, 17L}, {256L, 1L}, {261L, 3L}}) {
+  for (const auto& [n, p] :
+       {std::pair{1L, 2L}, {2L, 1L}, {7L, 8L}, {8L, 9L}, {9L, 17L}, {256L, 1L}, {261L, 3L}}) {
     prepare_mapping(n, 2, p, 0, 0.0);
     compare(reference(0.0));
     if (HasFatalFailure()) return;
@@ -156,7 +155,8 @@ TEST_F(Sammon, AStartAtOneSpotNeverMoves) {
 }
 
 TEST_F(Sammon, TwoPrototypesMoveAsComputedByHand) {
-  // Distance 2, images 1 apart on the first axis. With c = (D - d) / (D d) the slope of that axis is c - 1/d = -1/D.
+  // Distance 2, images 1 apart on the first axis. With c = (D - d) / (D d) the slope of that axis is c - 1/d
+  // = -1/D.
   MatFullD points;
   test::fill(points, {{0, 0}, {2, 0}});
   prototypes(tm, points, 0);
@@ -188,7 +188,8 @@ TEST_F(Sammon, OtherDistanceClassesMeasureTheImagesToo) {
     }
   }
   for (std::size_t i = 0; i < 30; ++i) {
-    for (std::size_t k = 0; k < 2; ++k) EXPECT_NEAR(y[i][k], tm.mprot(static_cast<long>(i), static_cast<long>(k)), 1e-11);
+    for (std::size_t k = 0; k < 2; ++k)
+      EXPECT_NEAR(y[i][k], tm.mprot(static_cast<long>(i), static_cast<long>(k)), 1e-11);
   }
 }
 
@@ -254,7 +255,8 @@ TEST_F(Sammon, TheStochasticShareCountsOneEpochMore) {
     ASSERT_EQ(1, tm.sammon(2, static_cast<const char*>(nullptr)));
     const std::string text = console.take();
     std::string passes;
-    for (std::size_t at = text.find(" s="); at != std::string::npos; at = text.find(" s=", at + 1)) passes += text[at + 3];
+    for (std::size_t at = text.find(" s="); at != std::string::npos; at = text.find(" s=", at + 1))
+      passes += text[at + 3];
     EXPECT_EQ(c.passes, passes) << c.share;
     const std::string begin =
         "ToMapp.sammon: using default parameters\n"
@@ -262,7 +264,8 @@ TEST_F(Sammon, TheStochasticShareCountsOneEpochMore) {
         "ToMapp.mapr_ini: initializing projected prototypes ... done!\n"
         "ToMapp.sammon: mapping ... \n";
     EXPECT_EQ(begin, text.substr(0, begin.size()));
-    for (const char* part : {" E= ", " a= 0.500 s=", " a= 0.200 s=", "\nToMapp.mapr_fin: checking links ... done!\n"}) {
+    for (const char* part :
+         {" E= ", " a= 0.500 s=", " a= 0.200 s=", "\nToMapp.mapr_fin: checking links ... done!\n"}) {
       EXPECT_NE(std::string::npos, text.find(part)) << text;
     }
   }
@@ -276,7 +279,9 @@ TEST_F(Sammon, TakesTheFileThenTheDefaultFileThenTheKeys) {
   const struct {
     bool given, has_file, has_default;
     const char* last;
-  } cases[] = {{true, true, true, "loop 2/2 "}, {true, false, true, "loop 3/3 "}, {true, false, false, "loop 4/4 "},
+  } cases[] = {{true, true, true, "loop 2/2 "},
+               {true, false, true, "loop 3/3 "},
+               {true, false, false, "loop 4/4 "},
                {false, true, true, "loop 4/4 "}};
   for (const auto& c : cases) {
     std::filesystem::remove("own.sched");
@@ -287,7 +292,8 @@ TEST_F(Sammon, TakesTheFileThenTheDefaultFileThenTheKeys) {
     ASSERT_EQ(1, tm.sammon(2, c.given ? "own.sched" : nullptr));
     const std::string text = console.take();
     EXPECT_NE(std::string::npos, text.find(c.last)) << text;
-    EXPECT_EQ(c.last[5] == '4', text.find("ToMapp.sammon: using default parameters\n") != std::string::npos) << text;
+    EXPECT_EQ(c.last[5] == '4', text.find("ToMapp.sammon: using default parameters\n") != std::string::npos)
+        << text;
   }
 }
 

@@ -21,7 +21,8 @@ class MappingFile : public MappingTest {
  protected:
   ~MappingFile() override { std::filesystem::remove(file); }
 
-  /// A mapping of 12 prototypes that has gone through a few epochs, in two components with holes in the link tables.
+  /// A mapping of 12 prototypes that has gone through a few epochs, in two components with holes in the link
+  /// tables.
   static void finish(OpenMapping& mapping, unsigned long seed) {
     MatFullD points;
     test::clustered_points(points, 12, 3, 2, seed);
@@ -158,7 +159,8 @@ TEST_F(MappingFile, EveryPrefixIsRefusedAndNoStatePastTheDataIsLeft) {
   for (std::size_t size = 0; size < bytes.size(); size += size + 900 < bytes.size() ? 211 : 7) {
     ASSERT_EQ(0, load(other, bytes.substr(0, size))) << size << " of " << bytes.size();
     ASSERT_EQ(1, other.done(VeQuan::datadone));
-    for (const char* step : {VeQuan::pinidone, ToMapp::minidone, ToMapp::mfindone}) ASSERT_EQ(0, other.done(step));
+    for (const char* step : {VeQuan::pinidone, ToMapp::minidone, ToMapp::mfindone})
+      ASSERT_EQ(0, other.done(step));
     ASSERT_EQ(-1, other.mapr_err());
     ASSERT_FALSE(other.maprsave(out));
   }
@@ -193,7 +195,8 @@ TEST_F(MappingFile, PartsThatDoNotFitEachOtherAreRefused) {
       {"too few images", [](OpenMapping& m) { m.mprot.setrows(11); }},
       {"no images", [](OpenMapping& m) { m.mprot.setrows(0); }},
       {"too few nodes", [](OpenMapping& m) { m.mlink.addrow(-1); }},
-      {"links with other values", [](OpenMapping& m) {
+      {"links with other values",
+       [](OpenMapping& m) {
          m.mlink.setdim(12, 3);
          m.mlink.addrow(12);
        }},
@@ -254,8 +257,8 @@ TEST_F(MappingFile, FilesAreReportedByName) {
   console.take();
   EXPECT_EQ(1, tm.save_mbf(file.c_str()));
   EXPECT_EQ(1, tm.load_mbf(file.c_str()));
-  EXPECT_EQ("ToMapp.save_mbf: saving binary file " + file + " ... done!\nToMapp.load_mbf: loading binary file " + file +
-                " ... done!\n",
+  EXPECT_EQ("ToMapp.save_mbf: saving binary file " + file +
+                " ... done!\nToMapp.load_mbf: loading binary file " + file + " ... done!\n",
             console.take());
   std::filesystem::resize_file(file, std::filesystem::file_size(file) - 1);
   EXPECT_EQ(0, tm.load_mbf(file.c_str()));

@@ -1,0 +1,177 @@
+// One epoch of curvilinear component analysis, the stress and multidimensional scaling; the first two beside
+// a plain loop over pairs with the same result.
+
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <utility>
+#include <vector>
+
+#include "base/exponential.h"
+#include "base/random.h"
+#include "mapping/tomapp.h"
+
+namespace qvtx {
+namespace {
+
+/// Uniform prototypes in space without links, and images in the plane that show two of their coordinates with
+/// noise: what a mapping looks like after its first epochs.
+class Mapping : public ToMapp {
+ public:
+  explicit Mapping(long n) : Mapping(preferences()) {
+    setseed(default_seed);
+    MatFullD m(n, 3);
+    m.setrows(n);
+    m.random(0, 0.0, 1.0, 0, -1, 0, -1);
+    dataload(m, 0);
+    set("vglink_p", 0);
+    set("vgmemory", 1);
+    nq();
+    dist_ini(0);
+    mapr_ini(2, 0);
+    for (long i = 0; i < n; ++i) {
+      for (long k = 0; k < 2; ++k) mprot(i, k) = prot(i, k) + 0.05 * u_rand();
+    }
+    nbwidth.setdim(n, 1);
+    nbwidth.setrows(n, 1.0);
+  }
+
+  void set(const char* key, double value) {
+    const long k = lpref.getkey(key);
+    if (k >= 0) {
+      lpref.newval(k, static_cast<long>(value));
+    } else {
+      dpref.newval(dpref.getkey(key), value);
+    }
+  }
+  double scale() const { return dpref.getval(keys.tdxm); }
+  const double* input(long i) const { return sdist[i].data(); }
+
+ private:
+  explicit Mapping(std::ifstream&& prefs) : ToMapp(prefs) {}
+  static std::ifstream preferences() {
+    return std::ifstream(std::filesystem::path(__FILE__).parent_path() / "../examples/Qvtx.prf");
+  }
+};
+
+/// The plain loops over pairs, two axes.
+struct Plain {
+  long n;
+  const Mapping& mapping;
+  std::vector<double> y;
+
+  explicit Plain(const Mapping& m)
+      : n(m.getprot().nrow()), mapping(m), y(m.getmprot().data(), m.getmprot().data() + 2 * n) {}
+
+  double distance(long i, long j) const {
+    const double s = y[at(j, 1)] - y[at(i, 1)], t = y[at(j, 0)] - y[at(i, 0)];
+    return std::sqrt(s * s + t * t);
+  }
+  static std::size_t at(long i, long k) { return static_cast<std::size_t>(2 * i + k); }
+
+  template <class F>
+  double epoch(const F& weight_of, double a) {
+    double dmax = 0;
+    for (long i = n - 1; i >= 0; --i) {
+      const double* input = mapping.input(i);
+      for (long j = n - 1; j >= 0; --j) {
+        const double from = input[j];
+        if (j == i || from < 0) continue;
+        const double to = distance(i, j);
+        if (to > dmax) dmax = to;
+        if (to <= 0) continue;
+        const double weight = weight_of(to);
+        if (weight < 0.05) continue;
+        const double s = to <= from ? (from * from - to * to) * 0.5 / (from * from) : (from - to) / to;
+        for (long k = 1; k >= 0; --k) y[at(j, k)] += (y[at(j, k)] - y[at(i, k)]) * (s * weight * a);
+      }
+    }
+    return dmax;
+  }
+
+  double stress() const {
+    double error = 0, scale = 0;
+    for (long i = n - 1; i >= 0; --i) {
+      const double* input = mapping.input(i);
+      for (long j = n - 1; j >= 0; --j) {
+        if (j == i || input[j] <= 0) continue;
+        const double t = input[j] - distance(i, j);
+        error += t * t / input[j];
+        scale += input[j];
+      }
+    }
+    return error / scale;
+  }
+};
+
+void count_pairs(benchmark::State& state, long n) { state.SetItemsProcessed(state.iterations() * n * n); }
+
+/// Arguments: prototypes, neighbourhood function, width in hundredths of the largest distance.
+void BM_CdaEpoch(benchmark::State& state) {
+  Mapping mapping(state.range(0));
+  mapping.set("tcdnwf", static_cast<double>(state.range(1)));
+  const double l = 0.01 * static_cast<double>(state.range(2));
+  for (auto _ : state) benchmark::DoNotOptimize(mapping.cda_itr(0.01, l));
+  count_pairs(state, state.range(0));
+}
+
+void BM_CdaEpochPlain(benchmark::State& state) {
+  const Mapping mapping(state.range(0));
+  Plain plain(mapping);
+  const double width = 0.01 * static_cast<double>(state.range(2)) * mapping.scale();
+  const double slope = 0.95 / width, scale = 1.0 / width;
+  const auto step = [width](double x) { return x <= width ? 1.0 : 0.0; };
+  const auto linear = [slope](double x) { return x * slope < 1.0 ? 1.0 - x * slope : 0.0; };
+  const auto gaussian = [scale](double x) { return fixed_exp(-3.0 * (x * scale * (x * scale))); };
+  for (auto _ : state) {
+    double dmax = 0;
+    if (state.range(1) == 0) dmax = plain.epoch(step, 0.01);
+    if (state.range(1) == 1) dmax = plain.epoch(linear, 0.01);
+    if (state.range(1) == 3) dmax = plain.epoch(gaussian, 0.01);
+    benchmark::DoNotOptimize(dmax);
+  }
+  count_pairs(state, state.range(0));
+}
+
+void epochs(benchmark::internal::Benchmark* b) {
+  b->Unit(benchmark::kMillisecond)->ArgNames({"n", "function", "width"});
+  for (const long function : {0, 1, 3}) {
+    for (const long width : {100, 30, 10}) {
+      for (const long n : {500, 2000}) b->Args({n, function, width});
+    }
+  }
+}
+BENCHMARK(BM_CdaEpoch)->Apply(epochs);
+BENCHMARK(BM_CdaEpochPlain)->Apply(epochs);
+
+void BM_Stress(benchmark::State& state) {
+  Mapping mapping(state.range(0));
+  for (auto _ : state) benchmark::DoNotOptimize(mapping.mapr_err());
+  count_pairs(state, state.range(0));
+}
+BENCHMARK(BM_Stress)->Unit(benchmark::kMillisecond)->Arg(500)->Arg(2000);
+
+void BM_StressPlain(benchmark::State& state) {
+  const Mapping mapping(state.range(0));
+  const Plain plain(mapping);
+  for (auto _ : state) benchmark::DoNotOptimize(plain.stress());
+  count_pairs(state, state.range(0));
+}
+BENCHMARK(BM_StressPlain)->Unit(benchmark::kMillisecond)->Arg(500)->Arg(2000);
+
+void BM_LostNeighbours(benchmark::State& state) {
+  Mapping mapping(state.range(0));
+  for (auto _ : state) benchmark::DoNotOptimize(mapping.mapr_err(0));
+}
+BENCHMARK(BM_LostNeighbours)->Unit(benchmark::kMillisecond)->Arg(2000);
+
+void BM_Mds(benchmark::State& state) {
+  Mapping mapping(state.range(0));
+  for (auto _ : state) benchmark::DoNotOptimize(mapping.mds_cor());
+}
+BENCHMARK(BM_Mds)->Unit(benchmark::kMillisecond)->Arg(1000);
+
+}  // namespace
+}  // namespace qvtx

@@ -1,0 +1,34 @@
+#pragma once
+// The prototypes by increasing graph distance from one of them.
+
+#include <optional>
+
+#include "graph/graph_paths.h"
+#include "quant/vequan.h"
+
+namespace qvtx {
+
+/// Graph rows with their order, from the quantizer's stores or, where these lack either, computed. Neither
+/// the quantizer's prototypes nor its links may change during the object's life. Memory: two rows, and a copy
+/// of the links when shortest paths have to be searched.
+class GraphOrder {
+ public:
+  /// REQUIRES: at least one prototype, linked as `prot_fin` left them. laplacian: distances are not shortest
+  /// paths.
+  GraphOrder(const VeQuan& prototypes, bool laplacian);
+
+  struct Row {
+    const double* distance;  ///< nprot numbers: from prototype i to each one, negative where no path leads
+    const long* order;       ///< nprot pairs; the second ones are i, then the others by distance, then -1
+  };
+  /// The row of prototype i. Valid until the next call.
+  Row row(long i);
+
+ private:
+  const VeQuan& prototypes_;
+  std::optional<GraphPaths> paths_;  ///< when shortest paths have to be searched
+  MatFullL order_;                   ///< nprot x 2: an order that is not stored
+  MatFullD distance_, scratch_;      ///< nprot x 1
+};
+
+}  // namespace qvtx
