@@ -102,7 +102,10 @@ void pull_near(const IsotopPull& pull, const ImageView& images) {
     const long m = images.n - first < block ? images.n - first : block;
     const double* d = pull.distance + first;
     weigh(d, m, width, pull.step, weight);
-    for (long j = 0; j < m; ++j) weight[j] = ((d[j] >= 0) & (d[j] <= width)) ? weight[j] : 0.0;
+    for (long j = 0; j < m; ++j) {
+      const bool near = (d[j] >= 0) & (d[j] <= width);
+      weight[j] = near ? weight[j] : 0.0;
+    }
     for (long k = images.p - 1; k >= 0; --k) {
       double* y = images.axes + k * images.stride + first;
       const double target = pull.x[k];

@@ -153,10 +153,10 @@ double FileNumbers::number() {
     return 0;
   }
   ScannedNumber scanned = scan(next_);
-  // A number that reaches the end of the block may go on in the next one.
-  for (bool more = true; more && scanned.end == end_;) {
-    more = refill();
-    scanned = scan(next_);  // the unread bytes have moved, also when no more came
+  // A number that reaches the end of the block may go on in the next one. Even a vain refill moves the bytes.
+  while (scanned.end == end_ && !exhausted_) {
+    refill();
+    scanned = scan(next_);
   }
   next_ = scanned.end;
   failed_ = !scanned.valid;
