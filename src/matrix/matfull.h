@@ -118,11 +118,23 @@ class MatFullT {
   long minidx(long col) const;
   long maxidx(long col) const;
 
-  // Text files: two optional header lines, then one line a row, every value followed by a tab.
+  // Text: two optional header lines (column count, row count, each filled up with zeros to ncol values), then
+  // one line a row. Every value is followed by a tab. Doubles have six decimals, a char is its signed code.
+
+  /// Writes the text, headers if header != 0, every line indented as `out` stands.
   void show(Ostr& out, int header) const;
+  /// Writes the text to a file, which is replaced only after success. Returns 1 or 0.
   int save_asc(const char* name, int verbose, int header) const;
+  /// Reads a text file as `read` does, in blocks: beside the numbers nothing larger than the first row is
+  /// held. Returns 0 for a file that does not open, fails, holds less than its header declares, or holds no
+  /// complete row of numbers (also: a header of 0 rows). The matrix then stays as it was, unless rows had
+  /// already been taken over; it has no rows and one column in that case.
   int load_asc(const char* name, int verbose);
-  /// Reads one matrix in the text layout from a stream, with or without header; returns the row count.
+  /// Reads one matrix from a stream, with or without header, and not a character behind it; returns the row
+  /// count. Numbers are read by the standard extraction of doubles; integers take the nearest one (halves
+  /// away from zero), clamped to their range. A header's numbers that the stream does not hold are missing:
+  /// the complete rows stay. Without a single number the matrix is 1 x 1 and holds what the failed extraction
+  /// gave (0).
   long read(Istr& in);
 
   // Binary files hold one block: five 4-byte little-endian integers (nall, ncol, nrow, ninc, bytes per

@@ -34,20 +34,42 @@ class MatFullD : public MatFullT<double> {
   void potsort(long col, MatFullL& idx) const;
 
   // ---- Statistics (matfulld_statistics.cpp) ----
-  void mmm(MatFullD& out) const;  ///< 3 x ncol: means, minima, maxima
-  void avg(MatFullD& out) const;  ///< 1 x ncol
+  // Population moments by column: divided by n = nrow. Results are resized and may be any matrix, an argument
+  // or this one included. Sums are extended, over the rows from the last to the first. A NaN or an infinity
+  // in a column makes its mean and moments non-finite; minima and maxima ignore a NaN. Without rows the mean
+  // is fatal (m 161, 1), var, cov and kur with given means are NaN. Rows m, v, s and stats are 1 x ncol (or
+  // their row 0 is).
+
+  /// out (3 x ncol): means, minima, maxima. A mean never leaves [minimum, maximum], so that the mean of a
+  /// constant column is the constant to the bit.
+  void mmm(MatFullD& out) const;
+  /// out (1 x ncol): means, those of `mmm`.
+  void avg(MatFullD& out) const;
+  /// out (1 x ncol): mean of (x - mean)^2, the mean being row 0 of stats (from `mmm` or `avg`), or the
+  /// column's own. Fatal: column counts (s 51, dimensions, 1).
   void var(const MatFullD& stats, MatFullD& out) const;
   void var(MatFullD& out) const;
+  /// out (ncol x ncol): mean of (x_i - m_i)(x_j - m_j) about the row m, or about the means. Exactly
+  /// symmetric. Fatal: column counts (s 81, dimensions, 1).
   void cov(const MatFullD& m, MatFullD& out) const;
   void cov(MatFullD& out) const;
+  /// Subtracts the row m, or the means, from every row; returns the row count. Fatal: column counts (s 91,
+  /// dimensions, 1).
   long center(const MatFullD& m);
   long center();
+  /// x becomes (x - m) / s, or x - m where the scale s of its column is 0. Without s the scales are the
+  /// population standard deviations about the columns' own means; without m the means. Fatal: column counts
+  /// (s 92, dimensions, 1 for m, 2 for s).
   void normal(const MatFullD& m, const MatFullD& s);
   void normal(const MatFullD& m);
   void normal();
+  /// Squared differences to b, summed over all elements and divided by the number of rows; 0 without rows.
+  /// Fatal: another shape (s 102, dimensions, 1).
   double mqe(const MatFullD& b) const;
+  /// Number of elements that are NaN or infinite.
   long nnan() const;
-  /// Kurtosis by column: mean of (x - mean)^4 over the squared population variance; 0 for a constant column.
+  /// out (1 x ncol): kurtosis, the mean of (x - m)^4 over v^2; 0 where v is 0. Without v the variances about
+  /// m, without m the means. Fatal: column counts (s 61, dimensions, 1 for m, 2 for v).
   void kur(const MatFullD& m, const MatFullD& v, MatFullD& out) const;
   void kur(const MatFullD& m, MatFullD& out) const;
   void kur(MatFullD& out) const;
