@@ -11,6 +11,7 @@
 #include "local/mgceigen.h"
 #include "matrix/golub_reinsch.h"
 #include "matrix/matfulld.h"
+#include "plain_eigen.h"
 
 namespace qvtx {
 namespace {
@@ -84,6 +85,23 @@ void eigenpairs(benchmark::State& state) {
 }
 BENCHMARK(eigenpairs)->ArgsProduct({{500, 1000, 2000}, {0, 2, 10}})->Unit(benchmark::kMillisecond);
 
+// The same matrices by plain loops, all vectors. Takes seconds.
+void eigenpairs_plain(benchmark::State& state) {
+  const long n = state.range(0);
+  const MatFullD x = random_data(n, n);
+  for (auto _ : state) {
+    state.PauseTiming();
+    PlainEigen problem(n);
+    for (long i = 0; i < n; ++i) {
+      for (long j = 0; j < n; ++j) problem(i, j) = x.data()[std::max(i, j) * n + std::min(i, j)];
+    }
+    state.ResumeTiming();
+    problem.solve();
+    benchmark::DoNotOptimize(problem.value(0));
+  }
+}
+BENCHMARK(eigenpairs_plain)->Arg(500)->Arg(1000)->Unit(benchmark::kMillisecond);
+
 void inverse(benchmark::State& state) {
   const long n = state.range(0);
   MatFullD a = random_data(n, n);
@@ -97,9 +115,13 @@ void inverse(benchmark::State& state) {
 }
 BENCHMARK(inverse)->Arg(100)->Arg(500)->Arg(1000)->Unit(benchmark::kMillisecond);
 
+// Regions of 200 samples with 10 columns each. The plain form takes the whole decomposition of every centred
+// sample, one after the other.
+constexpr long region_rows = 200;
+
 void local_components(benchmark::State& state) {
   const long regions = state.range(0);
-  const MatFullD x = random_data(regions * 200, 10);
+  const MatFullD x = random_data(regions * region_rows, 10);
   MatFullL bmu(x.nrow(), 1);
   bmu.setrows(x.nrow(), 0);
   for (long i = 0; i < x.nrow(); ++i) bmu.data()[i] = i % regions;
@@ -108,7 +130,26 @@ void local_components(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(lpca.init(x, bmu));
   state.SetItemsProcessed(state.iterations() * regions);
 }
-BENCHMARK(local_components)->Arg(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(local_components)->Arg(2000)->Unit(benchmark::kMillisecond);
+
+void local_components_plain(benchmark::State& state) {
+  const long regions = state.range(0);
+  const MatFullD x = random_data(regions * region_rows, 10);
+  const long d = x.ncol();
+  std::vector<double> w(static_cast<size_t>(d)), vt(static_cast<size_t>(d * d));
+  MatFullD sample(region_rows, d);
+  for (auto _ : state) {
+    for (long k = 0; k < regions; ++k) {
+      sample.setrows(region_rows, 0);
+      for (long r = 0; r < region_rows; ++r) std::copy_n(x.row(k + r * regions), d, sample.row(r));
+      sample.center();
+      GolubReinsch(sample.data(), region_rows, d).full(w.data(), vt.data());
+      benchmark::DoNotOptimize(w.data());
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * regions);
+}
+BENCHMARK(local_components_plain)->Arg(2000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace qvtx

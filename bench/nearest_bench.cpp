@@ -1,20 +1,20 @@
 // Nearest-row search: one sample at a time, all samples at once, and against a packed copy; beside each the
-// plain early-abandoning loop. Arguments: rows searched, columns. Times are per sample (items per second:
-// samples).
+// plain early-abandoning loop. Arguments: rows searched, columns, samples (also the items per second).
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <cmath>
+#include <utility>
 #include <vector>
 
-#include "base/isa.h"
+#include "matrix/all_neighbours.h"
 #include "matrix/matfulld.h"
 #include "matrix/row_search.h"
 
 namespace {
 
 using namespace qvtx;
-
-constexpr long samples = 2000;
 
 // Rows around 40 centres, as prototypes and data are: early abandoning lives on such structure.
 MatFullD clustered(long rows, long cols, unsigned seed) {
@@ -59,15 +59,16 @@ long plain_nearest(const double* rows, long n, long d, const double* x) {
 struct Data {
   MatFullD rows, dat;
   explicit Data(const benchmark::State& state)
-      : rows(clustered(state.range(0), state.range(1), 1)), dat(clustered(samples, state.range(1), 2)) {}
+      : rows(clustered(state.range(0), state.range(1), 1)),
+        dat(clustered(state.range(2), state.range(1), 2)) {}
 };
 
 template <class Search>
 void each_sample(benchmark::State& state, const Data& data, Search search) {
   for (auto _ : state)
-    for (long j = samples - 1; j >= 0; --j)
+    for (long j = data.dat.nrow() - 1; j >= 0; --j)
       benchmark::DoNotOptimize(search(j, data.dat.data() + j * data.dat.ncol()));
-  state.SetItemsProcessed(state.iterations() * samples);
+  state.SetItemsProcessed(state.iterations() * data.dat.nrow());
 }
 
 void PlainNearest(benchmark::State& state) {
@@ -95,7 +96,7 @@ void NearestAll(benchmark::State& state) {
     data.rows.nearest_all(data.dat, idx);
     benchmark::DoNotOptimize(idx.data());
   }
-  state.SetItemsProcessed(state.iterations() * samples);
+  state.SetItemsProcessed(state.iterations() * data.dat.nrow());
 }
 
 void Distances(benchmark::State& state) {
@@ -117,13 +118,53 @@ void RowSearchDistances(benchmark::State& state) {
   });
 }
 
-#define QVTX_SIZES ->Args({256, 16})->Args({1000, 64})->Args({50, 3})->Unit(benchmark::kMillisecond)
-BENCHMARK(PlainNearest) QVTX_SIZES;
-BENCHMARK(Nearest) QVTX_SIZES;
-BENCHMARK(RowSearchNearest) QVTX_SIZES;
-BENCHMARK(NearestAll) QVTX_SIZES;
-BENCHMARK(Distances) QVTX_SIZES;
-BENCHMARK(RowSearchDistances) QVTX_SIZES;
-#undef QVTX_SIZES
+void sizes(benchmark::internal::Benchmark* b) {
+  b->Args({256, 16, 2000})->Args({1000, 64, 2000})->Args({50, 3, 2000})->Unit(benchmark::kMillisecond);
+}
+// The size of a large coding.
+void batch_sizes(benchmark::internal::Benchmark* b) {
+  sizes(b);
+  b->Args({1000, 16, 200000});
+}
+
+// The 20 nearest rows of every row.
+void Neighbours(benchmark::State& state) {
+  const MatFullD rows = clustered(state.range(0), state.range(1), 1);
+  for (auto _ : state)
+    AllNeighbours(rows).search(20,
+                               [](long, const NearestList& list) { benchmark::DoNotOptimize(list[0].row); });
+  state.SetItemsProcessed(state.iterations() * rows.nrow());
+}
+
+// All distances of a row, then a partial sort.
+void NeighboursPlain(benchmark::State& state) {
+  const MatFullD rows = clustered(state.range(0), state.range(1), 1);
+  const long n = rows.nrow(), d = rows.ncol();
+  std::vector<std::pair<double, long>> found(static_cast<std::size_t>(n));
+  for (auto _ : state) {
+    for (long i = 0; i < n; ++i) {
+      for (long j = 0; j < n; ++j) {
+        double sum = 0.0;
+        for (long k = d - 1; k >= 0; --k) {
+          const double t = rows.data()[i * d + k] - rows.data()[j * d + k];
+          sum += t * t;
+        }
+        found[static_cast<std::size_t>(j)] = {i == j ? no_bound : std::sqrt(sum), j};
+      }
+      std::partial_sort(found.begin(), found.begin() + 20, found.end());
+      benchmark::DoNotOptimize(found.data());
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * n);
+}
+
+BENCHMARK(Neighbours)->Args({5000, 16})->Args({20000, 16})->Unit(benchmark::kMillisecond);
+BENCHMARK(NeighboursPlain)->Args({5000, 16})->Args({20000, 16})->Unit(benchmark::kMillisecond);
+BENCHMARK(PlainNearest)->Apply(batch_sizes);
+BENCHMARK(Nearest)->Apply(sizes);
+BENCHMARK(RowSearchNearest)->Apply(sizes);
+BENCHMARK(NearestAll)->Apply(batch_sizes);
+BENCHMARK(Distances)->Apply(sizes);
+BENCHMARK(RowSearchDistances)->Apply(sizes);
 
 }  // namespace

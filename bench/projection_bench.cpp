@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -10,6 +11,7 @@
 
 #include "base/exponential.h"
 #include "base/random.h"
+#include "base/scquan.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {
@@ -37,6 +39,7 @@ class Mapping : public ToMapp {
     deviations_.setrows(1, 1.0);
   }
 
+  void finish() { mapr_fin("Sammon"); }
   void isotop_epoch(double l) { isotop_itr(deviations_, 0.1, l); }
   double length(long i) const { return link.sum(i, 1) / static_cast<double>(link.degree(i)); }
   double longest() const { return static_cast<double>(lpref.getval(keys.tdxp)); }
@@ -135,6 +138,40 @@ struct Plain {
   }
 };
 
+/// Curvilinear criteria straight from their definition, on stored graph rows; both axes get all bits.
+double plain_criteria(const Mapping& mapping, long bits, MatSparT<long>& hist, MatFullD& stats) {
+  const MatFullD& y = mapping.getmprot();
+  const long n = y.nrow();
+  MatFullD scratch;
+  const auto image_distance = [&](long i, long j) {
+    double square = 0;
+    for (long k = 1; k >= 0; --k) square += (y.row(i)[k] - y.row(j)[k]) * (y.row(i)[k] - y.row(j)[k]);
+    return std::sqrt(square);
+  };
+  double top = 0;
+  for (long i = n - 1; i >= 0; --i) {
+    const double* graph = mapping.graph_row(i, scratch);
+    for (long j = i - 1; j >= 0; --j) top = std::max(top, std::max(graph[j], image_distance(i, j)));
+  }
+  const ScQuan bins(0, top, bits);
+  hist.setdim(bins.bins(), bins.bins());
+  stats.setdim(bins.bins(), 4);
+  stats.setrows(bins.bins(), 0.0);
+  for (long i = n - 1; i >= 0; --i) {
+    const double* graph = mapping.graph_row(i, scratch);
+    for (long j = i - 1; j >= 0; --j) {
+      const double across = image_distance(i, j), up = graph[j];
+      if (!(across > 0 && up >= 0)) continue;
+      const long r = bins.getidx(across);
+      hist.setval(r, bins.getidx(up), 1, '+');
+      stats(r, 1) += (up - across) * (up - across);
+      stats(r, 2) += up / across;
+      stats(r, 3) += 1;
+    }
+  }
+  return top;
+}
+
 /// Time per pair. Argument: prototypes.
 template <class Epoch>
 void run(benchmark::State& state, Epoch epoch) {
@@ -181,6 +218,26 @@ void GodCriteria(benchmark::State& state) {
   run(state, [&] { mapping.god(7, hist, stats, 1, 0); });
 }
 
+void GodCriteriaPlain(benchmark::State& state) {
+  const Mapping mapping(state.range(0));
+  MatSparT<long> hist;
+  MatFullD stats;
+  run(state, [&] { benchmark::DoNotOptimize(plain_criteria(mapping, 7, hist, stats)); });
+}
+
+/// Interpolation of data that lie between the prototypes. Arguments: prototypes, data.
+void SammonInterpolation(benchmark::State& state) {
+  Mapping mapping(state.range(0));
+  mapping.verbose = 0;
+  for (int epoch = 0; epoch < 10; ++epoch) mapping.sammon_itr(0.3, 0.0);
+  mapping.finish();
+  MatFullD data(state.range(1), 2), positions, winners;
+  data.setrows(data.nall(), 0.0);
+  data.random(0, 0.0, 1.0, 0, -1, 0, -1);
+  for (auto _ : state) benchmark::DoNotOptimize(mapping.sammon_iv(data, winners, positions, nullptr));
+  state.SetItemsProcessed(state.iterations() * state.range(1));
+}
+
 void sizes(benchmark::internal::Benchmark* b) { b->Arg(1000)->Arg(2000)->Unit(benchmark::kMillisecond); }
 void widths(benchmark::internal::Benchmark* b) {
   for (const long n : {1000, 2000}) {
@@ -195,7 +252,9 @@ BENCHMARK(SammonStochasticEpoch)->Apply(sizes);
 BENCHMARK(SammonStochasticEpochPlain)->Apply(sizes);
 BENCHMARK(IsotopEpoch)->Apply(widths);
 BENCHMARK(IsotopEpochPlain)->Apply(widths);
+BENCHMARK(SammonInterpolation)->Args({2000, 1000})->Unit(benchmark::kMillisecond);
 BENCHMARK(GodCriteria)->Apply(sizes);
+BENCHMARK(GodCriteriaPlain)->Apply(sizes);
 
 }  // namespace
 }  // namespace qvtx

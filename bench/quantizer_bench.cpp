@@ -48,7 +48,7 @@ struct Plain {
     x.assign(vq.getdat().data(), vq.getdat().data() + n * d);
     p.assign(vq.getprot().data(), vq.getprot().data() + m * d);
     distance.resize(static_cast<std::size_t>(m));
-    bmu.resize(static_cast<std::size_t>(n));
+    bmu.assign(static_cast<std::size_t>(n), -1);
     ranks.resize(static_cast<std::size_t>(m));
   }
 
@@ -58,8 +58,15 @@ struct Plain {
     return s;
   }
 
-  long nearest(const double* a) const {
-    double limit = std::numeric_limits<double>::infinity();
+  /// The previous winner, if there is one, bounds the search: few rows are visited to their last coordinate.
+  long winner(long i) {
+    const double* a = x.data() + i * d;
+    long& k = bmu[static_cast<std::size_t>(i)];
+    const double unbounded = std::numeric_limits<double>::infinity();
+    return k = nearest(a, k < 0 ? unbounded : squared(p.data() + k * d, a, unbounded));
+  }
+
+  long nearest(const double* a, double limit = std::numeric_limits<double>::infinity()) const {
     long found = m;
     for (long k = m - 1; k >= 0; --k) {
       const double s = squared(p.data() + k * d, a, limit);
@@ -91,8 +98,42 @@ struct Plain {
     }
   }
 
+  void assign() {
+    for (long i = n - 1; i >= 0; --i) bmu[static_cast<std::size_t>(i)] = nearest(x.data() + i * d);
+  }
+
   void cl_epoch(double a) {
-    for (long i = n - 1; i >= 0; --i) move(nearest(x.data() + i * d), x.data() + i * d, a);
+    for (long i = n - 1; i >= 0; --i) move(winner(i), x.data() + i * d, a);
+  }
+
+  void fcl_epoch(double a) {
+    std::vector<double> mean(static_cast<std::size_t>(m), 0.0);
+    for (long i = n - 1; i >= 0; --i) {
+      const double* row = x.data() + i * d;
+      const long k = winner(i);
+      move(k, row, a);
+      const double moved = std::sqrt(squared(p.data() + k * d, row, std::numeric_limits<double>::infinity()));
+      mean[static_cast<std::size_t>(k)] += 0.03 * (moved - mean[static_cast<std::size_t>(k)]);
+    }
+  }
+
+  /// From the first prototype on: a datum farther than r from all becomes the next one. Rate 0: running
+  /// means.
+  void growing_epoch(double r, double a) {
+    std::vector<double> hits(1, 0.0);
+    m = 1;
+    p.resize(static_cast<std::size_t>(d));
+    for (long i = n - 1; i >= 0; --i) {
+      const double* row = x.data() + i * d;
+      const long k = nearest(row, r * r * 1.001);
+      if (k == m) {
+        p.insert(p.end(), row, row + d);
+        hits.push_back(0.0);
+        ++m;
+      }
+      hits[static_cast<std::size_t>(k)] += 1.0;
+      move(k, row, a > 0.0 ? a : 1.0 / hits[static_cast<std::size_t>(k)]);
+    }
   }
 
   void ng_epoch(double a, double l) {
@@ -130,48 +171,122 @@ Quantizer quantizer(const benchmark::State& state) {
   return {state.range(0), state.range(1), state.range(2)};
 }
 
-void LbgEpoch(benchmark::State& state) {
+void Lbg(benchmark::State& state) {
   Quantizer vq = quantizer(state);
   run(state, [&] { vq.lbg_itr(0); });
 }
-void LbgEpochPlain(benchmark::State& state) {
+void LbgPlain(benchmark::State& state) {
   Plain plain(quantizer(state));
   run(state, [&] { plain.lbg_epoch(); });
 }
-void ClEpoch(benchmark::State& state) {
+void Assignment(benchmark::State& state) {
+  const Quantizer vq = quantizer(state);
+  MatFullL winners;
+  run(state, [&] { vq.getprot().nearest_all(vq.getdat(), winners); });
+}
+void AssignmentPlain(benchmark::State& state) {
+  Plain plain(quantizer(state));
+  run(state, [&] { plain.assign(); });
+}
+void Cl(benchmark::State& state) {
   Quantizer vq = quantizer(state);
   run(state, [&] { vq.cl_itr(0.05); });
 }
-void ClEpochPlain(benchmark::State& state) {
+void ClPlain(benchmark::State& state) {
   Plain plain(quantizer(state));
   run(state, [&] { plain.cl_epoch(0.05); });
 }
-void NgEpoch(benchmark::State& state) {
+// With the diagnosis, so that every datum is searched for.
+void Fcl(benchmark::State& state) {
+  Quantizer vq = quantizer(state);
+  run(state, [&] { vq.fcl_itr(0.05, 0); });
+}
+void FclPlain(benchmark::State& state) {
+  Plain plain(quantizer(state));
+  run(state, [&] { plain.fcl_epoch(0.05); });
+}
+
+// The growing methods: the last argument is 1000 times the radius, chosen so that there are about as many
+// prototypes as the argument before it says.
+void Xn(benchmark::State& state) {
+  Quantizer vq = quantizer(state);
+  run(state, [&] {
+    vq.prot_ini(1, 0);
+    vq.xn_itr(static_cast<double>(state.range(3)) / 1000.0);
+  });
+  state.counters["prototypes"] = static_cast<double>(vq.getprot().nrow());
+}
+void Nw(benchmark::State& state) {
+  Quantizer vq = quantizer(state);
+  run(state, [&] {
+    vq.prot_ini(1, 0);
+    vq.nw_itr(static_cast<double>(state.range(3)) / 1000.0, 0.05);
+  });
+  state.counters["prototypes"] = static_cast<double>(vq.getprot().nrow());
+}
+void growing_plain(benchmark::State& state, double a) {
+  Plain plain(quantizer(state));
+  run(state, [&] { plain.growing_epoch(static_cast<double>(state.range(3)) / 1000.0, a); });
+  state.counters["prototypes"] = static_cast<double>(plain.m);
+}
+void XnPlain(benchmark::State& state) { growing_plain(state, 0.0); }
+void NwPlain(benchmark::State& state) { growing_plain(state, 0.05); }
+
+void Ng(benchmark::State& state) {
   Quantizer vq = quantizer(state);
   run(state, [&] { vq.ng_itr(0.05, static_cast<double>(state.range(3)) / 10.0); });
 }
-void NgEpochPlain(benchmark::State& state) {
+void NgPlain(benchmark::State& state) {
   Plain plain(quantizer(state));
   run(state, [&] { plain.ng_epoch(0.05, static_cast<double>(state.range(3)) / 10.0); });
 }
 
-void sizes(benchmark::internal::Benchmark* b) {
-  for (const auto& shape : {std::pair(8, 200), std::pair(64, 200), std::pair(3, 1000)}) {
-    b->Args({20000, shape.first, shape.second});
-  }
-  b->Unit(benchmark::kMillisecond);
+// Ten epochs whose widths fall from 66 to 0.5.
+template <class Gas>
+void gas_schedule(benchmark::State& state, Gas gas) {
+  run(state, [&] {
+    for (int e = 0; e < 10; ++e) gas(0.3 * std::pow(0.1, e / 9.0), 66.0 * std::pow(0.5 / 66.0, e / 9.0));
+  });
 }
-void gas_sizes(benchmark::internal::Benchmark* b) {
-  for (int width : {100, 10, 2}) b->Args({20000, 8, 200, width});
-  b->Args({20000, 3, 1000, 100})->Unit(benchmark::kMillisecond);
+void NgSchedule(benchmark::State& state) {
+  Quantizer vq = quantizer(state);
+  gas_schedule(state, [&](double a, double l) { vq.ng_itr(a, l); });
+}
+void NgSchedulePlain(benchmark::State& state) {
+  Plain plain(quantizer(state));
+  gas_schedule(state, [&](double a, double l) { plain.ng_epoch(a, l); });
 }
 
-BENCHMARK(LbgEpoch)->Apply(sizes);
-BENCHMARK(LbgEpochPlain)->Apply(sizes);
-BENCHMARK(ClEpoch)->Apply(sizes);
-BENCHMARK(ClEpochPlain)->Apply(sizes);
-BENCHMARK(NgEpoch)->Apply(gas_sizes);
-BENCHMARK(NgEpochPlain)->Apply(gas_sizes);
+void batch_sizes(benchmark::internal::Benchmark* b) {
+  b->Args({20000, 8, 200})->Args({100000, 16, 256})->Args({20000, 64, 1000})->Unit(benchmark::kMillisecond);
+}
+void online_sizes(benchmark::internal::Benchmark* b) {
+  b->Args({20000, 8, 200})->Args({20000, 16, 500})->Unit(benchmark::kMillisecond);
+}
+void growing_sizes(benchmark::internal::Benchmark* b) {
+  b->Args({20000, 16, 500, 1100})->Unit(benchmark::kMillisecond);
+}
+void gas_sizes(benchmark::internal::Benchmark* b) {
+  for (int width : {1000, 660, 300, 100, 50, 20, 5}) b->Args({20000, 8, 200, width});
+  b->Args({20000, 3, 1000, 1000})->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(Lbg)->Apply(batch_sizes);
+BENCHMARK(LbgPlain)->Apply(batch_sizes);
+BENCHMARK(Assignment)->Apply(batch_sizes);
+BENCHMARK(AssignmentPlain)->Apply(batch_sizes);
+BENCHMARK(Cl)->Apply(online_sizes);
+BENCHMARK(ClPlain)->Apply(online_sizes);
+BENCHMARK(Fcl)->Apply(online_sizes);
+BENCHMARK(FclPlain)->Apply(online_sizes);
+BENCHMARK(Xn)->Apply(growing_sizes);
+BENCHMARK(XnPlain)->Apply(growing_sizes);
+BENCHMARK(Nw)->Apply(growing_sizes);
+BENCHMARK(NwPlain)->Apply(growing_sizes);
+BENCHMARK(Ng)->Apply(gas_sizes);
+BENCHMARK(NgPlain)->Apply(gas_sizes);
+BENCHMARK(NgSchedule)->Args({20000, 8, 200})->Unit(benchmark::kMillisecond);
+BENCHMARK(NgSchedulePlain)->Args({20000, 8, 200})->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace qvtx

@@ -1,7 +1,8 @@
 // Text matrices: reading against a bare std::from_chars loop over the same bytes, writing against an iostream
 // loop.
 //
-// The argument is the number of decimals: 6 as the program writes them, 15 as other programs do.
+// Arguments: rows of ten columns, and the number of decimals: 6 as the program writes them, 15 as other
+// programs do.
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>
@@ -19,23 +20,26 @@
 
 namespace {
 
-constexpr long rows = 100000;
 constexpr long columns = 10;
 
-void fill(qvtx::MatFullD& m) {
+void fill(qvtx::MatFullD& m, long rows) {
   qvtx::setseed(4357);
   m.setdim(rows, columns);
   m.setrows(rows, 0);
   for (long k = 0; k < rows * columns; ++k) m.data()[k] = qvtx::u_rand() * 200 - 100;
 }
 
-std::string iostream_text(const qvtx::MatFullD& m, int decimals) {
-  std::ostringstream out;
-  out << std::fixed << std::setprecision(decimals);
-  for (long i = 0; i < rows; ++i) {
+void write(const qvtx::MatFullD& m, std::ostream& out) {
+  for (long i = 0; i < m.nrow(); ++i) {
     for (long j = 0; j < columns; ++j) out << std::setw(10) << m.data()[i * columns + j] << '\t';
     out << '\n';
   }
+}
+
+std::string iostream_text(const qvtx::MatFullD& m, int decimals) {
+  std::ostringstream out;
+  out << std::fixed << std::setprecision(decimals);
+  write(m, out);
   return out.str();
 }
 
@@ -52,36 +56,40 @@ class TemporaryFile {
   std::string name_;
 };
 
-std::string random_text(int decimals) {
+std::string random_text(const benchmark::State& state) {
   qvtx::MatFullD m;
-  fill(m);
-  return iostream_text(m, decimals);
+  fill(m, state.range(0));
+  return iostream_text(m, static_cast<int>(state.range(1)));
 }
 
 void report(benchmark::State& state, std::size_t bytes) {
-  state.SetItemsProcessed(state.iterations() * rows * columns);
+  state.SetItemsProcessed(state.iterations() * state.range(0) * columns);
   state.SetBytesProcessed(state.iterations() * static_cast<long>(bytes));
 }
 
+void sizes(benchmark::internal::Benchmark* b) {
+  b->Args({100000, 6})->Args({1000000, 6})->Args({100000, 15})->Unit(benchmark::kMillisecond);
+}
+
 void LoadAsc(benchmark::State& state) {
-  const std::string text = random_text(static_cast<int>(state.range(0)));
+  const std::string text = random_text(state);
   const TemporaryFile file;
   std::ofstream(file.name(), std::ios::binary) << text;
   for (auto _ : state) {
     qvtx::MatFullD m;
-    if (m.load_asc(file.name(), 0) == 0 || m.nrow() != rows) state.SkipWithError("not loaded");
+    if (m.load_asc(file.name(), 0) == 0 || m.nrow() != state.range(0)) state.SkipWithError("not loaded");
     benchmark::DoNotOptimize(m.data());
   }
   report(state, text.size());
 }
-BENCHMARK(LoadAsc)->Arg(6)->Arg(15)->Unit(benchmark::kMillisecond);
+BENCHMARK(LoadAsc)->Apply(sizes);
 
 /// The text stands in memory and the result has its size from the start: less than any reader of files can
 /// do.
 void FromCharsLoop(benchmark::State& state) {
-  const std::string text = random_text(static_cast<int>(state.range(0)));
+  const std::string text = random_text(state);
   for (auto _ : state) {
-    std::vector<double> values(rows * columns);
+    std::vector<double> values(static_cast<std::size_t>(state.range(0) * columns));
     const char* p = text.data();
     const char* const end = p + text.size();
     for (double& value : values) {
@@ -92,47 +100,44 @@ void FromCharsLoop(benchmark::State& state) {
   }
   report(state, text.size());
 }
-BENCHMARK(FromCharsLoop)->Arg(6)->Arg(15)->Unit(benchmark::kMillisecond);
+BENCHMARK(FromCharsLoop)->Apply(sizes);
 
 void IostreamReadLoop(benchmark::State& state) {
-  std::istringstream in(random_text(static_cast<int>(state.range(0))));
+  std::istringstream in(random_text(state));
   const std::size_t bytes = in.str().size();
   for (auto _ : state) {
     in.clear();
     in.seekg(0);
-    std::vector<double> values(rows * columns);
+    std::vector<double> values(static_cast<std::size_t>(state.range(0) * columns));
     for (double& value : values) in >> value;
     benchmark::DoNotOptimize(values.data());
   }
   report(state, bytes);
 }
-BENCHMARK(IostreamReadLoop)->Arg(6)->Arg(15)->Unit(benchmark::kMillisecond);
+BENCHMARK(IostreamReadLoop)->Apply(sizes);
 
 void SaveAsc(benchmark::State& state) {
   qvtx::MatFullD m;
-  fill(m);
+  fill(m, state.range(0));
   const TemporaryFile file;
   for (auto _ : state) {
     if (m.save_asc(file.name(), 0, 0) == 0) state.SkipWithError("not saved");
   }
   report(state, std::filesystem::file_size(file.name()));
 }
-BENCHMARK(SaveAsc)->Unit(benchmark::kMillisecond);
+BENCHMARK(SaveAsc)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
 
 void IostreamWriteLoop(benchmark::State& state) {
   qvtx::MatFullD m;
-  fill(m);
+  fill(m, state.range(0));
   const TemporaryFile file;
   for (auto _ : state) {
     std::ofstream out(file.name(), std::ios::binary);
     out << std::fixed << std::setprecision(6);
-    for (long i = 0; i < rows; ++i) {
-      for (long j = 0; j < columns; ++j) out << std::setw(10) << m.data()[i * columns + j] << '\t';
-      out << '\n';
-    }
+    write(m, out);
   }
   report(state, std::filesystem::file_size(file.name()));
 }
-BENCHMARK(IostreamWriteLoop)->Unit(benchmark::kMillisecond);
+BENCHMARK(IostreamWriteLoop)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 // Shortest paths from many sources over one flat copy of the links.
 
+#include <span>
 #include <vector>
 
 #include "graph/matlinkd.h"
@@ -13,6 +14,12 @@ namespace qvtx {
 /// number) and links in list order. The graph may change after the construction; the copy does not.
 class GraphPaths {
  public:
+  /// A link as seen from one end.
+  struct Edge {
+    double length;
+    int to;
+  };
+
   /// Lengths come from value column col, which holds no negative number. Fatal (l 1003): col (1).
   GraphPaths(const MatLinkD& links, long col);
 
@@ -20,12 +27,13 @@ class GraphPaths {
   /// Shortest paths from node src: dist gets n distances, -1 where no path leads; pred, unless null, n x 2
   /// numbers as `gdav` defines them. Returns the number of settled nodes. REQUIRES: 0 <= src < nnode().
   long row(long src, double* dist, long* pred);
+  /// The links of node i in list order. REQUIRES: 0 <= i < nnode().
+  std::span<const Edge> edges(long i) const {
+    const auto k = static_cast<std::size_t>(i);
+    return {edges_.data() + first_[k], edges_.data() + first_[k + 1]};
+  }
 
  private:
-  struct Edge {
-    double length;
-    int to;
-  };
   /// A node in the queue.
   struct Entry {
     double key;

@@ -4,85 +4,27 @@
 
 #include "base/files.h"
 #include "graph/matlink.h"
+#include "matrix/file_report.h"
 #include "matrix/text_writer.h"
 
 namespace qvtx {
 
 namespace {
 
-// ---- Text ----
-
-/// Writes the links in the layout of the text matrices: to a file, or line by line to a console, which
-/// indents them.
-class TextLinks {
- public:
-  TextLinks(TextWriter& writer, Ostr* console) : writer_(writer), console_(console) {}
-
-  template <class T>
-  void write(const MatLinkT<T>& store, bool header) {
-    const long cols = 2 + store.nvalue();
-    if (header) {
-      header_line(cols, cols);
-      header_line(store.nlive(), cols);
-    }
-    for (long k = 0; k < store.nslot(); ++k) {
-      if (!store.live(k)) continue;
-      begin_line();
-      put(store.end_a(k));
-      put(store.end_b(k));
-      for (long c = 0; c < store.nvalue(); ++c) put(store.getvalue(k, c));
-      end_line();
-    }
-    writer_.flush();
+/// Writes the links in the layout of the text matrices.
+template <class T>
+void write_text(TextWriter& writer, Ostr* console, const MatLinkT<T>& store, bool header) {
+  TextTable table(writer, console);
+  if (header) table.header(store.nlive(), 2 + store.nvalue());
+  for (long k = 0; k < store.nslot(); ++k) {
+    if (!store.live(k)) continue;
+    table.begin_line();
+    table.put(store.end_a(k));
+    table.put(store.end_b(k));
+    for (long c = 0; c < store.nvalue(); ++c) table.put(store.getvalue(k, c));
+    table.end_line();
   }
-
- private:
-  void header_line(long number, long cols) {
-    begin_line();
-    for (long c = 0; c < cols; ++c) {
-      writer_.put(c == 0 ? number : 0L, 6);
-      writer_.put('\t');
-    }
-    end_line();
-  }
-
-  void put(double v) {
-    writer_.put(v, 10);
-    writer_.put('\t');
-  }
-  void put(long v) {
-    writer_.put(v, 10);
-    writer_.put('\t');
-  }
-  void put(int v) { put(long{v}); }
-
-  void begin_line() {
-    if (console_ != nullptr) console_->lind();
-  }
-  void end_line() {
-    if (console_ == nullptr) return writer_.put('\n');
-    writer_.flush();
-    console_->nl();
-  }
-
-  TextWriter& writer_;
-  Ostr* console_;  ///< null when the text goes to a file
-};
-
-// ---- Messages ----
-
-int say_not_found(const char* operation, const char* name, int verbose) {
-  if (verbose != 0) os.ow("MatLinkT.").ow(operation).ow(": file ").ow(name).ow(" not found!").nl();
-  return 0;
-}
-
-void say_saving(const char* what, const char* name, int verbose) {
-  if (verbose != 0) os.ow(what).ow(name).ow(" ... ").flush();
-}
-
-int say_end(bool saved, int verbose) {
-  if (verbose != 0) os.ow(saved ? "done!" : "failed!").nl();
-  return saved ? 1 : 0;
+  table.end();
 }
 
 // ---- Checks of a loaded store ----
@@ -153,27 +95,27 @@ template <class T>
 void MatLinkT<T>::show(Ostr& out, int verbose, int header) const {
   if (verbose != 0) out.ow("nodes ").ow(nnode()).ow(" links ").ow(nlive()).nl();
   TextWriter writer(*out.stream);
-  TextLinks(writer, &out).write(*this, header != 0);
+  write_text(writer, &out, *this, header != 0);
 }
 
 template <class T>
 int MatLinkT<T>::save_asc(const char* name, int verbose, int header) const {
   if (name == nullptr) return 0;
   SafeFile file(name);
-  if (!file.is_open()) return say_not_found("save_asc", name, verbose);
-  say_saving("saving ASCII-file ", name, verbose);
+  if (!file.is_open()) return report_missing("MatLinkT.save_asc", name, verbose);
+  report_start("saving ASCII-file ", name, verbose);
   TextWriter writer(file.file());
-  TextLinks(writer, nullptr).write(*this, header != 0);
-  return say_end(file.commit(), verbose);
+  write_text(writer, nullptr, *this, header != 0);
+  return report_end(file.commit(), verbose);
 }
 
 template <class T>
 int MatLinkT<T>::save_bin(const char* name, int verbose) const {
   if (name == nullptr) return 0;
   SafeFile file(name);
-  if (!file.is_open()) return say_not_found("save_bin", name, verbose);
-  say_saving("saving binary file ", name, verbose);
-  return say_end(save_bin(file.file()) != 0 && file.commit(), verbose);
+  if (!file.is_open()) return report_missing("MatLinkT.save_bin", name, verbose);
+  report_start("saving binary file ", name, verbose);
+  return report_end(save_bin(file.file()) != 0 && file.commit(), verbose);
 }
 
 template <class T>

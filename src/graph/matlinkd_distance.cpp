@@ -1,10 +1,11 @@
 // Graph distances: shortest paths along the links.
 
 #include <algorithm>
+#include <array>
 #include <vector>
 
-#include "graph/graph_paths.h"
 #include "graph/matlinkd.h"
+#include "graph/path_rows.h"
 
 namespace qvtx {
 
@@ -93,28 +94,53 @@ long MatLinkD::gdav(long src, long col, MatFullD& dist, double bound) const {
 
 namespace {
 
-/// The pair i > j whose positive distance is the best one by `better`, the first of equals when i and then j
-/// go down.
+/// The pair i > j whose positive distance is the best one by `better`; among equals the one with the largest
+/// i, then the largest j, whatever the order in which the rows come.
 template <class Better>
 double best_pair(const MatLinkD& links, long col, long& i, long& j, Better better) {
   i = j = -1;
   double best = 0.0;
-  GraphPaths paths(links, col);
-  std::vector<double> dist(static_cast<std::size_t>(links.nnode()));
-  for (long a = links.nnode() - 1; a > 0; --a) {
-    paths.row(a, dist.data(), nullptr);
-    for (long b = a - 1; b >= 0; --b) {
-      const double d = dist[static_cast<std::size_t>(b)];
-      if (!(d > 0.0) || (i >= 0 && !better(d, best))) continue;
-      best = d;
-      i = a;
-      j = b;
+  const long n = links.nnode();
+  PathRows paths(links, col);
+  std::vector<double> rows(static_cast<std::size_t>(n * PathRows::group));
+  std::array<double*, PathRows::group> dist;
+  for (std::size_t s = 0; s < dist.size(); ++s) dist[s] = rows.data() + static_cast<long>(s) * n;
+  for (long first = 0; first < n; first += PathRows::group) {
+    const long count = std::min(PathRows::group, n - first);
+    const long* const sources = paths.order().data() + first;
+    paths.rows(sources, count, dist.data(), nullptr);
+    for (long s = 0; s < count; ++s) {
+      const long a = sources[s];
+      for (long b = a - 1; b >= 0; --b) {
+        const double d = dist[static_cast<std::size_t>(s)][b];
+        if (!(d > 0.0) || (i >= 0 && !better(d, best) && (d != best || a < i || (a == i && b < j)))) continue;
+        best = d;
+        i = a;
+        j = b;
+      }
     }
   }
   return best;
 }
 
 }  // namespace
+
+long MatLinkD::gdnv(long i, long col, MatFullD& dist) const {
+  checknode(i, 'l', 1005, 1);
+  if (col < 0 || col >= nvalue()) ermessage('l', 1005, 2, col);
+  dist.setdim(nnode(), 1);
+  dist.setrows(nnode(), -1.0);
+  std::fill_n(dist.data(), nnode(), -1.0);
+  long links = 0;
+  for (long k = head(i); k >= 0; k = next(k, i)) {
+    double& length = dist(other(k, i), 0);
+    const double x = getvalue(k, col);
+    if (length < 0 || x < length) length = x;
+    ++links;
+  }
+  dist(i, 0) = 0;
+  return links;
+}
 
 double MatLinkD::gdamax(long col, long& i, long& j) const {
   if (col < 0 || col >= nvalue()) ermessage('l', 1002, 1, col);

@@ -1,55 +1,19 @@
 // Hot loops of the eigen solver; compiled once per instruction set.
 
+#include "base/vector_lanes.h"
 #include "local/eigen_kernels.h"
 
 namespace qvtx::QVTX_ISA {
 namespace {
 
-// A vector register of the instruction set in hand, in bytes.
-#if defined(__AVX512F__)
-constexpr int register_bytes = 64;
-#elif defined(__AVX2__)
-constexpr int register_bytes = 32;
-#else
-constexpr int register_bytes = 16;
-#endif
-
 template <class Real>
-struct Register;
-template <>
-struct Register<double> {
-  using Vec = double __attribute__((vector_size(register_bytes)));
-};
-template <>
-struct Register<float> {
-  using Vec = float __attribute__((vector_size(register_bytes)));
-};
-
-template <class Real>
-constexpr int width = register_bytes / static_cast<int>(sizeof(Real));
+constexpr int width = lanes_of<Real>;
 template <class Real>
 constexpr int line_size = static_cast<int>(line_vectors<Real>);
 constexpr int line_registers = 64 / register_bytes;
 
 template <class Real>
-inline typename Register<Real>::Vec load(const Real* p) {
-  typename Register<Real>::Vec v;
-  __builtin_memcpy(&v, p, sizeof v);
-  return v;
-}
-
-template <class Real, class Vec>
-inline void store(Real* p, Vec v) {
-  __builtin_memcpy(p, &v, sizeof v);
-}
-
-template <class Real>
-inline typename Register<Real>::Vec broadcast(Real x) {
-  return x - typename Register<Real>::Vec{};
-}
-
-template <class Real>
-inline Real fold(const typename Register<Real>::Vec* acc) {
+inline Real fold(const VecOf<Real>* acc) {
   Real sums[line_size<Real>];
   __builtin_memcpy(sums, acc, sizeof sums);
   for (int half = line_size<Real> / 2; half > 0; half /= 2) {
@@ -63,7 +27,7 @@ inline Real fold(const typename Register<Real>::Vec* acc) {
 template <class Real, int R>
 inline void update_rows(Real* const* a, long j, long length, const Real* u, const Real* q, const Real* x,
                         Real* p, Real* dots) {
-  using Vec = typename Register<Real>::Vec;
+  using Vec = VecOf<Real>;
   Vec acc[R][line_registers] = {};
   for (long k = 0; k < length; k += line_size<Real>) {
     for (int g = 0; g < line_registers; ++g) {
@@ -115,7 +79,7 @@ void update_multiply(Real* const* a, long n, const Real* u, const Real* q, const
 // Columns of a panel that pass through a loop together.
 template <class Real, int T>
 struct Tile {
-  using Vec = typename Register<Real>::Vec;
+  using Vec = VecOf<Real>;
   Vec part[T];
 
   static Tile read(const Real* p) {

@@ -1,8 +1,8 @@
 // The passes of Sammon's mapping round one image. Square roots and divisions are their price, so that a pair
 // takes one of each.
 
+#include "base/vector_lanes.h"
 #include "mapping/sammon_kernels.h"
-#include "mapping/vector_lanes.h"
 
 namespace qvtx::QVTX_ISA {
 

@@ -1,8 +1,8 @@
 // The winner of a stimulus and the moves towards it.
 
 #include "base/exponential.h"
+#include "base/vector_lanes.h"
 #include "mapping/isotop_kernels.h"
-#include "mapping/vector_lanes.h"
 
 namespace qvtx::QVTX_ISA {
 

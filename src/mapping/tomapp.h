@@ -171,9 +171,8 @@ class ToMapp : public VeQuan {
   // ---- Snapshot (tomapp_snapshot.cpp) ----
 
   /// Writes or reads the mapping's block: number and width of the prototypes, images, links. A block of other
-  /// prototypes
-  /// ("size mismatch ... "), a damaged or short one, or one that lacks what a step that is set promises is
-  /// refused and nothing changes.
+  /// prototypes ("size mismatch ... "), a damaged or short one, or one that lacks what a step that is set
+  /// promises is refused and nothing changes.
   long save_mbf(std::FILE* f) const;
   long load_mbf(std::FILE* f);
   /// The quantizer's snapshot and the block, as one file; loading requires "dataload". A file of other data
@@ -208,8 +207,6 @@ class ToMapp : public VeQuan {
   /// Distance between components that `mapr_rep` is given after an epoch: the largest mixed distance with
   /// graph distances in use, else 0.
   double separation() const;
-  /// Advances the loop counter; prints `label` and the stress, or the lost links, when "vgerrors" is set.
-  void mapping_progress(const char* label, bool stress);
   /// Distances of all images from image i, in the class in force; valid until the next call. `images` must be
   /// loaded; it is stored back where the class asks for the plain form.
   const double* image_distances(long i);

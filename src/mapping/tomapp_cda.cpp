@@ -5,25 +5,18 @@
 #include <cmath>
 
 #include "mapping/input_distances.h"
-#include "mapping/mapping_kernels.h"
+#include "mapping/pivot_kernels.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {
 
 long ToMapp::cda(long dim, const char* file) {
   if (dim < 1) return 0;
-  MatParaD sched;
-  if (file && load_schedule(sched, file, "default.cmp", 1)) return cda(dim, sched);
-  say_line("cda: using default parameters");
-  sched.setdim(lkey("tcdepoq "), 2);
-  sched.setrows(sched.nall(), 0.0);
-  const double aini = dkey("tcdaini ");
-  const double afin = dkey("tcdafin ");
-  const double lini = dkey("tcdlini ");
-  const double lfin = dkey("tcdlfin ");
-  sched.set(3, 0, aini, afin, 0, -1);
-  sched.set(3, 1, lini, lfin, 0, -1);
-  return cda(dim, sched);
+  return cda(dim, schedule_for(file, 1,
+                               {"default.cmp",
+                                "cda: using default parameters",
+                                "tcdepoq ",
+                                {{"tcdaini ", "tcdafin "}, {"tcdlini ", "tcdlfin "}}}));
 }
 
 long ToMapp::cda(long dim, const MatParaD& sched) {
@@ -38,12 +31,8 @@ long ToMapp::cda(long dim, const MatParaD& sched) {
     refuse("cda: al not parametric");
     return 0;
   }
-  progress_begin("cda: mapping ... ", sched.nrow());
-  for (long t = 0; t < sched.nrow(); ++t) {
-    mapping_progress(" E=", true);
-    if (!cda_itr(sched.get(t, 0), sched.get(t, 1))) break;
-  }
-  progress_end();
+  run_epochs("cda: mapping ... ", sched.nrow(), {" E=", [this] { return mapr_err(); }},
+             [&](long t) { return cda_itr(sched.get(t, 0), sched.get(t, 1)); });
   return mapr_fin("Curvilinear Component Analysis");
 }
 
@@ -72,7 +61,7 @@ long ToMapp::cda_itr(double anow, double lnow) {
   shuffle_images();
 
   const long n = prot.nrow();
-  const MappingKernels& kernels = mapping_kernels();
+  const PivotKernels& kernels = pivot_kernels();
   InputDistances input(*this, balance(), false);
   double dmax = 0;
   double total = 0;
@@ -84,6 +73,7 @@ long ToMapp::cda_itr(double anow, double lnow) {
     const double* to = euclidean_images() ? nullptr : image_distances(pivot.i);
     pivot.width = adaptive ? nbwidth(pivot.i, 0) : lnow * dpref.getval(keys.tdxm);
     const long active = kernels.cda_move(pivot, from, to, view, &dmax);
+    pivot.crowded = 4 * active > 3 * n;
     if (adaptive) {
       const double members = static_cast<double>(compsize.get(pidx.get(pivot.i, 0), 0));
       pivot.width *= std::sqrt(lnow / (static_cast<double>(active + 1) / members));

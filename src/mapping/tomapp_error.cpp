@@ -95,10 +95,4 @@ double ToMapp::mapr_err() {
   return scale > 0 ? error / scale : 0;
 }
 
-void ToMapp::mapping_progress(const char* label, bool stress) {
-  if (!verbose) return;
-  os.lp(0);
-  if (lpref.commit(keys.vgerrors) != 0) os.ow(label).ow(stress ? mapr_err() : mapr_err(1), 7, 4);
-}
-
 }  // namespace qvtx

@@ -2,11 +2,11 @@
 // dy-dx picture of Demartines and Herault, "Curvilinear component analysis", IEEE Trans. Neural Networks
 // 8(1), 1997) with statistics per bin.
 
-#include <algorithm>
 #include <optional>
 #include <vector>
 
 #include "base/scquan.h"
+#include "mapping/god_kernels.h"
 #include "mapping/input_distances.h"
 #include "mapping/tomapp.h"
 #include "matrix/row_search.h"
@@ -45,10 +45,7 @@ class DistanceRows {
   /// The largest distance of a pair, taken from the row of its higher number; 0 for none.
   double maximum() {
     double top = 0;
-    for (long i = n_ - 1; i >= 0; --i) {
-      const double* distance = row(i);
-      for (long j = i - 1; j >= 0; --j) top = std::max(top, distance[j]);
-    }
+    for (long i = n_ - 1; i >= 0; --i) top = god_kernels().largest(row(i), i, top);
     return top;
   }
 
@@ -112,14 +109,6 @@ class PairCounter {
       occupied_;  ///< numbers of the cells that are not 0, in the order of their first pair
 };
 
-/// Counts a pair of distances x and y in row r.
-void add_pair(MatFullD& stats, long r, double x, double y) {
-  double* sums = stats.row(r);
-  sums[1] += (y - x) * (y - x);
-  sums[2] += y / x;
-  sums[3] += 1;
-}
-
 /// Cumulates columns 1 to 3 over the rows and turns sums into means and shares; column 0: the bins' centres.
 void finish_statistics(MatFullD& stats, double bin) {
   const long rows = stats.nrow();
@@ -132,6 +121,19 @@ void finish_statistics(MatFullD& stats, double bin) {
     stats(r, 1) = count > 0 ? stats(r, 1) / count : 0;
     stats(r, 2) = count > 0 ? stats(r, 2) / count : 1;
     stats(r, 3) = count / pairs;
+  }
+}
+
+/// Counts the first n pairs of a block, from the last to the first.
+void add_pairs(const PairTerms& terms, long n, PairCounter& counter, MatFullD& stats) {
+  for (long j = n - 1; j >= 0; --j) {
+    const long r = terms.row[j];
+    if (r < 0) continue;  // one spot, or no path
+    counter.add(r, terms.column[j]);
+    double* sums = stats.row(r);
+    sums[1] += terms.square[j];
+    sums[2] += terms.ratio[j];
+    sums[3] += 1;
   }
 }
 
@@ -151,14 +153,17 @@ bool count_pairs(DistanceRows& across, DistanceRows& up, long n, long bits, MatS
   stats.setrows(x_bins.bins(), 0.0);
   if (!hist.setdim(x_bins.bins(), y_bins.bins()) || stats.nrow() != x_bins.bins()) return false;
   PairCounter counter(hist);
+  const BinScale x_scale = {x_bins.lb(), x_bins.ub(), x_bins.bits()};
+  const BinScale y_scale = {y_bins.lb(), y_bins.ub(), y_bins.bits()};
   for (long i = n - 1; i >= 0; --i) {
     const double* x = across.row(i);
     const double* y = up.row(i);
-    for (long j = i - 1; j >= 0; --j) {
-      if (!(x[j] > 0 && y[j] >= 0)) continue;  // one spot, or no path
-      const long r = x_bins.getidx(x[j]);
-      counter.add(r, y_bins.getidx(y[j]));
-      add_pair(stats, r, x[j], y[j]);
+    for (long end = i; end > 0;) {
+      const long first = (end - 1) / pair_block * pair_block;
+      PairTerms terms;
+      god_kernels().pair_terms(x + first, y + first, end - first, x_scale, y_scale, &terms);
+      add_pairs(terms, end - first, counter, stats);
+      end = first;
     }
   }
   finish_statistics(stats, x_bins.width());

@@ -32,18 +32,11 @@ long within(const GraphOrder::Row& row, double width, long n) {
 
 long ToMapp::isotop(long dim, const char* file) {
   if (dim < 1) return 0;
-  MatParaD sched;
-  if (file && load_schedule(sched, file, "default.cmp", 1)) return isotop(dim, sched);
-  say_line("isotop: using default parameters");
-  sched.setdim(lkey("titepoq "), 2);
-  sched.setrows(sched.nall(), 0.0);
-  const double aini = dkey("titaini ");
-  const double afin = dkey("titafin ");
-  const double lini = dkey("titlini ");
-  const double lfin = dkey("titlfin ");
-  sched.set(3, 0, aini, afin, 0, -1);
-  sched.set(3, 1, lini, lfin, 0, -1);
-  return isotop(dim, sched);
+  return isotop(dim, schedule_for(file, 1,
+                                  {"default.cmp",
+                                   "isotop: using default parameters",
+                                   "titepoq ",
+                                   {{"titaini ", "titafin "}, {"titlini ", "titlfin "}}}));
 }
 
 void ToMapp::advise(const char* text) const {
@@ -58,14 +51,10 @@ long ToMapp::isotop_ini(MatFullD& sdev, long dim) {
     advise("There are no links!");
     return 0;
   }
-  const bool rebalanced = dpref.changed(keys.tdgb);
   if (dpref.commit(keys.tdgb) == 0) {
     advise("Space/graph distances balance is zero!");
     return 0;
   }
-  // `dist_ini` sees no change of the balance once it is committed; with its step cleared it measures the mix
-  // anew.
-  if (rebalanced) state.shutflag(step(dinidone));
   if (!dist_ini(0)) return 0;
   if (!mapr_ini(dim, static_cast<int>(lkey("titinm  ")))) return 0;
   stimulus_deviations(sdev);
@@ -99,12 +88,8 @@ long ToMapp::isotop(long dim, const MatParaD& sched) {
     sdev.show(os, 0);
   }
   mapr_rep(component_gap);
-  progress_begin("isotop: mapping ... ", sched.nrow());
-  for (long t = 0; t < sched.nrow(); ++t) {
-    mapping_progress(" E=", false);
-    if (!isotop_itr(sdev, sched.get(t, 0), sched.get(t, 1))) break;
-  }
-  progress_end();
+  run_epochs("isotop: mapping ... ", sched.nrow(), {" E=", [this] { return mapr_err(1); }},
+             [&](long t) { return isotop_itr(sdev, sched.get(t, 0), sched.get(t, 1)); });
   mapr_rep(component_gap);
   return mapr_fin("Isotop");
 }
@@ -181,7 +166,7 @@ long ToMapp::isotop_itr(MatFullD& sdev, double anow, double lnow) {
   for (long stimulus = n; stimulus > 0; --stimulus) {
     draw_stimulus(sdev, around_images, x.row(0));
     const long winner = nearest_image(x);
-    // There is none for a stimulus at infinity, which one draw in four thousand million makes.
+    // There is none when no image is finite.
     if (winner < n) pull_towards(x, winner, anow, width.get(winner, 0), graph);
   }
   images.store(mprot);

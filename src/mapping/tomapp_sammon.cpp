@@ -36,12 +36,8 @@ long ToMapp::sammon(long dim, const MatParaD& sched) {
     refuse("sammon: as not parametric");
     return 0;
   }
-  progress_begin("sammon: mapping ... ", sched.nrow());
-  for (long t = 0; t < sched.nrow(); ++t) {
-    mapping_progress(" E=", true);
-    if (!sammon_itr(sched.get(t, 0), sched.get(t, 1))) break;
-  }
-  progress_end();
+  run_epochs("sammon: mapping ... ", sched.nrow(), {" E=", [this] { return mapr_err(); }},
+             [&](long t) { return sammon_itr(sched.get(t, 0), sched.get(t, 1)); });
   return mapr_fin("Sammon's Nonlinear Mapping");
 }
 

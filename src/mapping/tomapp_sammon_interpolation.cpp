@@ -10,6 +10,7 @@
 
 #include "graph/graph_paths.h"
 #include "mapping/affine_blend.h"
+#include "mapping/point_kernels.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {
@@ -22,33 +23,44 @@ double distance(const double* a, const double* b, long n) {
   return std::sqrt(sum);
 }
 
-/// A fixed point and the distance that the free point should have from it.
-struct Target {
-  const double* at;
-  double distance;
+/// Fixed points and the distances that the free point should have from them. Keeps its storage.
+class Targets {
+ public:
+  /// Forgets all targets; makes room for `most` of them with p coordinates.
+  void clear(long most, long p) {
+    stride_ = most;
+    p_ = p;
+    count_ = 0;
+    const auto needed = static_cast<std::size_t>(most * p);
+    if (axes_.size() < needed) axes_.resize(needed);
+    if (distance_.size() < static_cast<std::size_t>(most)) distance_.resize(static_cast<std::size_t>(most));
+  }
+  void add(const double* point, double distance) {
+    for (long k = 0; k < p_; ++k) axes_[static_cast<std::size_t>(k * stride_ + count_)] = point[k];
+    distance_[static_cast<std::size_t>(count_++)] = distance;
+  }
+  TargetView view() const { return {axes_.data(), distance_.data(), stride_, count_, p_}; }
+
+ private:
+  std::vector<double> axes_, distance_;
+  long stride_ = 0, p_ = 0, count_ = 0;
 };
 
-/// Moves point (n numbers) by one majorization step for every row of steps, with the factor in column 0; the
-/// stress against the targets never rises. A step goes to the mean of the places, at the targets' distances
-/// in the present directions, where the targets want the point, weighted by 1 / distance.
-void majorize(const std::vector<Target>& targets, const MatParaD& steps, long n, double* point,
-              std::vector<double>& scratch) {
+/// Moves point by one majorization step for every row of steps, with the factor in column 0; the stress
+/// against the targets never rises. A step goes to the mean of the places, at the targets' distances in the
+/// present directions, where the targets want the point, weighted by 1 / distance.
+void majorize(const Targets& targets, const MatParaD& steps, double* point, std::vector<double>& scratch) {
+  const PointKernels& kernels = point_kernels();
+  const TargetView view = targets.view();
+  const long n = view.p;
   scratch.assign(static_cast<std::size_t>(2 * n), 0.0);
   double* centre = scratch.data();
   double* mean = centre + n;
-  double total = 0;
-  for (const Target& target : targets) {
-    for (long k = n - 1; k >= 0; --k) centre[k] += target.at[k] / target.distance;
-    total += 1 / target.distance;
-  }
+  const double total = kernels.weigh(view, centre);
   if (!(total > 0)) return;
   for (long t = 0; t < steps.nrow(); ++t) {
     std::copy_n(centre, n, mean);
-    for (const Target& target : targets) {
-      const double now = distance(point, target.at, n);
-      const double scale = now > 0 ? 1 / now : 0.0;
-      for (long k = n - 1; k >= 0; --k) mean[k] += scale * (point[k] - target.at[k]);
-    }
+    kernels.pull(view, point, mean);
     const double a = steps.get(t, 0);
     for (long k = n - 1; k >= 0; --k) point[k] += a * (mean[k] / total - point[k]);
   }
@@ -69,13 +81,14 @@ void keep_component(BlendRows& rows, const MatFullL& component) {
 /// neighbourhood, one after the other, ask for the same few.
 class RowCache {
  public:
-  explicit RowCache(std::size_t n) : place_(n, -1), rows_(capacity * n) {}
+  explicit RowCache(std::size_t n)
+      : place_(n, -1), capacity_(std::min(n, std::max(least_rows, most_numbers / n))), rows_(capacity_ * n) {}
   /// Row i, filled by make(row) unless it is there. Valid until the next call.
   template <class Make>
   const double* row(long i, Make make) {
     long& place = place_[static_cast<std::size_t>(i)];
     if (place < 0) {
-      if (used_ == capacity) {
+      if (used_ == capacity_) {
         std::fill(place_.begin(), place_.end(), -1L);
         used_ = 0;
       }
@@ -86,10 +99,12 @@ class RowCache {
   }
 
  private:
-  static constexpr std::size_t capacity = 64;
+  static constexpr std::size_t least_rows = 64;
+  static constexpr std::size_t most_numbers = 1UL << 22;  // 32 MiB
   double* at(long place) { return rows_.data() + static_cast<std::size_t>(place) * place_.size(); }
 
   std::vector<long> place_;  // of each prototype's row, -1: not there
+  std::size_t capacity_;
   std::vector<double> rows_;
   std::size_t used_ = 0;
 };
@@ -131,17 +146,17 @@ class SampleTargets {
 
   /// Targets of row i of data, which mixes `rows`; none for prototypes of another component than rows.row[0]
   /// when graph distances count, and none that is not positive.
-  void collect(const MatFullD& data, long i, BlendRows& rows, std::vector<Target>& targets) {
+  void collect(const MatFullD& data, long i, BlendRows& rows, Targets& targets) {
     if (w_ > 0) keep_component(rows, quantizer_.getcomp());
     measure(data, i, rows.row[0]);
     std::fill(wanted_.begin(), wanted_.end(), 0.0);
     for (std::size_t k = 0; k < rows.row.size(); ++k) {
       if (rows.weight[k] > 0) add_residuals(rows.row[k], rows.weight[k]);
     }
-    targets.clear();
+    targets.clear(images_.nrow(), images_.ncol());
     for (long j = 0; j < images_.nrow(); ++j) {
       const double target = wanted_[static_cast<std::size_t>(j)];
-      if (input_[static_cast<std::size_t>(j)] >= 0 && target > 0) targets.push_back({images_.row(j), target});
+      if (input_[static_cast<std::size_t>(j)] >= 0 && target > 0) targets.add(images_.row(j), target);
     }
   }
 
@@ -165,13 +180,7 @@ class SampleTargets {
     }
   }
   void enter(long c) {
-    const double* graph = graph_->row(c);
-    const double entry = space_(c, 0);
-    for (std::size_t j = 0; j < input_.size(); ++j) {
-      if (graph[j] < 0) continue;
-      const double path = entry + graph[j];
-      if (input_[j] < 0 || path < input_[j]) input_[j] = path;
-    }
+    point_kernels().enter(graph_->row(c), space_(c, 0), static_cast<long>(input_.size()), input_.data());
   }
 
   /// For every prototype, how much farther it is from prototype o in the map than it should be.
@@ -186,7 +195,8 @@ class SampleTargets {
   /// The residuals correct the distances, so that a sample at prototype o wants to be where o is.
   void add_residuals(long o, double weight) {
     const double* residual = residuals_.row(o, [&](double* row) { residuals(o, row); });
-    for (std::size_t j = 0; j < wanted_.size(); ++j) wanted_[j] += weight * (input_[j] + residual[j]);
+    point_kernels().correct(input_.data(), residual, weight, static_cast<long>(wanted_.size()),
+                            wanted_.data());
   }
 
   const VeQuan& quantizer_;
@@ -211,11 +221,11 @@ std::vector<long> by_neighbourhood(const std::vector<BlendRows>& rows) {
 /// The distances that the sample at position y, which mixes `rows`, should have from the prototypes whose
 /// images are nearest to y; none that is not positive.
 void collect_targets(const MatFullD& prototypes, const MatFullD& images, const double* y,
-                     const BlendRows& rows, NeighbourSearch& near, std::vector<Target>& targets) {
+                     const BlendRows& rows, NeighbourSearch& near, Targets& targets) {
   const long p = images.ncol();
   const long d = prototypes.ncol();
   const long count = near.search(y, -1, 4 * p);
-  targets.clear();
+  targets.clear(count, d);
   for (long r = 0; r < count; ++r) {
     const long j = near.row(r);
     double target = 0;
@@ -225,7 +235,7 @@ void collect_targets(const MatFullD& prototypes, const MatFullD& images, const d
       const double in_data = distance(prototypes.row(rows.row[k]), prototypes.row(j), d);
       target += rows.weight[k] * (in_data + near.distance(r) - distance(image, images.row(j), p));
     }
-    if (target > 0) targets.push_back({prototypes.row(j), target});
+    if (target > 0) targets.add(prototypes.row(j), target);
   }
 }
 
@@ -274,14 +284,14 @@ long ToMapp::sammon_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj, const
     rows.row.assign(1, 0);
   }
   SampleTargets wanted(*this, mprot, balance());
-  std::vector<Target> targets;
+  Targets targets;
   std::vector<double> scratch;
   for (const long i : by_neighbourhood(near)) {
     BlendRows& rows = near[static_cast<std::size_t>(i)];
     bar_step();
     if (rows.exact) continue;
     wanted.collect(data, i, rows, targets);
-    majorize(targets, sched, p, prj.row(i), scratch);
+    majorize(targets, sched, prj.row(i), scratch);
   }
   bar_end();
   return 1;
@@ -300,7 +310,7 @@ long ToMapp::sammon_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp, const 
   tmp.setrows(prj.nrow());
   BlendRows rows;
   NeighbourSearch near(mprot, NeighbourSearch::Metric::euclidean);
-  std::vector<Target> targets;
+  Targets targets;
   std::vector<double> scratch;
   for (long i = prj.nrow() - 1; i >= 0; --i) {
     const double* y = prj.row(i);
@@ -310,7 +320,7 @@ long ToMapp::sammon_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp, const 
     bar_step();
     if (!finite || rows.exact) continue;
     collect_targets(prot, mprot, y, rows, near, targets);
-    majorize(targets, sched, d, x, scratch);
+    majorize(targets, sched, x, scratch);
   }
   bar_end();
   return 1;

@@ -38,7 +38,7 @@ void ToMapp::show_distances(Ostr& o, int level) const {
 void ToMapp::show_mapping(Ostr& o, int level) {
   const bool linked = lpref.getval(keys.vglink_p) != 0;
   o.ow("Mapping: ")
-      .ow(mname)
+      .ow(mname[0] != '\0' ? mname : "loaded")
       .ow(", ")
       .ow(mprot.ncol())
       .ow(mprot.ncol() == 1 ? " dimension" : " dimensions")

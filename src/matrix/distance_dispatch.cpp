@@ -19,18 +19,18 @@ const DistanceKernels& kernels() {
   return baseline::distance_kernels;
 }
 
-FilterKernel filter_kernel() {
+const FilterKernels& filter_kernels() {
 #if defined(__x86_64__)
   switch (isa_level()) {
     case Isa::avx512:
-      return avx512::filter_kernel;
+      return avx512::filter_kernels;
     case Isa::avx2:
-      return avx2::filter_kernel;
+      return avx2::filter_kernels;
     case Isa::baseline:
       break;
   }
 #endif
-  return baseline::filter_kernel;
+  return baseline::filter_kernels;
 }
 
 }  // namespace qvtx::distance

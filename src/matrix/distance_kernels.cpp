@@ -16,32 +16,17 @@
 
 #include "matrix/distance_kernels.h"
 
-#if defined(__SSE2__)
-#include <immintrin.h>
-#endif
+#include "base/vector_lanes.h"
 
 namespace qvtx::distance::QVTX_ISA {
 namespace {
 
-#if defined(__AVX512F__)
-constexpr int lanes = 8;
-#elif defined(__AVX2__)
-constexpr int lanes = 4;
-#else
-constexpr int lanes = 2;
-#endif
+using namespace qvtx::QVTX_ISA;
+
 constexpr int block_rows = 8;                      // rows of a packed block
 constexpr int block_vectors = block_rows / lanes;  // vectors that hold one coordinate of a block
 constexpr int group_blocks = lanes == 2 ? 2 : 4;   // blocks side by side, to hide the latency of additions
 constexpr long check_step = 8;                     // coordinates between two tests whether to give up
-
-typedef double Vec __attribute__((vector_size(lanes * 8)));
-typedef long long Bits __attribute__((vector_size(lanes * 8)));
-typedef double LooseVec __attribute__((vector_size(lanes * 8), aligned(8), may_alias));
-
-inline Vec load(const double* p) { return *reinterpret_cast<const LooseVec*>(p); }
-inline void store(double* p, Vec v) { *reinterpret_cast<LooseVec*>(p) = v; }
-inline Vec broadcast(double x) { return x - Vec{}; }
 
 inline Vec modulus(Vec v) { return (Vec)((Bits)v & (Bits{} + 0x7fffffffffffffffLL)); }
 inline double modulus(double v) { return __builtin_fabs(v); }
@@ -68,19 +53,7 @@ struct Largest {
 };
 
 // Whether every lane exceeds the limit. False for a lane that is NaN.
-inline bool all_above(Vec v, double limit) {
-#if defined(__AVX512F__)
-  return _mm512_cmp_pd_mask(v, broadcast(limit), _CMP_GT_OQ) == 0xff;
-#elif defined(__AVX2__)
-  return _mm256_movemask_pd(_mm256_cmp_pd(v, broadcast(limit), _CMP_GT_OQ)) == 0xf;
-#elif defined(__SSE2__)
-  return _mm_movemask_pd(_mm_cmpgt_pd(v, broadcast(limit))) == 0x3;
-#else
-  for (int l = 0; l < lanes; ++l)
-    if (!(v[l] > limit)) return false;
-  return true;
-#endif
-}
+inline bool all_above(Vec v, double limit) { return all(v > broadcast(limit)); }
 
 template <int count>
 bool all_above(const Vec (&v)[count], double limit) {

@@ -48,29 +48,41 @@ inline constexpr double filter_min_radius = 1e-15;
 inline constexpr double filter_max_radius = 1e15;
 inline constexpr long filter_max_columns = 1L << 16;
 
-/// idx[q] = nearest row of the table (the one of RuleKernels::row_nearest for p = 2 without limit) for
-/// `count` samples of d numbers, or -1 where the filter does not decide. `work`: filter_queries (d + n
-/// rounded up to a block) floats.
-using FilterKernel = void (*)(const FilterTable& table, const double* samples, long count, long* idx,
-                              float* work);
+struct FilterKernels {
+  /// idx[q] = nearest row of the table (the one of RuleKernels::row_nearest for p = 2 without limit) for
+  /// `count` samples of d numbers, or -1 where the filter does not decide. `work`: filter_queries (d + n
+  /// rounded up to a block) floats.
+  void (*search)(const FilterTable& table, const double* samples, long count, long* idx, float* work);
+  /// centred = x - centre in single precision (d numbers); returns |x - centre|.
+  double (*centre)(const FilterTable& table, const double* x, float* centred);
+  /// Scores of filter_queries centred samples against the rows of `blocks` blocks from the first one on:
+  /// filter_block x blocks numbers for each sample.
+  void (*score)(const FilterTable& table, long first_block, long blocks, const float* centred, float* scores);
+  /// Lists the places of the scores up to the limit among `count` of them, a multiple of filter_block, in
+  /// rising order; returns how many there are.
+  long (*select)(const float* scores, long count, float limit, int* places);
+  /// No row whose sum of squares, from the last coordinate to the first, is at most `sum` has a score above
+  /// the result, for a sample with |x - centre| = length. REQUIRES: length <= filter_max_radius.
+  float (*limit)(const FilterTable& table, double length, double sum);
+};
 
 namespace baseline {
 extern const DistanceKernels distance_kernels;
-extern const FilterKernel filter_kernel;
+extern const FilterKernels filter_kernels;
 }  // namespace baseline
 #if defined(__x86_64__)
 namespace avx2 {
 extern const DistanceKernels distance_kernels;
-extern const FilterKernel filter_kernel;
+extern const FilterKernels filter_kernels;
 }  // namespace avx2
 namespace avx512 {
 extern const DistanceKernels distance_kernels;
-extern const FilterKernel filter_kernel;
+extern const FilterKernels filter_kernels;
 }  // namespace avx512
 #endif
 
 /// The kernels of the instruction set in force.
 const DistanceKernels& kernels();
-FilterKernel filter_kernel();
+const FilterKernels& filter_kernels();
 
 }  // namespace qvtx::distance

@@ -17,36 +17,28 @@
 // later choice: w is the lowest row with the smallest sum. There is no NaN: a sample with X beyond
 // filter_max_radius, infinite or NaN is left undecided.
 
+#include "base/vector_lanes.h"
 #include "matrix/distance_kernels.h"
-
-#if defined(__SSE2__)
-#include <immintrin.h>
-#endif
 
 namespace qvtx::distance::QVTX_ISA {
 namespace {
 
+using namespace qvtx::QVTX_ISA;
+using Vec = FloatVec;
+
+constexpr int lanes = float_lanes;
 #if defined(__AVX512F__)
-constexpr int lanes = 16;
 constexpr int tile_blocks = 4;  // blocks x queries of scores kept in registers
 constexpr int tile_queries = 4;
 #elif defined(__AVX2__)
-constexpr int lanes = 8;
 constexpr int tile_blocks = 1;
 constexpr int tile_queries = 4;
 #else
-constexpr int lanes = 4;
 constexpr int tile_blocks = 1;
 constexpr int tile_queries = 2;
 #endif
 constexpr int block_vectors = static_cast<int>(filter_block) / lanes;
 constexpr int max_candidates = 32;  // more of them: rows in a heap, where the exact scan is as good
-
-typedef float Vec __attribute__((vector_size(lanes * 4)));
-typedef float LooseVec __attribute__((vector_size(lanes * 4), aligned(4), may_alias));
-
-inline Vec load(const float* p) { return *reinterpret_cast<const LooseVec*>(p); }
-inline void store(float* p, Vec v) { *reinterpret_cast<LooseVec*>(p) = v; }
 
 inline Vec subtract_product(Vec sum, float a, Vec b) {
 #if defined(__AVX512F__)
@@ -83,9 +75,10 @@ inline unsigned at_most(Vec v, float limit) {
 
 // Scores of `blocks` blocks for `queries` samples, and the smallest of every lane. x: centred samples, d
 // numbers apart; scores: `padded` numbers apart.
+// Called out of line it would cost a fifth more.
 template <int blocks, int queries>
-void score_tile(const FilterTable& table, long block, const float* x, long padded, float* scores,
-                Vec* smallest) {
+[[gnu::always_inline]] inline void score_tile(const FilterTable& table, long block, const float* x,
+                                              long padded, float* scores, Vec* smallest) {
   constexpr int width = blocks * block_vectors;
   const long d = table.d;
   const float* packed = table.packed + block * filter_block * d;
@@ -120,12 +113,18 @@ double centre_sample(const FilterTable& table, const double* x, float* centred) 
   return __builtin_sqrt(square);
 }
 
+// Largest error of a score.
+double score_error(const FilterTable& table, double length) {
+  const double n = static_cast<double>(table.d);
+  return 1.1 * 0x1p-24 * (n + 4.0) * table.radius * (0.5 * table.radius + length);
+}
+
 // Largest score that the nearest row can have when the smallest score is `score`, rounded up.
 float candidate_limit(const FilterTable& table, double length, float score) {
   const double n = static_cast<double>(table.d);
   const double reach = length + table.radius;
-  const double error = 1.1 * 0x1p-24 * (n + 4.0) * table.radius * (0.5 * table.radius + length);
-  const double limit = static_cast<double>(score) + 2.0 * error + 1.3 * 0x1p-53 * (n + 2.0) * reach * reach;
+  const double limit = static_cast<double>(score) + 2.0 * score_error(table, length) +
+                       1.3 * 0x1p-53 * (n + 2.0) * reach * reach;
   return static_cast<float>(limit + __builtin_fabs(limit) * 0x1p-23);
 }
 
@@ -192,8 +191,43 @@ void search_all(const FilterTable& table, const double* samples, long count, lon
                  count - first < filter_queries ? count - first : filter_queries, idx + first, work);
 }
 
+void score_blocks(const FilterTable& table, long first_block, long blocks, const float* centred,
+                  float* scores) {
+  FilterTable part = table;
+  part.packed += first_block * filter_block * table.d;
+  part.half_squares += first_block * filter_block;
+  Vec smallest[filter_queries];
+  for (Vec& s : smallest) s = Vec{};
+  for (long q = 0; q < filter_queries; q += tile_queries) {
+    const float* x = centred + q * table.d;
+    float* out = scores + q * blocks * filter_block;
+    long b = 0;
+    for (; b + tile_blocks <= blocks; b += tile_blocks)
+      score_tile<tile_blocks, tile_queries>(part, b, x, blocks * filter_block, out, smallest);
+    for (; b < blocks; ++b) score_tile<1, tile_queries>(part, b, x, blocks * filter_block, out, smallest);
+  }
+}
+
+long select(const float* scores, long count, float limit, int* places) {
+  long found = 0;
+  for (long first = 0; first < count; first += lanes)
+    for (unsigned bits = at_most(load(scores + first), limit); bits != 0; bits &= bits - 1)
+      places[found++] = static_cast<int>(first) + __builtin_ctz(bits);
+  return found;
+}
+
+// The exact score of such a row is (|x - c|^2 - X^2) / 2, where both squares are known but for their
+// rounding.
+float limit_of_sum(const FilterTable& table, double length, double sum) {
+  const double square = length * length;
+  const double exact =
+      0.5 * (sum - square) + 4.0 * 0x1p-53 * (static_cast<double>(table.d) + 4.0) * (sum + square);
+  const double limit = exact + score_error(table, length);
+  return static_cast<float>(limit + __builtin_fabs(limit) * 0x1p-23);
+}
+
 }  // namespace
 
-extern const FilterKernel filter_kernel = search_all;
+extern const FilterKernels filter_kernels = {search_all, centre_sample, score_blocks, select, limit_of_sum};
 
 }  // namespace qvtx::distance::QVTX_ISA

@@ -2,28 +2,10 @@
 
 #include "matrix/linear_kernels.h"
 
+#include "base/vector_lanes.h"
+
 namespace qvtx::QVTX_ISA {
 namespace {
-
-// A vector register of the instruction set in hand. Wider generic vectors would be split through memory.
-#if defined(__AVX512F__)
-constexpr int width = 8;
-#elif defined(__AVX2__)
-constexpr int width = 4;
-#else
-constexpr int width = 2;
-#endif
-using Vec = double __attribute__((vector_size(width * 8)));
-
-inline Vec load(const double* p) {
-  Vec v;
-  __builtin_memcpy(&v, p, sizeof v);
-  return v;
-}
-
-inline void store(double* p, Vec v) { __builtin_memcpy(p, &v, sizeof v); }
-
-inline Vec broadcast(double x) { return x - Vec{}; }
 
 // The sum of a power of two of partial sums, the upper half added to the lower one until one is left.
 template <int count>
@@ -35,16 +17,16 @@ double fold(double* sums) {
 }
 
 double dot(const double* x, const double* y, long n) {
-  constexpr int lanes = 16;
-  Vec acc[lanes / width] = {};
+  constexpr int partial = 16;
+  Vec acc[partial / lanes] = {};
   long i = 0;
-  for (; i + lanes <= n; i += lanes) {
-    for (int p = 0; p < lanes / width; ++p) acc[p] += load(x + i + p * width) * load(y + i + p * width);
+  for (; i + partial <= n; i += partial) {
+    for (int p = 0; p < partial / lanes; ++p) acc[p] += load(x + i + p * lanes) * load(y + i + p * lanes);
   }
-  double sums[lanes];
+  double sums[partial];
   __builtin_memcpy(sums, acc, sizeof sums);
   for (int lane = 0; i < n; ++i, ++lane) sums[lane] += x[i] * y[i];
-  return fold<lanes>(sums);
+  return fold<partial>(sums);
 }
 
 // One tile of multiply_add held in registers: R rows of c, P vectors wide.
@@ -53,18 +35,18 @@ void multiply_tile(double* c, long c_row, const double* a, long a_row, long a_st
                    long b_row, long inner, double sign) {
   Vec acc[R][P];
   for (int r = 0; r < R; ++r) {
-    for (int p = 0; p < P; ++p) acc[r][p] = load(c + r * c_row + p * width);
+    for (int p = 0; p < P; ++p) acc[r][p] = load(c + r * c_row + p * lanes);
   }
   for (long k = 0; k < inner; ++k) {
     Vec row[P];
-    for (int p = 0; p < P; ++p) row[p] = load(b + k * b_row + p * width);
+    for (int p = 0; p < P; ++p) row[p] = load(b + k * b_row + p * lanes);
     for (int r = 0; r < R; ++r) {
       const Vec factor = broadcast(sign * a[r * a_row + k * a_step]);
       for (int p = 0; p < P; ++p) acc[r][p] += factor * row[p];
     }
   }
   for (int r = 0; r < R; ++r) {
-    for (int p = 0; p < P; ++p) store(c + r * c_row + p * width, acc[r][p]);
+    for (int p = 0; p < P; ++p) store(c + r * c_row + p * lanes, acc[r][p]);
   }
 }
 
@@ -73,10 +55,10 @@ template <int R>
 void multiply_rows(double* c, long c_row, const double* a, long a_row, long a_step, const double* b,
                    long b_row, long inner, long cols, double sign) {
   long j = 0;
-  for (; j + 2 * width <= cols; j += 2 * width) {
+  for (; j + 2 * lanes <= cols; j += 2 * lanes) {
     multiply_tile<R, 2>(c + j, c_row, a, a_row, a_step, b + j, b_row, inner, sign);
   }
-  for (; j + width <= cols; j += width) {
+  for (; j + lanes <= cols; j += lanes) {
     multiply_tile<R, 1>(c + j, c_row, a, a_row, a_step, b + j, b_row, inner, sign);
   }
   for (; j < cols; ++j) {
@@ -92,7 +74,7 @@ void multiply_add(double* c, long c_row, const double* a, long a_row, long a_ste
                   long b_row, long rows, long inner, long cols, double sign) {
   constexpr long inner_step =
       256;  // keeps the strip of b in the second-level cache while the rows of c pass by
-  constexpr long strip = 2 * width;
+  constexpr long strip = 2 * lanes;
   for (long k = 0; k < inner; k += inner_step) {
     const long length = inner - k < inner_step ? inner - k : inner_step;
     for (long j = 0; j < cols; j += strip) {
@@ -115,7 +97,7 @@ void multiply_add(double* c, long c_row, const double* a, long a_row, long a_ste
 inline void axpy(double* y, double factor, const double* x, long n) {
   const Vec f = broadcast(factor);
   long i = 0;
-  for (; i + width <= n; i += width) store(y + i, load(y + i) + f * load(x + i));
+  for (; i + lanes <= n; i += lanes) store(y + i, load(y + i) + f * load(x + i));
   for (; i < n; ++i) y[i] += factor * x[i];
 }
 
@@ -127,7 +109,7 @@ void rotate(double* x, double* y, double c, double s, long n) {
   const Vec vc = broadcast(c);
   const Vec vs = broadcast(s);
   long i = 0;
-  for (; i + width <= n; i += width) {
+  for (; i + lanes <= n; i += lanes) {
     const Vec vx = load(x + i);
     const Vec vy = load(y + i);
     store(x + i, vc * vx + vs * vy);
@@ -141,7 +123,7 @@ void rotate(double* x, double* y, double c, double s, long n) {
 }
 
 constexpr int qr_lanes = 8;
-constexpr int qr_vectors = qr_lanes / width;
+constexpr int qr_vectors = qr_lanes / lanes;
 
 // sums[t] = x . (column t of C neighbouring ones) over the rows of a block.
 template <int C>
@@ -149,21 +131,21 @@ inline void column_dots(const double* x, const double* columns, double* sums) {
   Vec acc[C][qr_vectors] = {};
   for (long k = 0; k < qr_block_rows; k += qr_lanes) {
     for (int p = 0; p < qr_vectors; ++p) {
-      const Vec vx = load(x + k + p * width);
-      for (int t = 0; t < C; ++t) acc[t][p] += vx * load(columns + t * qr_block_rows + k + p * width);
+      const Vec vx = load(x + k + p * lanes);
+      for (int t = 0; t < C; ++t) acc[t][p] += vx * load(columns + t * qr_block_rows + k + p * lanes);
     }
   }
   for (int t = 0; t < C; ++t) {
-    double lanes[qr_lanes];
-    __builtin_memcpy(lanes, acc[t], sizeof lanes);
-    sums[t] = fold<qr_lanes>(lanes);
+    double values[qr_lanes];
+    __builtin_memcpy(values, acc[t], sizeof values);
+    sums[t] = fold<qr_lanes>(values);
   }
 }
 
 // column t += factors[t] x for C neighbouring columns.
 template <int C>
 inline void add_columns(const double* x, double* columns, const double* factors) {
-  for (long k = 0; k < qr_block_rows; k += width) {
+  for (long k = 0; k < qr_block_rows; k += lanes) {
     const Vec vx = load(x + k);
     for (int t = 0; t < C; ++t) {
       double* p = columns + t * qr_block_rows + k;

@@ -10,6 +10,7 @@
 #include <type_traits>
 
 #include "base/files.h"
+#include "matrix/file_report.h"
 #include "matrix/matfull.h"
 
 namespace qvtx {
@@ -84,20 +85,6 @@ bool read_elements(std::FILE* f, T* data, long count) {
   return count == 0 || std::fread(data, sizeof(T), length, f) == length;
 }
 
-void report_begin(const char* action, const char* name, int verbose) {
-  if (verbose != 0) os.ow(action).ow(name).ow(" ... ").flush();
-}
-
-int report_end(int result, int verbose) {
-  if (verbose != 0) os.ow(result != 0 ? "done!" : "failed!").nl();
-  return result;
-}
-
-int report_missing(const char* method, const char* name, int verbose) {
-  if (verbose != 0) os.fresh().ow("MatFullT.").ow(method).ow(": file ").ow(name).ow(" not found!").nl();
-  return 0;
-}
-
 }  // namespace
 
 template <class T>
@@ -126,19 +113,19 @@ int MatFullT<T>::load_bin(std::FILE* f) {
 template <class T>
 int MatFullT<T>::save_bin(const char* name, int verbose) const {
   SafeFile out(name);
-  if (!out.is_open()) return report_missing("save_bin", name, verbose);
-  report_begin("saving binary file ", name, verbose);
-  return report_end(save_bin(out.file()) != 0 && out.commit() ? 1 : 0, verbose);
+  if (!out.is_open()) return report_missing("MatFullT.save_bin", name, verbose);
+  report_start("saving binary file ", name, verbose);
+  return report_end(save_bin(out.file()) != 0 && out.commit(), verbose);
 }
 
 template <class T>
 int MatFullT<T>::load_bin(const char* name, int verbose) {
   std::FILE* in = std::fopen(name, "rb");
-  if (in == nullptr) return report_missing("load_bin", name, verbose);
-  report_begin("loading binary file ", name, verbose);
-  const int result = load_bin(in);
+  if (in == nullptr) return report_missing("MatFullT.load_bin", name, verbose);
+  report_start("loading binary file ", name, verbose);
+  const bool loaded = load_bin(in) != 0;
   std::fclose(in);
-  return report_end(result, verbose);
+  return report_end(loaded, verbose);
 }
 
 #define QVTX_INSTANTIATE(T)                                   \

@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "base/files.h"
+#include "matrix/file_report.h"
 #include "matrix/matfull.h"
 #include "matrix/matfullc.h"
 #include "matrix/matfulld.h"
@@ -16,63 +17,20 @@
 namespace qvtx {
 namespace {
 
-constexpr int header_width = 6;
-constexpr int value_width = 10;
-
 // ---- Writing ----
 
-/// Writes a matrix line by line; on the console every line is indented like the text around it.
 template <class T>
-class TextMatrix {
- public:
-  TextMatrix(TextWriter& writer, Ostr* console) : writer_(writer), console_(console) {}
-
-  void write(const MatFullT<T>& m, bool header) {
-    if (header) {
-      header_line(m.ncol(), m.ncol());
-      header_line(m.nrow(), m.ncol());
-    }
-    for (long i = 0; i < m.nrow(); ++i) value_line(m.data() + i * m.ncol(), m.ncol());
-    writer_.flush();
+void write_text(TextWriter& writer, Ostr* console, const MatFullT<T>& m, bool header) {
+  TextTable table(writer, console);
+  if (header) table.header(m.nrow(), m.ncol());
+  for (long i = 0; i < m.nrow(); ++i) {
+    const T* const values = m.data() + i * m.ncol();
+    table.begin_line();
+    for (long j = 0; j < m.ncol(); ++j) table.put(values[j]);
+    table.end_line();
   }
-
- private:
-  void header_line(long count, long columns) {
-    begin_line();
-    for (long j = 0; j < columns; ++j) {
-      writer_.put(j == 0 ? count : 0, header_width);
-      writer_.put('\t');
-    }
-    end_line();
-  }
-
-  void value_line(const T* values, long columns) {
-    begin_line();
-    for (long j = 0; j < columns; ++j) {
-      put_value(values[j]);
-      writer_.put('\t');
-    }
-    end_line();
-  }
-
-  void put_value(double value) { writer_.put(value, value_width); }
-  void put_value(long value) { writer_.put(value, value_width); }
-  void put_value(int value) { writer_.put(long{value}, value_width); }
-  /// The code is signed whatever the platform's char is.
-  void put_value(char value) { writer_.put(long{static_cast<signed char>(value)}, value_width); }
-
-  void begin_line() {
-    if (console_ != nullptr) console_->lind();
-  }
-  void end_line() {
-    if (console_ == nullptr) return writer_.put('\n');
-    writer_.flush();
-    console_->nl();
-  }
-
-  TextWriter& writer_;
-  Ostr* console_;  ///< null when the text goes to a file
-};
+  table.end();
+}
 
 // ---- Reading ----
 
@@ -272,59 +230,36 @@ class TextReader {
   bool touched_ = false;
 };
 
-// ---- Progress lines ----
-
-void report(int verbose, const char* text) {
-  if (verbose != 0) os.ow(text).nl();
-}
-
-void report_start(int verbose, const char* activity, const char* name) {
-  if (verbose != 0) os.ow(activity).ow(name).ow(" ... ").flush();
-}
-
-void report_missing(int verbose, const char* method, const char* name) {
-  if (verbose != 0) os.ow(method).ow(": file ").ow(name).ow(" not found!").nl();
-}
-
 }  // namespace
 
 template <class T>
 void MatFullT<T>::show(Ostr& out, int header) const {
   TextWriter writer(*out.stream);
-  TextMatrix<T>(writer, &out).write(*this, header != 0);
+  write_text(writer, &out, *this, header != 0);
 }
 
 template <class T>
 int MatFullT<T>::save_asc(const char* name, int verbose, int header) const {
   SafeFile file(name);
-  if (!file.is_open()) {
-    report_missing(verbose, "MatFullT.save_asc", name);
-    return 0;
-  }
-  report_start(verbose, "saving ASCII-file ", name);
+  if (!file.is_open()) return report_missing("MatFullT.save_asc", name, verbose);
+  report_start("saving ASCII-file ", name, verbose);
   TextWriter writer(file.file());
-  TextMatrix<T>(writer, nullptr).write(*this, header != 0);
-  const bool saved = file.commit();
-  report(verbose, saved ? "done!" : "failed!");
-  return saved ? 1 : 0;
+  write_text(writer, nullptr, *this, header != 0);
+  return report_end(file.commit(), verbose);
 }
 
 template <class T>
 int MatFullT<T>::load_asc(const char* name, int verbose) {
   std::FILE* const file = std::fopen(name, "rb");
-  if (file == nullptr) {
-    report_missing(verbose, "MatFullT.load_asc", name);
-    return 0;
-  }
-  report_start(verbose, "loading ASCII-file ", name);
+  if (file == nullptr) return report_missing("MatFullT.load_asc", name, verbose);
+  report_start("loading ASCII-file ", name, verbose);
   std::setvbuf(file, nullptr, _IONBF, 0);  // the source reads whole blocks
   FileNumbers source(file);
   TextReader<T, FileNumbers> reader(*this, source, Incomplete::refused);
   const bool whole = reader.read() && std::ferror(file) == 0;
   if (!whole && reader.touched()) setdim(0, 1);
   std::fclose(file);
-  report(verbose, whole ? "done!" : "failed!");
-  return whole ? 1 : 0;
+  return report_end(whole, verbose);
 }
 
 template <class T>

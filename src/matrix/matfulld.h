@@ -9,6 +9,8 @@ namespace qvtx {
 
 inline constexpr double no_bound = std::numeric_limits<double>::infinity();
 
+struct NearestMemory;
+
 class MatFullD : public MatFullT<double> {
  public:
   using MatFullT<double>::MatFullT;
@@ -150,30 +152,53 @@ class MatFullD : public MatFullT<double> {
   /// For every row of b its nearest row of this matrix (idx: b.nrow x 1), each as `nearest(b, i, no_bound)`
   /// tells. Much faster than one search after the other under the Euclidean distance.
   void nearest_all(const MatFullD& b, MatFullL& idx) const;
+  /// The same in a storage that the caller lends (matrix/nearest_memory.h).
+  void nearest_all(const MatFullD& b, MatFullL& idx, NearestMemory& memory) const;
 
-  // ---- Linear algebra (matfulld_svd.cpp, matfulld_inverse.cpp, matfulld_rotation.cpp, matfulld_pca.cpp) ----
+  // ---- Linear algebra (matfulld_{svd,inverse,solve,diago,rotation,pca}.cpp) ----
   /// Singular value decomposition of this matrix A (m x n): A = U diag(w) V'. This matrix becomes U (m x n,
-  /// orthonormal columns when m >= n), w 1 x n, v n x n. The values are not negative and not sorted; values <=
-  /// tol times the largest become 0. Golub and Reinsch (1970). Never fatal: "MatFullD.svd: svd received NaN" and
-  /// "MatFullD.svd: svd produced NaN" tell of non-finite numbers, the latter with the input saved to "svd.bin";
-  /// 30 iterations without convergence are reported too. Nothing happens to an empty matrix, w and v.
+  /// orthonormal columns when m >= n), w 1 x n, v n x n. The values are not negative and not sorted; values
+  /// <= tol times the largest become 0. Golub and Reinsch (1970). Never fatal: "MatFullD.svd: svd received
+  /// NaN" and "MatFullD.svd: svd produced NaN" tell of non-finite numbers, the latter with the input saved to
+  /// "svd.bin"; 30 iterations without convergence are reported too. Nothing happens to an empty matrix, w and
+  /// v.
   MatFullD& svd(MatFullD& w, MatFullD& v, double tol);
   /// Inverts this square matrix in place by LU decomposition without pivoting: the caller knows that no pivot
-  /// vanishes, as in a symmetric positive definite matrix; else the result is not finite, or inexact. The 1 x 1
-  /// matrix (0) and an empty matrix stay as they are. Fatal: not square (a 61, dimensions form, 0).
+  /// vanishes, as in a symmetric positive definite matrix; else the result is not finite, or inexact. The 1 x
+  /// 1 matrix (0) and an empty matrix stay as they are. Fatal: not square (a 61, dimensions form, 0).
   MatFullD& inv();
   /// The same; q: largest absolute row sum of A inv(A) - 1, 0 for a perfect inverse, NaN for a failed one.
   MatFullD& inv(double& q);
+  /// Becomes the x (a.ncol x b.ncol) that solves a x = b. mode 0: the least-squares solution of smallest norm
+  /// for a of any shape and rank (singular values up to 1e-12 of the largest count as 0). Else by `inv`, for
+  /// a square a whose pivots do not vanish: faster, and exact for well-conditioned positive definite a. This
+  /// matrix may be a or b. Fatal: row counts of a and b (a 71, dimensions, 2), mode not 0 and a not square (a
+  /// 61).
+  MatFullD& solve(const MatFullD& a, const MatFullD& b, int mode);
+  /// Diagonalises this symmetric matrix A (n x n) by Jacobi rotations until each element beside the diagonal
+  /// is at most tol times the sum of its diagonal elements' sizes (60 sweeps at most). values: 1 x n,
+  /// decreasing; this matrix becomes V with the eigenvectors as columns in the same order: A V = V
+  /// diag(values). Slower than mgcEigenD, without its global tolerance. Nothing happens without rows. Fatal:
+  /// not square (a 51, dimensions form, 0).
+  MatFullD& diago(MatFullD& values, double tol);
+  /// Makes the rows orthonormal without preferring one: the nearest such rows, (A A')^(-1/2) A, by the
+  /// iteration A <- (3 A - A A' A) / 2 (Bjorck and Bowie, SIAM J. Numerical Analysis 8, 1971) until A A'
+  /// differs from the identity by at most tol. Dependent rows: "MatFullD.ortho: no convergence!", the rows as
+  /// far as they got.
+  MatFullD& ortho(double tol);
+  /// Makes row k orthogonal to the rows before it, which are orthonormal, and of length 1 (Gram-Schmidt,
+  /// twice). A row that depends on them becomes rounding noise, or 0. Fatal: k (a 52, 1).
+  MatFullD& ortho(long k);
   /// Rotates columns i and j: (a_i, a_j) becomes (c a_i - s a_j, s a_i + c a_j). Fatal: i, j outside (a 182).
   void colrot(long i, long j, double c, double s);
   /// The same for rows i and j. Fatal: i, j outside (a 181).
   void rowrot(long i, long j, double c, double s);
   /// Principal components of the rows (n x d), the k of largest variance (k outside 1..d: all). mean: 1 x d;
-  /// vectors: k x d, one direction per row, by decreasing variance; values: k x 1, population variances, 0 for
-  /// standard deviations up to 1e-6 of the largest. Equal variances keep the order, and every direction the
-  /// sign, of the decomposition. scale != 0: each direction of positive variance is divided by its standard
-  /// deviation. Data with more rows than columns are reduced to a triangle first, without a copy of the data.
-  /// Non-finite data: messages as in `svd`, results not finite. Fatal: no rows (a 7, argument 0).
+  /// vectors: k x d, one direction per row, by decreasing variance; values: k x 1, population variances, 0
+  /// for standard deviations up to 1e-6 of the largest. Equal variances keep the order, and every direction
+  /// the sign, of the decomposition. scale != 0: each direction of positive variance is divided by its
+  /// standard deviation. Data with more rows than columns are reduced to a triangle first, without a copy of
+  /// the data. Non-finite data: messages as in `svd`, results not finite. Fatal: no rows (a 7, argument 0).
   void pca(MatFullD& mean, MatFullD& vectors, MatFullD& values, long k, int scale) const;
   void pca(MatFullD& vectors, MatFullD& values, long k, int scale) const;
   /// The variances alone, the same bits at a fraction of the cost.

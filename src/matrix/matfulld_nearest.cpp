@@ -5,8 +5,7 @@
 
 #include "matrix/distance_rules.h"
 #include "matrix/matfulld.h"
-#include "matrix/nearest_filter.h"
-#include "matrix/packed_rows.h"
+#include "matrix/nearest_memory.h"
 #include "matrix/row_distances.h"
 
 namespace qvtx {
@@ -151,22 +150,27 @@ void search_each(const MatFullD& m, const MatFullD& b, long* idx) {
 constexpr long filter_rows_from = 24;
 
 // The rows that the filter can tell; the others stay -1.
-void filter_rows(const MatFullD& m, const MatFullD& b, long* idx) {
+void filter_rows(const MatFullD& m, const MatFullD& b, long* idx, NearestFilter& filter) {
   if (MatFullD::miex != 2.0 || m.nrow() < filter_rows_from) return;
-  NearestFilter filter(m.data(), m.nrow(), m.ncol());
+  filter.assign(m.data(), m.nrow(), m.ncol());
   if (filter.usable()) filter.search(b.data(), b.nrow(), idx);
 }
 
 }  // namespace
 
 void MatFullD::nearest_all(const MatFullD& b, MatFullL& idx) const {
+  NearestMemory memory;
+  nearest_all(b, idx, memory);
+}
+
+void MatFullD::nearest_all(const MatFullD& b, MatFullL& idx, NearestMemory& memory) const {
   if (ncol() != b.ncol()) ermessage('e', 77, 1, b);
   idx.setdim(b.nrow(), 1);
   idx.setrows(b.nrow(), -1);
   const RuleKernels* fast = fast_kernels();
-  PackedRows packed;
+  PackedRows& packed = memory.packed;
   if (!fast || &b == this || !packed.assign(data(), nrow(), ncol())) return search_each(*this, b, idx.data());
-  filter_rows(*this, b, idx.data());
+  filter_rows(*this, b, idx.data(), memory.filter);
   for (long i = b.nrow() - 1; i >= 0; --i) {
     double limit = no_bound;
     long& row = idx.data()[i];

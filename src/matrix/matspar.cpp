@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/files.h"
+#include "matrix/file_report.h"
 #include "matrix/text_writer.h"
 
 namespace qvtx {
@@ -215,13 +216,11 @@ int MatSparT<T>::save_asc(const char* name, int verbose, int header) const {
     if (verbose != 0) os.ow("MatSparT.save_asc: file ").ow(name).ow(" not found").nl();
     return 0;
   }
-  if (verbose != 0) os.ow("saving ASCII-file ").ow(name).ow(" ... ").flush();
+  report_start("saving ASCII-file ", name, verbose);
   TextWriter writer(file.file());
   write_dense(writer, header != 0);
   writer.flush();
-  const bool saved = file.commit();
-  if (verbose != 0) os.ow(saved ? "done!" : "failed!").nl();
-  return saved ? 1 : 0;
+  return report_end(file.commit(), verbose);
 }
 
 template <class T>

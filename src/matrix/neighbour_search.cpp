@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace qvtx {
 
@@ -26,56 +25,32 @@ NeighbourSearch::NeighbourSearch(const MatFullD& rows, Metric metric) : rows_(ro
   }
 }
 
-bool NeighbourSearch::nearer(const Found& a, const Found& b) {
-  if (a.distance < b.distance || b.distance < a.distance) return a.distance < b.distance;
-  const bool nan_a = std::isnan(a.distance);
-  const bool nan_b = std::isnan(b.distance);
-  return nan_a != nan_b ? nan_b : a.row < b.row;
-}
-
 long NeighbourSearch::search(const double* x, long self, long k) {
-  found_.clear();
-  const long n = rows_.nrow();
-  if (k < 1 || n == 0) return 0;
-  const auto wanted = static_cast<std::size_t>(std::min(k, n));
-  found_.reserve(wanted);
+  found_.start(std::clamp(k, 1L, std::max(rows_.nrow(), 1L)));
+  if (k < 1 || rows_.nrow() == 0) return 0;
   if (prepared_) {
-    search_distances(x, self, wanted);
+    search_distances(x, self);
   } else {
-    search_sums(x, self, wanted);
+    search_sums(x, self);
   }
-  std::sort_heap(found_.begin(), found_.end(), nearer);
-  return static_cast<long>(found_.size());
+  found_.sort();
+  return found_.size();
 }
 
-/// Keeps the candidate when it is one of the nearest so far: a heap with the farthest on top.
-void NeighbourSearch::offer(const Found& candidate, std::size_t wanted) {
-  if (found_.size() == wanted) {
-    if (!nearer(candidate, found_.front())) return;
-    std::pop_heap(found_.begin(), found_.end(), nearer);
-    found_.back() = candidate;
-  } else {
-    found_.push_back(candidate);
-  }
-  std::push_heap(found_.begin(), found_.end(), nearer);
-}
-
-void NeighbourSearch::search_distances(const double* x, long self, std::size_t wanted) {
+void NeighbourSearch::search_distances(const double* x, long self) {
   prepared_->distances(x, rows_.nrow(), scratch_.data());
   for (long i = 0; i < rows_.nrow(); ++i) {
     const double distance = scratch_[static_cast<std::size_t>(i)];
-    if (found_.size() == wanted && distance > found_.front().distance) continue;
-    if (i != self) offer({distance, i}, wanted);
+    if (found_.full() && distance > found_.farthest()) continue;
+    if (i != self) found_.offer(distance, i);
   }
 }
 
-void NeighbourSearch::search_sums(const double* x, long self, std::size_t wanted) {
+void NeighbourSearch::search_sums(const double* x, long self) {
   const distance::RuleKernels& squares = distance::kernels().squares;
   const long n = rows_.nrow();
   const long d = rows_.ncol();
   double* sums = scratch_.data();
-  // Most roots need not be taken: a sum not below the square of the farthest distance has a root not below
-  // that distance, since rounding is monotonic. The limit is that square, rounded upwards.
   double limit = no_bound;
   for (long first = 0; first < n; first += chunk_rows) {
     const long count = std::min(chunk_rows, n - first);
@@ -86,10 +61,8 @@ void NeighbourSearch::search_sums(const double* x, long self, std::size_t wanted
     }
     for (long i = 0; i < count; ++i) {
       if (sums[i] > limit || first + i == self) continue;
-      offer({std::sqrt(sums[i]), first + i}, wanted);
-      if (found_.size() < wanted) continue;
-      const double farthest = found_.front().distance;
-      limit = farthest * farthest * (1 + 1e-15) + std::numeric_limits<double>::denorm_min();
+      found_.offer(std::sqrt(sums[i]), first + i);
+      if (found_.full()) limit = found_.farthest_sum();
     }
   }
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "matrix/matfulld.h"
+#include "matrix/nearest_list.h"
 #include "matrix/packed_rows.h"
 #include "matrix/row_distances.h"
 
@@ -25,26 +26,22 @@ class NeighbourSearch {
   /// left out. Returns how many there are: fewer than k when the matrix has no more, 0 for k < 1.
   long search(const double* x, long self, long k);
   /// Number and distance of the row of rank r in the last search. REQUIRES: 0 <= r < its result.
-  long row(long r) const { return found_[static_cast<std::size_t>(r)].row; }
-  double distance(long r) const { return found_[static_cast<std::size_t>(r)].distance; }
+  long row(long r) const { return found_[r].row; }
+  double distance(long r) const { return found_[r].distance; }
+  /// All rows found in the last search.
+  const NearestList& list() const { return found_; }
   /// The rows being searched.
   const MatFullD& rows() const { return rows_; }
 
  private:
-  struct Found {
-    double distance;
-    long row;
-  };
-  static bool nearer(const Found& a, const Found& b);
-  void search_sums(const double* x, long self, std::size_t wanted);
-  void search_distances(const double* x, long self, std::size_t wanted);
-  void offer(const Found& candidate, std::size_t wanted);
+  void search_sums(const double* x, long self);
+  void search_distances(const double* x, long self);
 
   const MatFullD& rows_;
   PackedRows squares_;                              // for Euclidean distances, empty without room for them
   std::optional<distance::PreparedRows> prepared_;  // for other distances
   std::vector<double> scratch_;                     // sums of a chunk of rows, or all distances
-  std::vector<Found> found_;                        // by increasing distance
+  NearestList found_;
 };
 
 }  // namespace qvtx

@@ -29,16 +29,25 @@ bool PackedRows::reserve(long rows) {
   std::fill(used, start + cells, std::numeric_limits<double>::infinity());
   storage_ = std::move(storage);
   start_ = start;
+  cells_ = static_cast<long>(cells);
   capacity_ = capacity;
   return true;
 }
 
 bool PackedRows::assign(const double* rows, long n, long d) {
-  storage_.reset();
-  start_ = nullptr;
-  capacity_ = nrow_ = 0;
+  nrow_ = 0;
   ncol_ = d;
-  if (!reserve(std::max(n, block_rows))) return false;
+  capacity_ = storage_ ? cells_ / (block_rows * d) * block_rows : 0;
+  if (capacity_ < std::max(n, block_rows)) {
+    storage_.reset();
+    start_ = nullptr;
+    capacity_ = 0;
+    if (!reserve(std::max(n, block_rows))) return false;
+  } else {
+    // Beyond the rows nothing may be left of those before.
+    const long full = n / block_rows * block_rows;
+    std::fill(start_ + full * d, start_ + capacity_ * d, std::numeric_limits<double>::infinity());
+  }
   nrow_ = n;
   for (long i = 0; i < n; ++i) set_row(i, rows + i * d);
   return true;
@@ -47,6 +56,11 @@ bool PackedRows::assign(const double* rows, long n, long d) {
 void PackedRows::set_row(long i, const double* row) {
   double* place = start_ + i / block_rows * block_rows * ncol_ + i % block_rows;
   for (long k = 0; k < ncol_; ++k) place[k * block_rows] = row[k];
+}
+
+void PackedRows::get_row(long i, double* row) const {
+  const double* place = start_ + i / block_rows * block_rows * ncol_ + i % block_rows;
+  for (long k = 0; k < ncol_; ++k) row[k] = place[k * block_rows];
 }
 
 bool PackedRows::append(const double* row) {

@@ -13,8 +13,8 @@ class PackedRows {
  public:
   static constexpr long block_rows = 8;
 
-  /// Copies n rows of d columns (row-major, d >= 1). Returns whether the storage could be allocated; without
-  /// it the object is empty.
+  /// Copies n rows of d columns (row-major, d >= 1) in place of what it held, in the storage that it has when
+  /// that suffices. Returns whether the storage could be allocated; without it the object is empty.
   bool assign(const double* rows, long n, long d);
   /// Copies row i anew. REQUIRES: 0 <= i < size().
   void set_row(long i, const double* row);
@@ -24,13 +24,18 @@ class PackedRows {
   long size() const { return nrow_; }
   long columns() const { return ncol_; }
   const double* data() const { return start_; }
+  /// For kernels that change the rows in place.
+  double* data() { return start_; }
+  /// Copies row i back (columns() numbers). REQUIRES: 0 <= i < size().
+  void get_row(long i, double* row) const;
 
  private:
   bool reserve(long rows);
 
   std::unique_ptr<double[]> storage_;
   double* start_ = nullptr;  // first cache line boundary within the storage
-  long capacity_ = 0;        // in rows, a multiple of block_rows
+  long cells_ = 0;           // numbers from there on that there is room for
+  long capacity_ = 0;        // in rows of the present length, a multiple of block_rows
   long nrow_ = 0;
   long ncol_ = 1;
 };

@@ -10,7 +10,7 @@ bool euclidean() { return MatFullD::mesp != 'a' && MatFullD::mesp != 'c' && MatF
 
 }  // namespace
 
-RowSearch::RowSearch(const MatFullD& rows) : rows_(rows) { rebuild(); }
+RowSearch::RowSearch(const MatFullD& rows, PackedRows& storage) : rows_(rows), packed_(storage) { rebuild(); }
 
 bool RowSearch::usable() const { return packed_ok_ && euclidean(); }
 

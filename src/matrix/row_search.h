@@ -15,11 +15,16 @@ namespace qvtx {
 ///     prot.move(k, dat, i, a);
 ///     search.update_row(k);
 ///
-/// The matrix must outlive the search. All members but `usable` REQUIRE usable().
+/// The matrix must outlive the search, and so must a storage that the caller lends. All members but `usable`
+/// REQUIRE usable().
 class RowSearch {
  public:
   /// Packs the rows in use. Does not pack (and is not usable) under another distance than the Euclidean one.
-  explicit RowSearch(const MatFullD& rows);
+  explicit RowSearch(const MatFullD& rows) : RowSearch(rows, own_) {}
+  /// The same with the packed copy in a storage that is used again from search to search.
+  RowSearch(const MatFullD& rows, PackedRows& storage);
+  RowSearch(const RowSearch&) = delete;
+  RowSearch& operator=(const RowSearch&) = delete;
 
   /// Whether the packed copy may be used: the Euclidean distance is in force and the storage could be
   /// allocated. Ask again after every `add_row`; after a change of the distance class or exponent build
@@ -49,7 +54,8 @@ class RowSearch {
 
  private:
   const MatFullD& rows_;
-  PackedRows packed_;
+  PackedRows own_;  // used unless the caller lends one
+  PackedRows& packed_;
   bool packed_ok_ = false;
 };
 

@@ -12,6 +12,9 @@ namespace {
 
 __extension__ using Wide = unsigned __int128;
 
+constexpr int header_width = 6;
+constexpr int value_width = 10;
+
 /// Longest field: 309 digits, point, six decimals and sign of the largest double.
 constexpr std::size_t longest_field = 320;
 
@@ -80,6 +83,42 @@ void TextWriter::flush() {
     stream_->write(block_.data(), static_cast<std::streamsize>(used_));
   }
   used_ = 0;
+}
+
+// ---- Tables ----
+
+void TextTable::header(long rows, long columns) {
+  header_line(columns, columns);
+  header_line(rows, columns);
+}
+
+void TextTable::header_line(long count, long columns) {
+  begin_line();
+  for (long j = 0; j < columns; ++j) {
+    writer_.put(j == 0 ? count : 0, header_width);
+    writer_.put('\t');
+  }
+  end_line();
+}
+
+void TextTable::begin_line() {
+  if (console_ != nullptr) console_->lind();
+}
+
+void TextTable::put(double value) {
+  writer_.put(value, value_width);
+  writer_.put('\t');
+}
+
+void TextTable::put(long value) {
+  writer_.put(value, value_width);
+  writer_.put('\t');
+}
+
+void TextTable::end_line() {
+  if (console_ == nullptr) return writer_.put('\n');
+  writer_.flush();
+  console_->nl();
 }
 
 }  // namespace qvtx

@@ -6,6 +6,8 @@
 #include <iosfwd>
 #include <string_view>
 
+#include "base/ostr.h"
+
 namespace qvtx {
 
 /// Collects text and hands it on in blocks, to a C stream or a standard stream. The bytes depend neither on
@@ -31,6 +33,32 @@ class TextWriter {
   std::ostream* stream_ = nullptr;
   std::size_t used_ = 0;
   std::array<char, 16384> block_;
+};
+
+/// Lines of values in the layout of the text matrices: each value is followed by a tab, and on a console
+/// every line is indented like the text around it.
+class TextTable {
+ public:
+  /// console: the stream behind the writer, null when the text goes to a file.
+  TextTable(TextWriter& writer, Ostr* console) : writer_(writer), console_(console) {}
+
+  /// The two lines that open a text with header.
+  void header(long rows, long columns);
+  void begin_line();
+  void put(double value);
+  void put(long value);
+  void put(int value) { put(long{value}); }
+  /// The code, which is signed whatever the platform's char is.
+  void put(char value) { put(long{static_cast<signed char>(value)}); }
+  /// Lines of a console are handed on at once, those of a file in blocks.
+  void end_line();
+  void end() { writer_.flush(); }
+
+ private:
+  void header_line(long count, long columns);
+
+  TextWriter& writer_;
+  Ostr* console_;
 };
 
 }  // namespace qvtx

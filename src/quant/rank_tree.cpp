@@ -15,8 +15,10 @@ constexpr double same_root = 1.0 + 4.0 * std::numeric_limits<double>::epsilon();
 
 }  // namespace
 
-RankTree::RankTree(MatFullL& ridx) : ridx_(ridx) {
+void RankTree::start(MatFullL& ridx) {
+  ridx_ = &ridx;
   const long n = ridx.nrow();
+  levels_.clear();
   long size = 0;
   for (long width = n; width > 1; width = levels_.back().half) {
     levels_.push_back({size, (width + 1) / 2});
@@ -26,6 +28,7 @@ RankTree::RankTree(MatFullL& ridx) : ridx_(ridx) {
   nodes_.assign(static_cast<std::size_t>(size + 1), out);
   place_.resize(static_cast<std::size_t>(n));
   for (long r = 0; r < n; ++r) place_[static_cast<std::size_t>(ridx(r, 0))] = r;
+  tied_.clear();
   tied_.reserve(static_cast<std::size_t>(n));
 }
 
@@ -50,7 +53,7 @@ void RankTree::rank(long m) {
     const long k = *first;
     *first = tied_.back();
     tied_.pop_back();
-    place_row(r, k);
+    place(r, k);
   }
 }
 
@@ -79,7 +82,7 @@ long RankTree::take() {
 long RankTree::take_tied() {
   tied_.clear();
   const double smallest = nodes_[static_cast<std::size_t>(root_)];
-  long lowest = ridx_.nrow();
+  long lowest = ridx_->nrow();
   for (;;) {
     const double sum = nodes_[static_cast<std::size_t>(root_)];
     const bool tied =
@@ -90,13 +93,11 @@ long RankTree::take_tied() {
   }
 }
 
-void RankTree::place_row(long r, long k) {
+void RankTree::place(long r, long k) {
   const long from = place_[static_cast<std::size_t>(k)];
-  const long displaced = ridx_.data()[r];
-  ridx_.data()[r] = k;
-  ridx_.data()[from] = displaced;
-  place_[static_cast<std::size_t>(k)] = r;
-  place_[static_cast<std::size_t>(displaced)] = from;
+  const long displaced = ridx_->data()[r];
+  set(r, k);
+  set(from, displaced);
 }
 
 }  // namespace qvtx

@@ -18,8 +18,12 @@ namespace qvtx {
 /// the tournament together and are ranked by their places in the list.
 class RankTree {
  public:
-  /// ridx: the rank list (n x 1, a permutation of 0 .. n - 1); it must outlive the tree. REQUIRES: n > 0.
-  explicit RankTree(MatFullL& ridx);
+  RankTree() = default;
+  explicit RankTree(MatFullL& ridx) { start(ridx); }
+
+  /// Works on this rank list (n x 1, a permutation of 0 .. n - 1) from now on, as a new tree would but in the
+  /// storage that it has when that suffices. The list must outlive the work. REQUIRES: n > 0.
+  void start(MatFullL& ridx);
 
   /// The n leaves, to be filled with squared distances (finite, not negative) before each `winner`.
   double* leaves() { return nodes_.data(); }
@@ -28,6 +32,14 @@ class RankTree {
   /// Brings the m nearest rows to the head of the rank list, in order. Once after each `winner`.
   /// REQUIRES: m <= n.
   void rank(long m);
+
+  /// Exchanges row k with the entry of rank r, which someone else has found.
+  void place(long r, long k);
+  /// Row k is the entry of rank r. For callers that set all ranks.
+  void set(long r, long k) {
+    ridx_->data()[r] = k;
+    place_[static_cast<std::size_t>(k)] = r;
+  }
 
  private:
   /// A level of 2 half nodes; node i of the level above has the children i and i + half.
@@ -41,14 +53,12 @@ class RankTree {
   /// Fills tied_ with every row left whose distance equals that of the root. Returns the lowest row that
   /// holds the root's number itself.
   long take_tied();
-  /// Exchanges row k with the entry r of the rank list.
-  void place_row(long r, long k);
 
-  MatFullL& ridx_;
+  MatFullL* ridx_ = nullptr;
   std::vector<long> place_;    // place_[k]: where row k stands in the rank list
   std::vector<double> nodes_;  // all levels, leaves first, each padded to an even number with +infinity
   std::vector<Level> levels_;  // all but the root's
-  long root_;                  // number of the root in nodes_
+  long root_ = 0;              // number of the root in nodes_
   std::vector<long> tied_;     // rows of equal distance, taken and not yet ranked
 };
 

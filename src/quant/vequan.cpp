@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "base/random.h"
+#include "quant/epoch_memory.h"
 
 namespace qvtx {
 
@@ -13,7 +14,8 @@ const char* const VeQuan::pinidone = "prot_ini";
 const char* const VeQuan::pfindone = "prot_fin";
 const char* const VeQuan::dinidone = "dist_ext";
 
-VeQuan::VeQuan(std::ifstream& prefs) : state(8), lpref(64), dpref(64), link(0, 3) {
+VeQuan::VeQuan(std::ifstream& prefs)
+    : state(8), lpref(64), dpref(64), link(0, 3), workspace(std::make_unique<EpochMemory>()) {
   long last = -1;
   for (const char* name : {datadone, pinidone, pfindone, dinidone}) last = state.addstep(name, last);
   lwork.setdim(0, 2);
@@ -26,6 +28,8 @@ VeQuan::VeQuan(std::ifstream& prefs) : state(8), lpref(64), dpref(64), link(0, 3
   }
   find_keys();
 }
+
+VeQuan::~VeQuan() = default;
 
 const std::vector<VeQuan::KeyEntry>& VeQuan::key_entries() {
   static const std::vector<KeyEntry> entries = {
@@ -79,14 +83,41 @@ void VeQuan::progress_begin(const char* text, long n) const {
   os.nl().lb(n);
 }
 
-void VeQuan::progress_step(const char* label, double (VeQuan::*error)()) {
+void VeQuan::progress_step(const EpochError& error) {
   if (!verbose) return;
   os.lp(0);  // one line per iteration, so that a log of the run shows them all
-  if (lpref.getval(keys.vgerrors)) os.ow(label).ow((this->*error)(), 7, 4);
+  if (lpref.commit(keys.vgerrors)) os.ow(error.label).ow(error.measure(), 7, 4);
 }
 
 void VeQuan::progress_end() const {
   if (verbose) os.le().flush();
+}
+
+void VeQuan::run_epochs(const char* text, long n, const EpochError& error, const Epoch& epoch) {
+  progress_begin(text, n);
+  for (long e = 0; e < n; ++e) {
+    progress_step(error);
+    if (!epoch(e)) break;
+  }
+  progress_end();
+}
+
+void VeQuan::run_epochs(const char* text, long n, const Epoch& epoch) {
+  run_epochs(text, n, {" mE=", [this] { return prot_err(); }}, epoch);
+}
+
+MatParaD VeQuan::schedule_for(const char* file, long file_verbose, const ScheduleSource& source) {
+  MatParaD sched;
+  if (file && load_schedule(sched, file, source.default_file, file_verbose != 0)) return sched;
+  say_line(source.notice);
+  sched.setdim(0, static_cast<long>(source.columns.size()));
+  sched.additer(lkey(source.epochs));
+  long column = 0;
+  for (const auto& [first_key, last_key] : source.columns) {
+    const double first = dkey(first_key);
+    sched.set(3, column++, first, dkey(last_key), 0, -1);
+  }
+  return sched;
 }
 
 long VeQuan::getnumber() {

@@ -3,6 +3,9 @@
 
 #include <cstdio>
 #include <fstream>
+#include <functional>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "graph/gauge.h"
@@ -34,10 +37,28 @@ struct KeyRows {
   long tdxs = -1, tdxg = -1, tdxm = -1;  ///< largest ones (results)
 };
 
+/// Where the schedule of a method comes from when its file cannot be read.
+struct ScheduleSource {
+  const char* default_file;  ///< tried next
+  const char* notice;        ///< said when the keys make the schedule
+  const char* epochs;        ///< key of the number of rows
+  /// Per column the keys of its first and last value, between which it falls by the hyperbolic law.
+  std::vector<std::pair<const char*, const char*>> columns;
+};
+
+struct EpochMemory;
+
+/// An error that the loop counter shows.
+struct EpochError {
+  const char* label;
+  std::function<double()> measure;
+};
+
 /// The quantizer replaces N data by n prototypes, links these into a graph and measures distances in it.
 ///
 /// Names: `dat`a, `prot`otypes, `bmu` best-matching unit (the prototype that a datum belongs to), `hits` data
-/// per prototype. Endings: `_ini` initialises, `_itr` runs an epoch, `_fin` finishes, `_err` measures an error.
+/// per prototype. Endings: `_ini` initialises, `_itr` runs an epoch, `_fin` finishes, `_err` measures an
+/// error.
 ///
 /// An analysis goes through the steps "dataload", "prot_ini", "prot_fin" and "dist_ext" of the gauge `state`.
 /// An operation starts its step (which clears that step and all later ones, and is refused when an earlier
@@ -61,7 +82,7 @@ class VeQuan {
   explicit VeQuan(std::ifstream& prefs);
   VeQuan(const VeQuan&) = delete;
   VeQuan& operator=(const VeQuan&) = delete;
-  virtual ~VeQuan() = default;
+  virtual ~VeQuan();
 
   // ---- Data (vequan_data.cpp) ----
 
@@ -143,58 +164,64 @@ class VeQuan {
   int gc();
 
   // ---- Methods (vequan_<method>.cpp) ----
-  // Every method starts with `prot_ini` and ends with `prot_fin`, whose flag it returns; it is refused (0) without
-  // data, without a prototype after the start, or with a schedule that is too narrow or holds a negative number.
-  // A null file name builds the schedule from the settings; otherwise the file is tried, then the default file of the
-  // working directory, then the settings. An `_itr` runs one epoch and, when verbose, appends its counts to the line:
-  // "lost" dead prototypes, "chgd" data that changed their prototype.
+  // Every method starts with `prot_ini` and ends with `prot_fin`, whose flag it returns; it is refused (0)
+  // without data, without a prototype after the start, or with a schedule that is too narrow or holds a
+  // negative number. A null file name builds the schedule from the settings; otherwise the file is tried,
+  // then the default file of the working directory, then the settings. An `_itr` runs one epoch and, when
+  // verbose, appends its counts to the line: "lost" dead prototypes, "chgd" data that changed their
+  // prototype.
 
-  /// K-means (Linde, Buzo and Gray, 1980) with n prototypes: at most "vlbgitr" epochs, at least one, until at most
-  /// data x "vlbgxch" data change their prototype. The epoch returns whether more than maxchg did (negative: the
-  /// number of prototypes). A prototype without data becomes zero unless it is replaced.
+  /// K-means (Linde, Buzo and Gray, 1980) with n prototypes: at most "vlbgitr" epochs, at least one, until at
+  /// most data x "vlbgxch" data change their prototype. The epoch returns whether more than maxchg did
+  /// (negative: the number of prototypes). A prototype without data becomes zero unless it is replaced.
   long lbg(long n);
   bool lbg_itr(long maxchg);
-  /// K-means that starts from two prototypes and splits, in every epoch, each one whose data lie on average farther
-  /// than |r| from it.
+  /// K-means that starts from two prototypes and splits, in every epoch, each one whose data lie on average
+  /// farther than |r| from it.
   long dlbg(double r);
   bool dlbg_itr(double r, long maxchg);
-  /// Neural gas (Martinetz et al., 1993). Schedule: step a in 0..1, width l >= 0. The prototypes of rank 0 .. 3 l by
-  /// their distance to a datum move by a exp(-rank / l). The epoch returns 0 when a or l is out of range.
+  /// Neural gas (Martinetz et al., 1993). Schedule: step a in 0..1, width l >= 0. The prototypes of rank 0 ..
+  /// 3 l by their distance to a datum move by a exp(-rank / l). The epoch returns 0 when a or l is out of
+  /// range.
   long ng(long n, const char* file);
   long ng(long n, const MatParaD& sched);
   long ng_itr(double a, double l);
-  /// Competitive learning: the winner moves by the step a in 0..1. The epoch returns 0 when a is out of range.
+  /// Competitive learning: the winner moves by the step a in 0..1. The epoch returns 0 when a is out of
+  /// range.
   long cl(long n, const char* file);
   long cl(long n, const MatParaD& sched);
   long cl_itr(double a);
-  /// The same without a search for data whose winner stayed the same more than 8 times; asks on the console whether to
-  /// skip it altogether (fast != 0) or to make it only for counting wrong winners. `pval` is a running mean of the
-  /// distances of each prototype's data, `ddis` holds the last ones. Moves are straight in every distance class.
+  /// The same without a search for data whose winner stayed the same more than 8 times; asks on the console
+  /// whether to skip it altogether (fast != 0) or to make it only for counting wrong winners. `pval` is a
+  /// running mean of the distances of each prototype's data, `ddis` holds the last ones. Moves are straight
+  /// in every distance class.
   long fcl(long n, const char* file);
   long fcl(long n, const MatParaD& sched);
   long fcl_itr(double a, int fast);
-  /// EXIN: one pass; a datum beyond the radius r > 0 of all prototypes becomes one, every other moves its prototype to
-  /// the running mean of its data. Returns 0 in every case: ask `done(pfindone)`.
+  /// EXIN: one pass; a datum beyond the radius r > 0 of all prototypes becomes one, every other moves its
+  /// prototype to the running mean of its data. Returns 0 in every case: ask `done(pfindone)`.
   long xn(double r);
   long xn_itr(double r);
   /// Neural Water: the same in epochs with the scheduled step a in 0..1.
   long nw(double r, const char* file);
   long nw(double r, const MatParaD& sched);
   long nw_itr(double r, double a);
-  /// Self-organizing map (Kohonen, 1982) of about n nodes, `ratio` times as wide as long. Schedule: step a in 0..1,
-  /// width l >= 0 in grid units. With prototypes that are kept ("vgkeep_p") their number must be that of the grid, else
-  /// it is refused and nothing is touched. som_ini makes grid and first prototypes; an epoch moves the winner's
-  /// neighbourhood on the grid (online rule) or makes every prototype the weighted mean of the data (batch rule).
+  /// Self-organizing map (Kohonen, 1982) of about n nodes, `ratio` times as wide as long. Schedule: step a in
+  /// 0..1, width l >= 0 in grid units. With prototypes that are kept ("vgkeep_p") their number must be that
+  /// of the grid, else it is refused and nothing is touched. som_ini makes grid and first prototypes; an
+  /// epoch moves the winner's neighbourhood on the grid (online rule) or makes every prototype the weighted
+  /// mean of the data (batch rule).
   long som(long n, double ratio, const char* file);
   long som(long n, double ratio, const MatParaD& sched);
   long som_ini(long n, double ratio);
   long som_itr(double a, double l);
-  /// Topographic error (Kiviluoto, 1996): share of the data whose nearest and second nearest prototypes are not linked on
-  /// the grid; -1 before "prot_ini" or without a grid.
+  /// Topographic error (Kiviluoto, 1996): share of the data whose nearest and second nearest prototypes are
+  /// not linked on the grid; -1 before "prot_ini" or without a grid.
   double som_tst();
-  /// Jarvis-Patrick clustering (1973): data that are among each other's k nearest and share s of them belong together.
-  /// Schedule: one row per pass over the data left, k and optionally s. A pass numbers its clusters in `bmu`; at the end
-  /// every cluster becomes a prototype at the mean of its data, and the data left over join the nearest cluster.
+  /// Jarvis-Patrick clustering (1973): data that are among each other's k nearest and share s of them belong
+  /// together. Schedule: one row per pass over the data left, k and optionally s. A pass numbers its clusters
+  /// in `bmu`; at the end every cluster becomes a prototype at the mean of its data, and the data left over
+  /// join the nearest cluster.
   long jp(const char* file);
   long jp_itr(long k, long s);
 
@@ -287,10 +314,17 @@ class VeQuan {
   /// Shuffles an order column: for i from the last to 0, exchange entries i and draw_index(n).
   static void shuffle(MatFullL& order);
   /// Loop counter of an iterative method, when verbose: a line with prefix and text; "loop e/n" on a line of
-  /// its own and, when "vgerrors" is set, `label` and the error (width 7, precision 4); the end.
+  /// its own and, when "vgerrors" is set, the error (width 7, precision 4); the end.
   void progress_begin(const char* text, long n) const;
-  void progress_step(const char* label, double (VeQuan::*error)());
+  void progress_step(const EpochError& error);
   void progress_end() const;
+  /// Calls epoch(e) for e = 0 .. n - 1 until it returns 0, with the loop counter. Without `error` the
+  /// quantizers' own, `prot_err`.
+  using Epoch = std::function<long(long)>;
+  void run_epochs(const char* text, long n, const EpochError& error, const Epoch& epoch);
+  void run_epochs(const char* text, long n, const Epoch& epoch);
+  /// The schedule of a method: from the file (when not null), else from the default file, else from the keys.
+  MatParaD schedule_for(const char* file, long file_verbose, const ScheduleSource& source);
   /// Weight of the graph distance in the mix in use: "tdgb", 0 without links.
   double balance() const;
   /// True when the ranges of the distances in the settings are those of the present prototypes.
@@ -316,8 +350,8 @@ class VeQuan {
   MatFullD lwork;     ///< nprot x 2: grid coordinates of a self-organizing map, else 0 x 2
   MatFullL lwork2;    ///< 1 x 3: width, length, hexagonal of that grid, else 0 x 3
   LPCA lpca;
-  MatStorT<MatFullL> lvor;  ///< lists of neighbours, entries 2k and 2k + 1 for prototype k
-  MatFullL ridx;  ///< rank list of the online methods
+  MatStorT<MatFullL> lvor;   ///< lists of neighbours, entries 2k and 2k + 1 for prototype k
+  MatFullL ridx;             ///< rank list of the online methods
   MatStorT<MatFullD> dvor;   ///< distances matching lvor
   MatFullD dwork;            ///< distances of the online methods
   MatStorT<MatFullL> paths;  ///< per prototype: its path row, without rows when not stored
@@ -407,6 +441,7 @@ class VeQuan {
   void clear_links();
   void restore_grid();
   void apply_rule(long rule);
+  void measure_grid_links();
   /// The rule that stands for the one asked for.
   long usable_rule(long rule) const;
   void name_links();
@@ -429,9 +464,9 @@ class VeQuan {
   void record(const char* key, double value);
   void print_range(const char* name, const char* min, const char* max) const;
   bool has_laplacian() const;
-  /// Fills gdist with Laplacian distances. When the Laplacian is singular it reports that, all rows tell that
-  /// no other prototype is reached, and the result is false.
-  bool laplacian_rows() const;
+  /// Fills gdist with Laplacian distances; `announce` tells of it on the console. When the Laplacian is
+  /// singular all rows tell that no other prototype is reached, and the result is false.
+  bool laplacian_rows(bool announce) const;
   /// The path row that stands for Laplacian distances: column 1 lists i, then the others by distance.
   static void order_by_distance(const MatFullD& distances, long i, MatFullL& path);
 
@@ -444,7 +479,10 @@ class VeQuan {
   void keep_labels(MatFullL& saved);
 
   DistanceSignature dac;    ///< of the last computation of the distances
+  double mixed_weight = 0;  ///< balance that the mixed range was measured with
   bool dist_valid = false;  ///< the stores and ranges belong to the present prototypes, links and settings
+  /// Working storage of the epochs; it means nothing between them.
+  const std::unique_ptr<EpochMemory> workspace;
 };
 
 }  // namespace qvtx

@@ -3,7 +3,6 @@
 // winner is stable and keeps, as frequency-sensitive learning does (Ahalt et al., Neural Networks 3, 1990), a
 // running mean per prototype.
 
-#include <algorithm>
 #include <iostream>
 #include <string>
 
@@ -59,14 +58,9 @@ struct Counts {
 }  // namespace
 
 long VeQuan::cl(long n, const char* file) {
-  MatParaD loaded;
-  if (file && load_schedule(loaded, file, "default.clp", static_cast<int>(verbose))) return cl(n, loaded);
-  say_line("cl: using default parameters");
-  MatParaD sched(0, 1);
-  sched.additer(lkey("vclepoq "));
-  const double first = dkey("vclaini ");
-  sched.set(3, 0, first, dkey("vclafin "), 0, -1);
-  return cl(n, sched);
+  return cl(n, schedule_for(
+                   file, verbose,
+                   {"default.clp", "cl: using default parameters", "vclepoq ", {{"vclaini ", "vclafin "}}}));
 }
 
 long VeQuan::cl(long n, const MatParaD& sched) {
@@ -75,12 +69,7 @@ long VeQuan::cl(long n, const MatParaD& sched) {
     refuse("cl: a not parametric");
     return 0;
   }
-  progress_begin("cl: quantizing ... ", std::max(sched.nrow(), 1L));
-  for (long e = 0;; ++e) {
-    progress_step(" mE=", &VeQuan::prot_err);
-    if (!cl_itr(sched(e, 0)) || e + 1 >= sched.nrow()) break;
-  }
-  progress_end();
+  run_epochs("cl: quantizing ... ", sched.nrow(), [&](long e) { return cl_itr(sched(e, 0)); });
   return prot_fin("Competitive Learning", 1);
 }
 
@@ -90,7 +79,7 @@ long VeQuan::cl_itr(double a) {
     return 0;
   }
   if (lpref.getval(keys.vgswap_d)) shuffle(order);
-  OnlineWinners winners(*this, dat, prot, {bmu, bmucnt, hits});
+  OnlineWinners winners(*this, dat, prot, {bmu, bmucnt, hits}, *workspace);
   long chgd = 0;
   for (long i = dat.nrow() - 1; i >= 0; --i) {
     const long d = order(i, 0);
@@ -103,14 +92,10 @@ long VeQuan::cl_itr(double a) {
 }
 
 long VeQuan::fcl(long n, const char* file) {
-  MatParaD loaded;
-  if (file && load_schedule(loaded, file, "default.clp", static_cast<int>(verbose))) return fcl(n, loaded);
-  say_line("fcl: using default parameters");
-  MatParaD sched(0, 1);
-  sched.additer(lkey("vfclepoq"));
-  const double first = dkey("vfclaini");
-  sched.set(3, 0, first, dkey("vfclafin"), 0, -1);
-  return fcl(n, sched);
+  return fcl(
+      n,
+      schedule_for(file, verbose,
+                   {"default.clp", "fcl: using default parameters", "vfclepoq", {{"vfclaini", "vfclafin"}}}));
 }
 
 long VeQuan::fcl(long n, const MatParaD& sched) {
@@ -120,12 +105,7 @@ long VeQuan::fcl(long n, const MatParaD& sched) {
     return 0;
   }
   const int fast = ask_fast(prefix);
-  progress_begin("fcl: quantizing ... ", std::max(sched.nrow(), 1L));
-  for (long e = 0;; ++e) {
-    progress_step(" mE=", &VeQuan::prot_err);
-    if (!fcl_itr(sched(e, 0), fast) || e + 1 >= sched.nrow()) break;
-  }
-  progress_end();
+  run_epochs("fcl: quantizing ... ", sched.nrow(), [&](long e) { return fcl_itr(sched(e, 0), fast); });
   return prot_fin("Freq.sens. CL", 1);
 }
 
@@ -136,7 +116,7 @@ long VeQuan::fcl_itr(double a, int fast) {
   }
   if (lpref.getval(keys.vgswap_d)) shuffle(order);
   CaptureBook book{bmu, bmucnt, hits};
-  OnlineWinners winners(*this, dat, prot, book);
+  OnlineWinners winners(*this, dat, prot, book, *workspace);
   Counts counts;
   for (long i = dat.nrow() - 1; i >= 0; --i) {
     const long d = order(i, 0);

@@ -1,11 +1,13 @@
 // Distances between the prototypes: in space, along the graph, and their mix.
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <memory>
+#include <vector>
 
-#include "graph/graph_paths.h"
 #include "graph/laplacian.h"
+#include "graph/path_rows.h"
 #include "matrix/row_search.h"
 #include "quant/link_diameter.h"
 #include "quant/vequan.h"
@@ -42,22 +44,32 @@ class VeQuan::DistancePass {
  public:
   /// memory: 0 no row is stored, 1 distance rows, 2 path rows too.
   DistancePass(VeQuan& quantizer, long memory)
-      : vq_(quantizer), memory_(memory), n_(quantizer.prot.nrow()), search_(quantizer.prot) {
+      : vq_(quantizer),
+        memory_(memory),
+        n_(quantizer.prot.nrow()),
+        search_(quantizer.prot),
+        graph_rows_(at(n_), nullptr) {
     graph_ = vq_.lpref.getval(vq_.keys.vglink_p) != 0;
     linked_ = graph_ && vq_.link.nlive() > 0;
     weight_ = linked_ ? vq_.balance() : 0.0;
     laplacian_ = vq_.has_laplacian();
-    if (graph_ && !laplacian_) routes_ = std::make_unique<GraphPaths>(vq_.link, 1);
+    if (graph_ && !laplacian_) routes_ = std::make_unique<PathRows>(vq_.link, 1);
   }
 
-  void take(long i) {
-    const double* const e = space(i);
-    space_.take(e, n_);
-    if (!graph_) return;
-    const double* const g = graph(i);
-    if (!linked_) return;
-    graph_range_.take(g, n_);
-    if (weight_ > 0.0) mix(e, g);
+  /// Visits every prototype and calls `after` behind each. Shortest paths set the order: their rows come in
+  /// groups. The ranges do not depend on it.
+  template <class After>
+  void run(After after) {
+    if (!routes_) {
+      for (long i = n_ - 1; i >= 0; --i, after()) take(i);
+      return;
+    }
+    const long* const nodes = routes_->order().data();
+    for (long first = 0; first < n_; first += PathRows::group) {
+      const long count = std::min(PathRows::group, n_ - first);
+      find_paths(nodes + first, count);
+      for (long s = 0; s < count; ++s, after()) take(nodes[first + s]);
+    }
   }
 
   void close() {
@@ -72,6 +84,16 @@ class VeQuan::DistancePass {
   const Extremes& mixed_range() const { return mixed_; }
 
  private:
+  void take(long i) {
+    const double* const e = space(i);
+    space_.take(e, n_);
+    if (!graph_) return;
+    const double* const g = graph(i);
+    if (!linked_) return;
+    graph_range_.take(g, n_);
+    if (weight_ > 0.0) mix(e, g);
+  }
+
   const double* space(long i) {
     MatFullD& stored = vq_.sdist[i];
     if (stored.nrow() == n_ && n_ > 0) return stored.data();
@@ -87,25 +109,45 @@ class VeQuan::DistancePass {
     return row.data();
   }
 
-  /// The graph row, and the path row where it is stored.
-  const double* graph(long i) {
-    MatFullL& path = vq_.paths[i];
-    const bool wants_path = memory_ >= 2 && path.nrow() != n_;
-    MatFullD& stored = vq_.gdist[i];
-    if (laplacian_) {
-      if (wants_path) order_by_distance(stored, i, path);
-      return stored.data();
+  /// Computes the rows along the links of a group of prototypes but for those that are stored.
+  void find_paths(const long* sources, long count) {
+    const bool stores_paths = memory_ >= 2;
+    std::array<long, PathRows::group> missing;
+    std::array<double*, PathRows::group> dist;
+    std::array<long*, PathRows::group> pred;
+    std::size_t rows = 0;
+    for (long s = 0; s < count; ++s) {
+      const long i = sources[s];
+      graph_rows_[at(i)] = vq_.gdist[i].data();
+      if (vq_.gdist[i].nrow() == n_ && !(stores_paths && vq_.paths[i].nrow() != n_)) continue;
+      if (stores_paths) pred[rows] = fresh_row(vq_.paths[i], 2, -1L);
+      dist[rows] = memory_ >= 1 ? fresh_row(vq_.gdist[i], 1, -1.0) : scratch_row(s);
+      graph_rows_[at(i)] = dist[rows];
+      missing[rows++] = i;
     }
-    if (stored.nrow() == n_ && !wants_path) return stored.data();
-    MatFullD& row = memory_ >= 1 ? stored : graph_scratch_;
-    row.setdim(n_, 1);
-    row.setrows(n_, -1.0);
-    if (wants_path) {
-      path.setdim(n_, 2);
-      path.setrows(n_, -1);
-    }
-    routes_->row(i, row.data(), wants_path ? path.data() : nullptr);
+    if (rows == 0) return;
+    routes_->rows(missing.data(), static_cast<long>(rows), dist.data(), stores_paths ? pred.data() : nullptr);
+  }
+
+  template <class Matrix, class T>
+  T* fresh_row(Matrix& row, long columns, T fill) {
+    row.setdim(n_, columns);
+    row.setrows(n_, fill);
     return row.data();
+  }
+
+  double* scratch_row(long s) {
+    graph_scratch_.resize(at(n_ * PathRows::group));
+    return graph_scratch_.data() + s * n_;
+  }
+
+  static std::size_t at(long i) { return static_cast<std::size_t>(i); }
+
+  /// The graph row; from the Laplacian, also the path row where it is stored.
+  const double* graph(long i) {
+    if (!laplacian_) return graph_rows_[at(i)];
+    if (memory_ >= 2 && vq_.paths[i].nrow() != n_) order_by_distance(vq_.gdist[i], i, vq_.paths[i]);
+    return vq_.gdist[i].data();
   }
 
   void mix(const double* e, const double* g) {
@@ -123,15 +165,17 @@ class VeQuan::DistancePass {
   bool linked_ = false;     // and there are some
   bool laplacian_ = false;  // their distances come from the Laplacian
   double weight_ = 0.0;
-  std::unique_ptr<GraphPaths> routes_;
-  MatFullD space_scratch_, graph_scratch_;
+  std::unique_ptr<PathRows> routes_;
+  std::vector<const double*> graph_rows_;  // rows along the links of the group in hand
+  std::vector<double> graph_scratch_;      // the same where they are not stored
+  MatFullD space_scratch_;
   Extremes space_, graph_range_, mixed_;
 };
 
 int VeQuan::dist_ini(int quick) {
   const long k = step(dinidone);
   const bool current = distances_current();
-  if (current && state.getflag(k) && !key_changed(dpref, "tdgb")) {
+  if (current && state.getflag(k) && !key_changed(dpref, "tdgb") && mixed_weight == balance()) {
     say_line("dist_ini: distances already computed");
     return state.setflag(k);
   }
@@ -142,12 +186,13 @@ int VeQuan::dist_ini(int quick) {
   dkey("tdgb");
   for (const char* key : {"tdgdtype", "tdctdtwt", "tdctdlnf"}) lkey(key);
   dkey("tdctdakp");
-  if (has_laplacian() && !current && !laplacian_rows()) {
+  if (has_laplacian() && !current && !laplacian_rows(true)) {
     forget_distances();
     return 0;
   }
   measure_distances();
   dac = signature();
+  mixed_weight = balance();
   dist_valid = true;
   return state.setflag(k);
 }
@@ -190,10 +235,9 @@ void VeQuan::measure_distances() {
     os.wbb(n, 60);
   }
   DistancePass pass(*this, memory);
-  for (long i = n - 1; i >= 0; --i) {
-    pass.take(i);
+  pass.run([bar] {
     if (bar) os.wbp();
-  }
+  });
   if (bar) os.wbe();
   pass.close();
   record("tdns", pass.space_range().min);
@@ -228,25 +272,22 @@ bool VeQuan::has_laplacian() const {
   return lpref.getval(keys.vglink_p) != 0 && lpref.getval(keys.tdgdtype) != 0;
 }
 
-bool VeQuan::laplacian_rows() const {
+bool VeQuan::laplacian_rows(bool announce) const {
   const LaplacianOptions options = {lpref.getval(keys.tdgdtype), lpref.getval(lpref.getkey("tdctdtwt")),
                                     lpref.getval(lpref.getkey("tdctdlnf")) != 0,
                                     dpref.getval(dpref.getkey("tdctdakp"))};
-  say_piece("Computing the graph Laplacian: ");
+  if (announce) say_piece("Computing the graph Laplacian: ");
   GraphLaplacian laplacian(link, prot, options);
   laplacian.affinities();
   if (options.scale) {
-    say_piece("Normalizing the graph Laplacian ... ");
+    if (announce) say_piece("Normalizing the graph Laplacian ... ");
     laplacian.normalize();
   }
-  say_piece("Pseudo-inverting the graph Laplacian ... ");
+  if (announce) say_piece("Pseudo-inverting the graph Laplacian ... ");
   MatFullD distances;
   const bool regular = laplacian.distances(distances) != 0;
-  if (regular) {
-    say_end("done!");
-  } else {
-    refuse("dist_ini: singular Laplacian");
-  }
+  if (announce && regular) say_end("done!");
+  if (announce && !regular) refuse("dist_ini: singular Laplacian");
   const long n = prot.nrow();
   gdist.setdim(n);
   for (long i = 0; i < n; ++i) {
@@ -272,7 +313,7 @@ const double* VeQuan::space_row(long i, MatFullD& scratch) const {
 const double* VeQuan::graph_row(long i, MatFullD& scratch) const {
   if (i < gdist.size() && gdist[i].nrow() == prot.nrow()) return gdist[i].data();
   if (has_laplacian()) {
-    laplacian_rows();
+    laplacian_rows(false);
     return gdist[i].data();
   }
   link.gdav(i, 1, scratch, no_bound);

@@ -23,12 +23,7 @@ long VeQuan::dlbg(double r) {
   if (!prot_ini(2, 0) || prot.nrow() == 0) return 0;
   const long itmax = std::max(lkey("vdlbgitr"), 1L);
   const long maxchg = std::lround(static_cast<double>(dat.nrow()) * dkey("vdlbgxch"));
-  progress_begin("dlbg: quantizing ... ", itmax);
-  for (long it = 1;; ++it) {
-    progress_step(" mE=", &VeQuan::prot_err);
-    if (!dlbg_itr(r, maxchg) || it >= itmax) break;
-  }
-  progress_end();
+  run_epochs("dlbg: quantizing ... ", itmax, [&](long) { return dlbg_itr(r, maxchg); });
   return prot_fin("dLBG", 1);
 }
 
@@ -48,7 +43,7 @@ bool VeQuan::dlbg_itr(double r, long maxchg) {
     }
   };
   if (searches_agree(dat, prot)) {
-    BatchWinners winners(dat, prot, {bmu, bmucnt, hits});
+    BatchWinners winners(dat, prot, {bmu, bmucnt, hits}, *workspace);
     present([&](long d) { return winners.capture(d); });
   } else {
     present([&](long d) { return prot_bmu(d, no_bound); });

@@ -2,8 +2,6 @@
 // a new one. EXIN makes a single pass in which each prototype is the running mean of its data (a sequential
 // K-means in the sense of MacQueen, 1967, with leaders); Neural Water makes epochs with a scheduled rate.
 
-#include <algorithm>
-
 #include "quant/vequan.h"
 #include "quant/winners.h"
 
@@ -22,7 +20,7 @@ long VeQuan::xn_itr(double r) {
     return 0;
   }
   if (lpref.getval(keys.vgswap_d)) shuffle(order);
-  OnlineWinners winners(*this, dat, prot, {bmu, bmucnt, hits});
+  OnlineWinners winners(*this, dat, prot, {bmu, bmucnt, hits}, *workspace);
   for (long i = dat.nrow() - 1; i >= 0; --i) {
     const long d = order(i, 0);
     winners.capture(d, r);
@@ -33,14 +31,9 @@ long VeQuan::xn_itr(double r) {
 }
 
 long VeQuan::nw(double r, const char* file) {
-  MatParaD loaded;
-  if (file && load_schedule(loaded, file, "default.nwp", static_cast<int>(verbose))) return nw(r, loaded);
-  say_line("nw: using default parameters");
-  MatParaD sched(0, 1);
-  sched.additer(lkey("vnwepoq "));
-  const double first = dkey("vnwaini ");
-  sched.set(3, 0, first, dkey("vnwafin "), 0, -1);
-  return nw(r, sched);
+  return nw(r, schedule_for(
+                   file, verbose,
+                   {"default.nwp", "nw: using default parameters", "vnwepoq ", {{"vnwaini ", "vnwafin "}}}));
 }
 
 long VeQuan::nw(double r, const MatParaD& sched) {
@@ -49,12 +42,7 @@ long VeQuan::nw(double r, const MatParaD& sched) {
     refuse("nw: a not parametric");
     return 0;
   }
-  progress_begin("nw: quantizing ... ", std::max(sched.nrow(), 1L));
-  for (long e = 0;; ++e) {
-    progress_step(" mE=", &VeQuan::prot_err);
-    if (!nw_itr(r, sched(e, 0)) || e + 1 >= sched.nrow()) break;
-  }
-  progress_end();
+  run_epochs("nw: quantizing ... ", sched.nrow(), [&](long e) { return nw_itr(r, sched(e, 0)); });
   return prot_fin("Neural Water", 1);
 }
 
@@ -68,7 +56,7 @@ long VeQuan::nw_itr(double r, double a) {
     return 0;
   }
   if (lpref.getval(keys.vgswap_d)) shuffle(order);
-  OnlineWinners winners(*this, dat, prot, {bmu, bmucnt, hits});
+  OnlineWinners winners(*this, dat, prot, {bmu, bmucnt, hits}, *workspace);
   long chgd = 0;
   for (long i = dat.nrow() - 1; i >= 0; --i) {
     const long d = order(i, 0);

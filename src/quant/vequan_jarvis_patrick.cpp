@@ -7,7 +7,7 @@
 #include <numeric>
 #include <vector>
 
-#include "matrix/neighbour_search.h"
+#include "matrix/all_neighbours.h"
 #include "quant/centroids.h"
 #include "quant/vequan.h"
 
@@ -42,13 +42,12 @@ class NeighbourLists {
  public:
   /// REQUIRES: k < rows.nrow(), or 0.
   NeighbourLists(const MatFullD& rows, long k) : k_(k), list_(static_cast<std::size_t>(rows.nrow() * k)) {
-    NeighbourSearch search(rows);
-    for (long i = 0; i < rows.nrow(); ++i) {
-      search.search(rows.row(i), i, k);
+    if (k < 1) return;
+    AllNeighbours(rows).search(k, [this, k](long i, const NearestList& nearest) {
       std::int32_t* list = list_.data() + i * k;
-      for (long r = 0; r < k; ++r) list[r] = static_cast<std::int32_t>(search.row(r));
+      for (long r = 0; r < k; ++r) list[r] = static_cast<std::int32_t>(nearest[r].row);
       std::sort(list, list + k);
-    }
+    });
   }
   const std::int32_t* begin(long i) const { return list_.data() + i * k_; }
   const std::int32_t* end(long i) const { return begin(i) + k_; }

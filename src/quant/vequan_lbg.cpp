@@ -15,12 +15,7 @@ long VeQuan::lbg(long n) {
   if (!prot_ini(n, static_cast<int>(lkey("vlbginp "))) || prot.nrow() == 0) return 0;
   const long itmax = std::max(lkey("vlbgitr "), 1L);
   const long maxchg = std::lround(static_cast<double>(dat.nrow()) * dkey("vlbgxch "));
-  progress_begin("lbg: quantizing ... ", itmax);
-  for (long it = 1;; ++it) {
-    progress_step(" mE=", &VeQuan::prot_err);
-    if (!lbg_itr(maxchg) || it >= itmax) break;
-  }
-  progress_end();
+  run_epochs("lbg: quantizing ... ", itmax, [&](long) { return lbg_itr(maxchg); });
   return prot_fin("LBG", 1);
 }
 
@@ -28,7 +23,7 @@ bool VeQuan::lbg_itr(long maxchg) {
   if (maxchg < 0) maxchg = prot.nrow();
   long chgd = 0;
   if (searches_agree(dat, prot)) {
-    BatchWinners winners(dat, prot, {bmu, bmucnt, hits});
+    BatchWinners winners(dat, prot, {bmu, bmucnt, hits}, *workspace);
     for (long i = dat.nrow() - 1; i >= 0; --i) chgd += winners.capture(order(i, 0));
   } else {
     for (long i = dat.nrow() - 1; i >= 0; --i) chgd += prot_bmu(order(i, 0), no_bound);

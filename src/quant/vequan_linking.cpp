@@ -14,7 +14,6 @@ namespace qvtx {
 
 namespace {
 
-constexpr const char* grid_label = "Self-Organizing Map";
 constexpr const char* cluster_label = "Jarvis-Patrick";
 
 constexpr const char* rule_names[] = {"none", "e_link", "n_link", "r_link", "d_link", "h_link"};
@@ -54,7 +53,7 @@ void VeQuan::say_piece(const char* text) const {
   if (verbose) os.ow(text).flush();
 }
 
-bool VeQuan::has_grid() const { return std::strcmp(method, grid_label) == 0 && lwork.nrow() == prot.nrow(); }
+bool VeQuan::has_grid() const { return prot.nrow() > 0 && lwork.nrow() == prot.nrow(); }
 
 void VeQuan::count_hits() {
   MatFullL assigned;
@@ -98,7 +97,7 @@ void VeQuan::link_prototypes(bool keep) {
     apply_rule(rule);
   }
   link.setpos(prot, 1);
-  if (grid) link.setpos(lwork, 2);
+  if (grid) measure_grid_links();
 }
 
 void VeQuan::clear_links() {
@@ -145,10 +144,16 @@ long VeQuan::usable_rule(long rule) const {
   return counts_data && dat.nrow() < 2 * prot.nrow() ? by_neighbours : rule;
 }
 
+void VeQuan::measure_grid_links() {
+  // Neighbours on the grid are at distance 1, whatever the distance class of the data.
+  for (long k = link.nslot() - 1; k >= 0; --k)
+    if (link.live(k)) link.setvalue(k, 2, 1.0);
+}
+
 void VeQuan::name_links() {
   const long rule = usable_rule(lpref.getval(keys.vglink_p));
   linkname = rule_names[rule >= no_links && rule <= by_pairs ? rule : no_links];
-  if (rule != no_links && lwork.nrow() == prot.nrow()) linkname = "grid";
+  if (rule != no_links && has_grid()) linkname = "grid";
 }
 
 void VeQuan::label_components() {

@@ -3,12 +3,13 @@
 // prototypes ranked by their distance to it, each by a step that decays with its rank. The ranking stops at
 // three widths, where the step has fallen to exp(-3).
 
-#include <algorithm>
+#include <limits>
 #include <utility>
 #include <vector>
 
 #include "base/exponential.h"
-#include "quant/rank_tree.h"
+#include "quant/epoch_memory.h"
+#include "quant/gas_kernels.h"
 #include "quant/vequan.h"
 #include "quant/winners.h"
 
@@ -20,10 +21,11 @@ namespace {
 struct GasEpoch {
   VeQuan& quantizer;
   const MatFullD& dat;
-  const MatFullD& prot;
+  MatFullD& prot;
   const MatFullL& order;
   CaptureBook book;
   OnlineWinners& winners;
+  EpochMemory& memory;
   MatFullL& ridx;    // rank list, not reset between data: its order decides among equal distances
   MatFullD& dwork;   // nprot x 1: distances to the datum
   double a, l;       // step and width
@@ -57,21 +59,35 @@ void GasEpoch::move_winners() {
   }
 }
 
+/// On the packed copy of the prototypes, which are moved and measured for the next datum in one pass.
 /// REQUIRES: winners.packed(), so that no prototype is created and every distance is finite.
 void GasEpoch::move_ranks() {
+  constexpr double stays = std::numeric_limits<double>::quiet_NaN();
+  const long n = prot.nrow(), ncol = prot.ncol();
   const long m = moving_ranks();
-  std::vector<double> steps;
-  for (long r = 0; r < m; ++r) steps.push_back(step(r));
-  RankTree tree(ridx);
-  for (long i = dat.nrow() - 1; i >= 0; --i) {
-    const long d = order(i, 0);
-    winners.search().squared_distances(dat.row(d), tree.leaves());
-    changed += book.capture(d, tree.winner());
-    tree.rank(m);
-    const long* k = ridx.data();
-    for (double h : steps) winners.move(d, h, *k++);
+  PackedRows& packed = memory.packed;
+  std::vector<double>& steps = memory.steps;
+  steps.resize(static_cast<std::size_t>(n));  // a later epoch may move more ranks
+  for (long r = 0; r < m; ++r) steps[static_cast<std::size_t>(r)] = step(r);
+  RankSort& ranks = memory.ranks;
+  ranks.start(ridx, m);
+  std::vector<double>& moves = memory.moves;
+  moves.assign(static_cast<std::size_t>((n + 7) / 8 * 8), stays);
+  const gas::MoveAndMeasure move_and_measure = gas::move_and_measure();
+  const auto datum = [this](long i) { return dat.row(order(i, 0)); };
+  const long last = dat.nrow() - 1;
+  if (last >= 0)
+    move_and_measure(packed.data(), n, ncol, moves.data(), datum(last), datum(last), ranks.sums());
+  for (long i = last; i >= 0; --i) {
+    changed += book.capture(order(i, 0), ranks.rank());
+    for (long r = 0; r < m; ++r)
+      moves[static_cast<std::size_t>(ridx.data()[r])] = steps[static_cast<std::size_t>(r)];
+    const double* next = datum(i > 0 ? i - 1 : i);
+    move_and_measure(packed.data(), n, ncol, moves.data(), datum(i), next, ranks.sums());
+    for (long r = 0; r < m; ++r) moves[static_cast<std::size_t>(ridx.data()[r])] = stays;
     adapted += m;
   }
+  for (long k = 0; k < n; ++k) packed.get_row(k, prot.row(k));
 }
 
 /// The same through the quantizer's own operations, for every distance class.
@@ -110,16 +126,11 @@ void GasEpoch::select_rank(long r) {
 }  // namespace
 
 long VeQuan::ng(long n, const char* file) {
-  MatParaD loaded;
-  if (file && load_schedule(loaded, file, "default.ngp", static_cast<int>(verbose))) return ng(n, loaded);
-  say_line("ng: using default parameters");
-  MatParaD sched(0, 2);
-  sched.additer(lkey("vngepoq "));
-  const double afirst = dkey("vngaini ");
-  sched.set(3, 0, afirst, dkey("vngafin "), 0, -1);
-  const double lfirst = dkey("vnglini ");
-  sched.set(3, 1, lfirst, dkey("vnglfin "), 0, -1);
-  return ng(n, sched);
+  return ng(n, schedule_for(file, verbose,
+                            {"default.ngp",
+                             "ng: using default parameters",
+                             "vngepoq ",
+                             {{"vngaini ", "vngafin "}, {"vnglini ", "vnglfin "}}}));
 }
 
 long VeQuan::ng(long n, const MatParaD& sched) {
@@ -128,12 +139,7 @@ long VeQuan::ng(long n, const MatParaD& sched) {
     refuse("ng: al not parametric");
     return 0;
   }
-  progress_begin("ng: quantizing ... ", std::max(sched.nrow(), 1L));
-  for (long e = 0;; ++e) {
-    progress_step(" mE=", &VeQuan::prot_err);
-    if (!ng_itr(sched(e, 0), sched(e, 1)) || e + 1 >= sched.nrow()) break;
-  }
-  progress_end();
+  run_epochs("ng: quantizing ... ", sched.nrow(), [&](long e) { return ng_itr(sched(e, 0), sched(e, 1)); });
   return prot_fin("Neural Gas", 1);
 }
 
@@ -152,9 +158,9 @@ long VeQuan::ng_itr(double a, double l) {
   if (lpref.getval(keys.vgswap_d)) shuffle(order);
 
   CaptureBook book{bmu, bmucnt, hits};
-  OnlineWinners winners(*this, dat, prot, book);
+  OnlineWinners winners(*this, dat, prot, book, *workspace);
   const float lim = 3.0F * static_cast<float>(l);
-  GasEpoch epoch{*this, dat, prot, order, book, winners, ridx, dwork, a, l, lim};
+  GasEpoch epoch{*this, dat, prot, order, book, winners, *workspace, ridx, dwork, a, l, lim};
   if (lim < 1.0F) {
     epoch.move_winners();
   } else if (winners.packed()) {

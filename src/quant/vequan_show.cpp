@@ -51,7 +51,7 @@ void VeQuan::show_data(Ostr& o, int level) const {
 }
 
 void VeQuan::show_prototypes(Ostr& o, int level) {
-  o.ow("Prototypes: ").ow(method).ow(", ").ow(prot.nrow()).ow(" prototypes, ");
+  o.ow("Prototypes: ").ow(method[0] != '\0' ? method : "loaded").ow(", ").ow(prot.nrow()).ow(" prototypes, ");
   o.ow(protnbr(0)).ow(" lost, ").ow(protnbr(1)).ow(" copies").nl();
   if (level <= 0 || dat.nrow() == 0) return;
   const Indent indent(o);
@@ -81,7 +81,13 @@ void VeQuan::show_prototypes(Ostr& o, int level) {
 
 void VeQuan::show_links(Ostr& o, int level) const {
   const long live = link.nlive();
-  o.ow("Links: rule ").ow(lpref.getval(keys.vglink_p)).ow(" (").ow(linkname).ow("), ").ow(live).ow(" links, ");
+  o.ow("Links: rule ")
+      .ow(lpref.getval(keys.vglink_p))
+      .ow(" (")
+      .ow(linkname)
+      .ow("), ")
+      .ow(live)
+      .ow(" links, ");
   o.ow(ncomp()).ow(ncomp() == 1 ? " component" : " components");
   if (torn > 0) o.ow(", ").ow(torn).ow(" torn");
   o.nl();
@@ -90,7 +96,8 @@ void VeQuan::show_links(Ostr& o, int level) const {
   std::vector<long> sizes(compsize.data(), compsize.data() + compsize.nrow());
   std::sort(sizes.begin(), sizes.end(), std::greater<>());
   o.ow("component sizes: ");
-  for (std::size_t c = 0; c < std::min(sizes.size(), most_components); ++c) o.ow(c > 0 ? ", " : "").ow(sizes[c]);
+  for (std::size_t c = 0; c < std::min(sizes.size(), most_components); ++c)
+    o.ow(c > 0 ? ", " : "").ow(sizes[c]);
   o.ow(sizes.size() > most_components ? ", ..." : "").nl();
   MatFullD degrees(prot.nrow(), 1);
   degrees.setrows(prot.nrow(), 0.0);

@@ -29,6 +29,14 @@ bool all_within(const MatFullL& m, long lo, long hi) {
   return std::all_of(m.data(), end, [lo, hi](long v) { return v >= lo && v <= hi; });
 }
 
+/// Tables without a key that is known now would end the program at its first use.
+template <class T>
+bool has_keys_of(const MatPrefT<T>& loaded, const MatPrefT<T>& present) {
+  for (long k = present.count() - 1; k >= 0; --k)
+    if (loaded.getkey(present.getlabel(k)) < 0) return false;
+  return true;
+}
+
 }  // namespace
 
 struct VeQuan::Snapshot {
@@ -111,11 +119,7 @@ bool VeQuan::accepts(const Snapshot& loaded) const {
   if (!state.same_steps(loaded.state) || !loaded.grid_fits()) return false;
   if (loaded.flag(pinidone) && !loaded.initialised_fits(dat.nrow(), dat.ncol())) return false;
   if (loaded.flag(pfindone) && !loaded.finished_fits()) return false;
-  // Tables without a key that the program reads at every turn would end it later.
-  return std::all_of(key_entries().begin(), key_entries().end(), [this, &loaded](const KeyEntry& entry) {
-    return keys.*entry.row < 0 ||
-           (entry.real ? loaded.dpref.getkey(entry.name) : loaded.lpref.getkey(entry.name)) >= 0;
-  });
+  return has_keys_of(loaded.lpref, lpref) && has_keys_of(loaded.dpref, dpref);
 }
 
 void VeQuan::take(Snapshot& loaded) {

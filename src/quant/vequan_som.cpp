@@ -11,6 +11,7 @@
 #include "base/exponential.h"
 #include "matrix/neighbour_search.h"
 #include "quant/centroids.h"
+#include "quant/epoch_memory.h"
 #include "quant/vequan.h"
 #include "quant/winners.h"
 
@@ -71,15 +72,14 @@ class Neighbourhood {
     const double t = distance / width_;
     return fixed_exp(-0.5 * (t * t));
   }
-  /// Values for a column of increasing distances, as long as they are positive.
-  std::vector<double> values(const MatFullD& distances) const {
-    std::vector<double> h;
+  /// Values for a column of increasing distances, as long as they are positive, into `out` (room for all).
+  /// Returns how many these are.
+  long values(const MatFullD& distances, double* out) const {
     for (long r = 0; r < distances.nrow(); ++r) {
-      const double value = (*this)(distances(r, 0));
-      if (!(value > 0)) break;
-      h.push_back(value);
+      out[r] = (*this)(distances(r, 0));
+      if (!(out[r] > 0)) return r;
     }
-    return h;
+    return distances.nrow();
   }
 
  private:
@@ -97,17 +97,12 @@ double scaled_coordinate(const MatFullD& grid, const MatFullD& extremes, long k,
 }  // namespace
 
 long VeQuan::som(long n, double ratio, const char* file) {
-  MatParaD loaded;
-  if (file && load_schedule(loaded, file, "default.omp", static_cast<int>(verbose)))
-    return som(n, ratio, loaded);
-  say_line("som: using default parameters");
-  MatParaD sched(0, 2);
-  sched.additer(lkey("vsomepoq"));
-  const double afirst = dkey("vsomaini");
-  sched.set(3, 0, afirst, dkey("vsomafin"), 0, -1);
-  const double lfirst = dkey("vsomlini");
-  sched.set(3, 1, lfirst, dkey("vsomlfin"), 0, -1);
-  return som(n, ratio, sched);
+  return som(n, ratio,
+             schedule_for(file, verbose,
+                          {"default.omp",
+                           "som: using default parameters",
+                           "vsomepoq",
+                           {{"vsomaini", "vsomafin"}, {"vsomlini", "vsomlfin"}}}));
 }
 
 long VeQuan::som(long n, double ratio, const MatParaD& sched) {
@@ -116,12 +111,7 @@ long VeQuan::som(long n, double ratio, const MatParaD& sched) {
     refuse("som: al not parametric");
     return 0;
   }
-  progress_begin("som: quantizing ... ", std::max(sched.nrow(), 1L));
-  for (long e = 0; e < sched.nrow(); ++e) {
-    progress_step(" mE=", &VeQuan::prot_err);
-    if (!som_itr(sched(e, 0), sched(e, 1))) break;
-  }
-  progress_end();
+  run_epochs("som: quantizing ... ", sched.nrow(), [&](long e) { return som_itr(sched(e, 0), sched(e, 1)); });
   if (verbose) os.fresh().ow(prefix).ow("som: topographic error= ").ow(som_tst(), 1, 4).nl();
   return prot_fin("Self-Organizing Map", 1);
 }
@@ -226,6 +216,8 @@ long VeQuan::som_itr(double a, double l) {
   if (!grid_ordered() && !order_grid()) return 0;
   const bool gaussian = lpref.getval(lpref.getkey("vsomgnhf")) != 0;
   const bool batch = lpref.getval(lpref.getkey("vsomrule")) != 0;
+  const long n = prot.nrow();
+  if (!batch && workspace->influence.setdim(n, n) != n) return 0;  // out of memory
   const long changed = batch ? som_batch(l, gaussian) : som_online(a, l, gaussian);
   const long lost = prot_rep(0);  // dead nodes are only counted: replacing them would destroy the order
   if (verbose) {
@@ -237,20 +229,22 @@ long VeQuan::som_itr(double a, double l) {
 
 long VeQuan::som_online(double a, double l, bool gaussian) {
   const Neighbourhood neighbourhood(l, gaussian);
-  std::vector<std::vector<double>> values(static_cast<std::size_t>(prot.nrow()));  // by winner, once it wins
+  const long n = prot.nrow();
+  workspace->reach.assign(static_cast<std::size_t>(n), -1);
   if (lpref.getval(keys.vgswap_d) != 0) shuffle(order);
   CaptureBook book{bmu, bmucnt, hits};
-  OnlineWinners winners(*this, dat, prot, book);
+  OnlineWinners winners(*this, dat, prot, book, *workspace);
   long changed = 0;
   for (long i = dat.nrow() - 1; i >= 0; --i) {
     const long d = order(i, 0);
     // Found and booked as prot_bmu does it, but without ever creating a prototype: a map has no node for it.
     const long k = winners.nearest(d);
     changed += book.capture(d, k);
-    std::vector<double>& h = values[static_cast<std::size_t>(k)];
-    if (h.empty()) h = neighbourhood.values(dvor[2 * k]);
+    double* h = workspace->influence.data() + k * n;
+    long& reach = workspace->reach[static_cast<std::size_t>(k)];
+    if (reach < 0) reach = neighbourhood.values(dvor[2 * k], h);
     const long* node = lvor[2 * k].data();
-    for (const double value : h) winners.move(d, a * value, *node++);
+    for (long r = 0; r < reach; ++r) winners.move(d, a * h[r], node[r]);
   }
   return changed;
 }
@@ -259,10 +253,10 @@ long VeQuan::assign_data() {
   long changed = 0;
   CaptureBook book{bmu, bmucnt, hits};
   if (searches_agree(dat, prot)) {
-    BatchWinners winners(dat, prot, book);
+    BatchWinners winners(dat, prot, book, *workspace);
     for (long i = dat.nrow() - 1; i >= 0; --i) changed += winners.capture(i);
   } else {
-    const OnlineWinners winners(*this, dat, prot, book);
+    const OnlineWinners winners(*this, dat, prot, book, *workspace);
     for (long i = dat.nrow() - 1; i >= 0; --i) changed += book.capture(i, winners.nearest(i));
   }
   return changed;
@@ -272,19 +266,25 @@ long VeQuan::som_batch(double l, bool gaussian) {
   const Neighbourhood neighbourhood(l, gaussian);
   const long changed = assign_data();
   // The weights depend on the winner alone, so the data are summed by winner first.
-  MatFullD sums;
+  MatFullD& sums = workspace->sums;
   sums.copy(prot);
   sum_by_prototype(dat, bmu, sums);
-  std::vector<double> count(static_cast<std::size_t>(prot.nrow()), 0.0);
+  std::vector<double>& count = workspace->counts;
+  count.assign(static_cast<std::size_t>(prot.nrow()), 0.0);
   for (long i = 0; i < bmu.nrow(); ++i) ++count[static_cast<std::size_t>(bmu(i, 0))];
-  std::vector<double> mean(static_cast<std::size_t>(prot.ncol()));
+  std::vector<double>& mean = workspace->mean;
+  mean.resize(static_cast<std::size_t>(prot.ncol()));
+  std::vector<double>& weights = workspace->weights;
+  weights.resize(static_cast<std::size_t>(prot.nrow()));
   for (long j = prot.nrow() - 1; j >= 0; --j) {
     std::fill(mean.begin(), mean.end(), 0.0);
     double weight = 0;
     const long* node = lvor[2 * j].data();
-    for (const double h : neighbourhood.values(dvor[2 * j])) {
-      const double* sum = sums.row(*node);
-      weight += h * count[static_cast<std::size_t>(*node++)];
+    const long reach = neighbourhood.values(dvor[2 * j], weights.data());
+    for (long r = 0; r < reach; ++r) {
+      const double h = weights[static_cast<std::size_t>(r)];
+      const double* sum = sums.row(node[r]);
+      weight += h * count[static_cast<std::size_t>(node[r])];
       for (std::size_t c = mean.size(); c-- > 0;) mean[c] += h * sum[c];
     }
     if (!(weight > 0)) continue;

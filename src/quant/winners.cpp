@@ -40,17 +40,19 @@ bool searches_agree(const MatFullD& dat, const MatFullD& prot) {
          is_moderate(prot);
 }
 
-BatchWinners::BatchWinners(const MatFullD& dat, const MatFullD& prot, CaptureBook book) : book_(book) {
-  prot.nearest_all(dat, winner_);
+BatchWinners::BatchWinners(const MatFullD& dat, const MatFullD& prot, CaptureBook book, EpochMemory& memory)
+    : book_(book), winner_(memory.winner) {
+  prot.nearest_all(dat, memory.winner, memory.nearest);
 }
 
-OnlineWinners::OnlineWinners(VeQuan& quantizer, const MatFullD& dat, MatFullD& prot, CaptureBook book)
+OnlineWinners::OnlineWinners(VeQuan& quantizer, const MatFullD& dat, MatFullD& prot, CaptureBook book,
+                             EpochMemory& memory)
     : quantizer_(quantizer),
       dat_(dat),
       prot_(prot),
       book_(book),
       agree_(searches_agree(dat, prot)),
-      search_(prot) {}
+      search_(prot, memory.packed) {}
 
 int OnlineWinners::capture_packed(long d, double r) {
   double distance;

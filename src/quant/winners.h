@@ -3,6 +3,7 @@
 // several times as fast as from VeQuan::prot_bmu, with the same results.
 
 #include "matrix/row_search.h"
+#include "quant/epoch_memory.h"
 #include "quant/vequan.h"
 
 namespace qvtx {
@@ -33,14 +34,14 @@ bool searches_agree(const MatFullD& dat, const MatFullD& prot);
 /// Winners of all data at once, for methods whose prototypes rest while the data are assigned.
 class BatchWinners {
  public:
-  /// REQUIRES: searches_agree(dat, prot).
-  BatchWinners(const MatFullD& dat, const MatFullD& prot, CaptureBook book);
+  /// Finds them, in the memory, which must outlive the object. REQUIRES: searches_agree(dat, prot).
+  BatchWinners(const MatFullD& dat, const MatFullD& prot, CaptureBook book, EpochMemory& memory);
   /// What VeQuan::prot_bmu(d, no_bound) does.
   int capture(long d) { return book_.capture(d, winner_(d, 0)); }
 
  private:
   CaptureBook book_;
-  MatFullL winner_;  // ndata x 1
+  const MatFullL& winner_;  // ndata x 1
 };
 
 /// Winners datum by datum, for methods whose prototypes move in between. Works on a packed copy of the
@@ -48,10 +49,11 @@ class BatchWinners {
 /// quantizer's own operations.
 class OnlineWinners {
  public:
-  /// dat, prot and book are those of the quantizer; they must outlive the object. While it lives, prototypes
-  /// change through it alone, by steps between 0 and 1 (these keep every prototype between data, so that its
-  /// numbers stay of moderate size).
-  OnlineWinners(VeQuan& quantizer, const MatFullD& dat, MatFullD& prot, CaptureBook book);
+  /// dat, prot and book are those of the quantizer; they and the memory, which holds the packed copy, must
+  /// outlive the object. While it lives, prototypes change through it alone, by steps between 0 and 1 (these
+  /// keep every prototype between data, so that its numbers stay of moderate size).
+  OnlineWinners(VeQuan& quantizer, const MatFullD& dat, MatFullD& prot, CaptureBook book,
+                EpochMemory& memory);
 
   /// What VeQuan::prot_bmu(d, r) does. REQUIRES: r > 0.
   int capture(long d, double r) { return packed() ? capture_packed(d, r) : quantizer_.prot_bmu(d, r); }

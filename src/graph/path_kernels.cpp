@@ -1,0 +1,146 @@
+// Shortest paths from several sources side by side: a vector lane holds a source.
+//
+// Why this gives the distances of Dijkstra's search to the last bit: a path's length is the sum of its links
+// from the source on, each addition rounded. Rounded addition is monotone and no length is negative, so that
+// both methods end at the smallest such sum over all paths, whatever the order in which they try them. A NaN
+// length shortens nothing in either.
+
+#include "graph/path_kernels.h"
+
+#include "base/vector_lanes.h"
+
+namespace qvtx::QVTX_ISA {
+namespace {
+
+using paths::Edge;
+using paths::Graph;
+
+constexpr int vectors = paths::sources / lanes;
+
+// The nodes waiting for their turn.
+class Waiting {
+ public:
+  Waiting(const Graph& graph, const paths::Workspace& work) : n_(graph.n), work_(work) {
+    near_ = work.waiting;
+    tail_ = near_ % n_;
+    limit_ = work.step;
+  }
+
+  // The next node, -1 when none waits.
+  int next() {
+    if (near_ == 0 && !advance()) return -1;
+    const int u = work_.near[head_];
+    if (++head_ == n_) head_ = 0;
+    --near_;
+    work_.queued[u] = 0;
+    return u;
+  }
+
+  void add(int v) {
+    if (work_.queued[v] != 0) return;
+    work_.queued[v] = 1;
+    if (work_.reach[v] <= limit_) {
+      push(v);
+    } else {
+      work_.far[far_++] = v;
+    }
+  }
+
+ private:
+  void push(int v) {
+    work_.near[tail_] = v;
+    if (++tail_ == n_) tail_ = 0;
+    ++near_;
+  }
+
+  // Moves the limit on, to the nearest of the far nodes at least.
+  bool advance() {
+    double nearest = __builtin_inf();
+    for (long k = 0; k < far_; ++k)
+      nearest = work_.reach[work_.far[k]] < nearest ? work_.reach[work_.far[k]] : nearest;
+    limit_ = nearest + work_.step;
+    long kept = 0;
+    for (long k = 0; k < far_; ++k) {
+      const int v = work_.far[k];
+      if (work_.reach[v] <= limit_) {
+        push(v);
+      } else {
+        work_.far[kept++] = v;
+      }
+    }
+    far_ = kept;
+    return near_ > 0;
+  }
+
+  const long n_;
+  const paths::Workspace work_;
+  long head_ = 0, tail_, near_, far_ = 0;
+  double limit_;
+};
+
+// Nodes take their turn by their distance from the nearest source, roughly. For near sources that is the
+// order of the distances in every lane, and most nodes have to be visited once or twice only.
+void shorten(const Graph& graph, double* distance, const paths::Workspace& work) {
+  Waiting waiting(graph, work);
+  for (int u = waiting.next(); u >= 0; u = waiting.next()) {
+    Vec from[vectors];
+    for (int i = 0; i < vectors; ++i)
+      from[i] = load(distance + static_cast<long>(u) * paths::sources + i * lanes);
+    const Edge* const end = graph.edges + graph.first[u + 1];
+    for (const Edge* edge = graph.edges + graph.first[u]; edge != end; ++edge) {
+      double* to = distance + static_cast<long>(edge->to) * paths::sources;
+      const Vec length = broadcast(edge->length);
+      Bits shorter = {};
+      for (int i = 0; i < vectors; ++i) {
+        const Vec offer = from[i] + length, present = load(to + i * lanes);
+        const Bits better = offer < present;
+        store(to + i * lanes, better ? offer : present);
+        shorter |= better;
+      }
+      if (!any(shorter)) continue;
+      const double reach = work.reach[u] + edge->length;
+      if (reach < work.reach[edge->to]) work.reach[edge->to] = reach;
+      waiting.add(edge->to);
+    }
+  }
+}
+
+// One vector of sources of one node.
+Bits predecessors_of(const Graph& graph, long v, const double* distance, long* number) {
+  const Vec infinite = broadcast(__builtin_inf());
+  const Vec here = load(distance + v * paths::sources);
+  Vec nearest = here < infinite ? infinite : -infinite;  // a node out of reach finds none
+  Bits found = Bits{} - 1, flat = {};
+  for (int e = graph.first[v]; e < graph.first[v + 1]; ++e) {
+    const Edge& edge = graph.edges[e];
+    const Vec there = load(distance + static_cast<long>(edge.to) * paths::sources);
+    const Vec sum = there + broadcast(edge.length);
+    // Nodes settle in the order of (distance, number), and the edges come by number.
+    const Bits earlier = (sum == here) & (there < nearest);
+    nearest = earlier ? there : nearest;
+    found = earlier ? Bits{} + graph.number[edge.to] : found;
+    flat |= (sum == there) & (there < infinite);
+  }
+  __builtin_memcpy(number, &found, sizeof found);
+  return flat;
+}
+
+unsigned predecessors(const Graph& graph, const double* distance, long* const* pred) {
+  Bits flat[vectors] = {};
+  for (long v = 0; v < graph.n; ++v) {
+    long number[paths::sources];
+    for (int i = 0; i < vectors; ++i)
+      flat[i] |= predecessors_of(graph, v, distance + i * lanes, number + i * lanes);
+    for (int s = 0; s < paths::sources; ++s) pred[s][2 * graph.number[v]] = number[s];
+  }
+  unsigned lanes_with_flat = 0;
+  for (int i = 0; i < vectors; ++i) lanes_with_flat |= mask_of(flat[i]) << (i * lanes);
+  return lanes_with_flat;
+}
+
+}  // namespace
+}  // namespace qvtx::QVTX_ISA
+
+namespace qvtx::paths::QVTX_ISA {
+extern const PathKernels path_kernels = {qvtx::QVTX_ISA::shorten, qvtx::QVTX_ISA::predecessors};
+}

@@ -1,0 +1,163 @@
+#include "graph/path_rows.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace qvtx {
+
+namespace {
+
+constexpr std::size_t line_doubles = 8;  // doubles of a cache line
+
+/// Nodes of a bucket that an insertion sort can still do with.
+constexpr long crowd = 32;
+
+std::size_t at(long i) { return static_cast<std::size_t>(i); }
+
+}  // namespace
+
+PathRows::PathRows(const MatLinkD& links, long col) : single_(links, col) {
+  const long n = single_.nnode();
+  order_.reserve(at(n));
+  std::vector<bool> ordered(at(n), false);
+  queue_.resize(at(n));
+  far_.resize(at(n));
+  reach_.resize(at(n));
+  settled_.resize(at(n));
+  bucket_.resize(at(n));
+  end_.resize(at(n + 3));
+  queued_.assign(at(n), 0);
+  for (long i = 0; i < n; ++i) {
+    if (!ordered[at(i)]) collect_near(single_, i, ordered);
+  }
+  copy_edges(single_);
+  storage_.resize(at(n * group) + line_doubles);
+  const auto over = reinterpret_cast<std::uintptr_t>(storage_.data()) / sizeof(double) % line_doubles;
+  distance_ = storage_.data() + (line_doubles - over) % line_doubles;
+}
+
+/// Appends a group of nodes to the order: the seed, and those next to it by the number of links that have
+/// none yet. The walk also passes through nodes that have a place, so that few groups end early.
+void PathRows::collect_near(const GraphPaths& links, long seed, std::vector<bool>& ordered) {
+  long found = 0, visited = 0, known = 0;
+  const auto meet = [&](long i) {
+    if (queued_[at(i)] != 0) return;
+    queued_[at(i)] = 1;
+    queue_[at(known++)] = static_cast<int>(i);
+  };
+  for (meet(seed); visited < known && found < group; ++visited) {
+    const long i = queue_[at(visited)];
+    if (!ordered[at(i)]) {
+      ordered[at(i)] = true;
+      order_.push_back(i);
+      ++found;
+    }
+    for (const GraphPaths::Edge& edge : links.edges(i)) meet(edge.to);
+  }
+  for (long k = 0; k < known; ++k) queued_[at(queue_[at(k)])] = 0;
+}
+
+void PathRows::copy_edges(const GraphPaths& links) {
+  const long n = links.nnode();
+  double total = 0.0;
+  place_.resize(at(n));
+  for (long p = 0; p < n; ++p) place_[at(order_[at(p)])] = static_cast<int>(p);
+  first_.push_back(0);
+  for (long p = 0; p < n; ++p) {
+    const long begin = static_cast<long>(edges_.size());
+    for (const GraphPaths::Edge& edge : links.edges(order_[at(p)]))
+      edges_.push_back({edge.length, place_[at(edge.to)]});
+    std::sort(edges_.begin() + begin, edges_.end(), [this](const paths::Edge& a, const paths::Edge& b) {
+      return order_[at(a.to)] < order_[at(b.to)];
+    });
+    first_.push_back(static_cast<int>(edges_.size()));
+    for (const GraphPaths::Edge& edge : links.edges(order_[at(p)]))
+      if (edge.length < no_bound) total += edge.length;
+  }
+  if (!edges_.empty()) step_ = std::min(total / static_cast<double>(edges_.size()), 1e308);
+}
+
+void PathRows::rows(const long* sources, long count, double* const* dist, long* const* pred) {
+  const long n = single_.nnode();
+  search(sources, count);
+  for (long p = 0; p < n; ++p) {
+    for (long s = 0; s < count; ++s) dist[s][order_[at(p)]] = distance_[p * group + s];
+  }
+  unsigned searched_anew = 0;
+  if (pred != nullptr) {
+    surplus_.resize(at(2 * n));
+    long* every[group];
+    for (long s = 0; s < group; ++s) every[s] = s < count ? pred[s] : surplus_.data();
+    searched_anew =
+        paths::kernels().predecessors({n, first_.data(), edges_.data(), order_.data()}, distance_, every);
+  }
+  for (long s = 0; s < count; ++s) {
+    if ((searched_anew >> s & 1) != 0) {
+      single_.row(sources[s], dist[s], pred[s]);
+    } else {
+      settle(dist[s], pred != nullptr ? pred[s] : nullptr);
+    }
+  }
+}
+
+/// Distances of the sources in the first lanes; the others stay at +infinity.
+void PathRows::search(const long* sources, long count) {
+  const long n = single_.nnode();
+  std::fill_n(distance_, n * group, no_bound);
+  std::fill(reach_.begin(), reach_.end(), no_bound);
+  long waiting = 0;
+  for (long s = 0; s < count; ++s) {
+    const int p = place_[at(sources[s])];
+    distance_[p * group + s] = 0.0;
+    if (queued_[at(p)] == 0) queue_[at(waiting++)] = p;
+    queued_[at(p)] = 1;
+    reach_[at(p)] = 0.0;
+  }
+  paths::kernels().shorten({n, first_.data(), edges_.data(), order_.data()}, distance_,
+                           {queue_.data(), far_.data(), queued_.data(), reach_.data(), waiting, step_});
+}
+
+/// Lists the nodes within reach in the order of settling, by distance and number, and marks the others. dist:
+/// +infinity out of reach.
+void PathRows::settle(double* dist, long* pred) {
+  const long n = single_.nnode();
+  if (pred != nullptr) {
+    const long settled = sort_reached(dist);
+    for (long r = 0; r < n; ++r) pred[2 * r + 1] = r < settled ? settled_[at(r)].node : -1;
+  }
+  for (long i = 0; i < n; ++i) dist[i] = dist[i] < no_bound ? dist[i] : -1.0;
+}
+
+/// Distances along links are spread well enough for as many buckets as there are nodes; an insertion sort
+/// over all completes the order. Returns the number of nodes within reach.
+long PathRows::sort_reached(const double* dist) {
+  const long n = single_.nnode();
+  double farthest = 0.0;
+  for (long i = 0; i < n; ++i) farthest = dist[i] < no_bound && dist[i] > farthest ? dist[i] : farthest;
+  const double scale = farthest > 1e-290 ? static_cast<double>(n) / farthest : 0.0;
+  // Bucket n + 1, behind the one of the farthest node, takes the nodes out of reach.
+  for (long i = 0; i < n; ++i)
+    bucket_[at(i)] = static_cast<int>(dist[i] < no_bound ? dist[i] * scale : static_cast<double>(n + 1));
+  std::fill(end_.begin(), end_.end(), 0);
+  for (long i = 0; i < n; ++i) ++end_[at(bucket_[at(i)] + 1)];
+  for (std::size_t b = 1; b < end_.size(); ++b) end_[b] += end_[b - 1];
+  const long reached = end_[at(n + 1)];
+  for (long i = 0; i < n; ++i) settled_[at(end_[at(bucket_[at(i)])]++)] = {dist[i], static_cast<int>(i)};
+
+  long first = 0;
+  for (std::size_t b = 0; first < reached; first = end_[b++]) {
+    if (end_[b] - first > crowd)
+      std::sort(settled_.begin() + first, settled_.begin() + end_[b],
+                [](const Settled& a, const Settled& c) { return a.before(c); });
+  }
+  for (long r = 1; r < reached; ++r) {
+    const Settled node = settled_[at(r)];
+    long place = r;
+    for (; place > 0 && node.before(settled_[at(place - 1)]); --place)
+      settled_[at(place)] = settled_[at(place - 1)];
+    settled_[at(place)] = node;
+  }
+  return reached;
+}
+
+}  // namespace qvtx

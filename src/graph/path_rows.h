@@ -1,0 +1,63 @@
+#pragma once
+// Shortest paths from all nodes, sixteen sources at a time.
+
+#include <vector>
+
+#include "graph/graph_paths.h"
+#include "graph/path_kernels.h"
+
+namespace qvtx {
+
+/// The rows of GraphPaths, with the same bits, for callers that want the rows of all nodes: sources that lie
+/// near each other are searched together, one in each lane. Memory for a copy of the links and for 24 numbers
+/// a node. The graph may change after the construction; the copy does not.
+class PathRows {
+ public:
+  static constexpr long group = paths::sources;
+
+  /// Lengths come from value column col, which holds no negative number. Fatal (l 1003): col (1).
+  PathRows(const MatLinkD& links, long col);
+  PathRows(const PathRows&) = delete;
+  PathRows& operator=(const PathRows&) = delete;
+
+  /// All nodes, in an order whose neighbours are near each other along the links.
+  const std::vector<long>& order() const { return order_; }
+  /// Rows of the `count` nodes sources[0], sources[1], ...: dist[s] gets n distances; pred[s], where pred is
+  /// not null, n x 2 numbers, both as GraphPaths::row defines them. Fast for nodes that follow each other in
+  /// `order`. REQUIRES: 1 <= count <= group.
+  void rows(const long* sources, long count, double* const* dist, long* const* pred);
+
+ private:
+  /// A node within reach. They settle in this order.
+  struct Settled {
+    double distance;
+    int node;
+    bool before(const Settled& other) const {
+      return distance < other.distance || (distance == other.distance && node < other.node);
+    }
+  };
+
+  void collect_near(const GraphPaths& links, long seed, std::vector<bool>& ordered);
+  void copy_edges(const GraphPaths& links);
+  void search(const long* sources, long count);
+  void settle(double* dist, long* pred);
+  long sort_reached(const double* dist);
+
+  GraphPaths single_;               ///< for rows whose order of settling only a search can tell
+  std::vector<long> order_;         ///< node number at each place
+  std::vector<int> place_;          ///< place of each node
+  std::vector<int> first_;          ///< n + 1: by place, where the edges begin
+  std::vector<paths::Edge> edges_;  ///< between places
+  std::vector<double> storage_;
+  double* distance_ = nullptr;         ///< n x group by place, from a cache line within the storage on
+  std::vector<int> queue_, far_;       ///< n
+  std::vector<unsigned char> queued_;  ///< n
+  std::vector<double> reach_;          ///< n
+  double step_ = 0.0;
+  std::vector<long> surplus_;     ///< pred of lanes without a source
+  std::vector<Settled> settled_;  ///< n
+  std::vector<int> bucket_;       ///< n: the bucket of each node in the sort by distance
+  std::vector<int> end_;          ///< n + 3: where each bucket ends
+};
+
+}  // namespace qvtx
