@@ -27,7 +27,8 @@ std::string slurp(const fs::path& path) {
 
 Workplace::Workplace() {
   static int number = 0;
-  directory_ = fs::temp_directory_path() / ("qvtx-" + std::to_string(::getpid()) + "-" + std::to_string(number++));
+  directory_ =
+      fs::temp_directory_path() / ("qvtx-" + std::to_string(::getpid()) + "-" + std::to_string(number++));
   fs::create_directories(directory_);
   bring("Qvtx.prf");
 }
@@ -44,7 +45,8 @@ Result Workplace::run(const std::vector<std::string>& input, const std::string& 
   return feed(text, arguments, options);
 }
 
-Result Workplace::feed(const std::string& input, const std::string& arguments, const std::string& options) const {
+Result Workplace::feed(const std::string& input, const std::string& arguments,
+                       const std::string& options) const {
   std::string errors;
   errors.append("'").append(directory_.string()).append(".err'");
   return execute(input, options + " timeout 300 '" QVTX_PROGRAM "' " + arguments, errors);
@@ -54,11 +56,13 @@ std::string Workplace::watch(const std::string& input) const {
   return execute(input, "timeout 300 '" QVTX_PROGRAM "'", "&1").out;
 }
 
-Result Workplace::execute(const std::string& input, const std::string& command, const std::string& errors) const {
+Result Workplace::execute(const std::string& input, const std::string& command,
+                          const std::string& errors) const {
   // The streams are kept beside the directory, so that the session sees its own files only.
   const std::string base = directory_.string();
   std::ofstream(base + ".in", std::ios::binary) << input;
-  const std::string line = "cd '" + base + "' && " + command + " < '" + base + ".in' > '" + base + ".out' 2>" + errors;
+  const std::string line =
+      "cd '" + base + "' && " + command + " < '" + base + ".in' > '" + base + ".out' 2>" + errors;
   const int status = std::system(line.c_str());
   Result result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(base + ".out"), slurp(base + ".err")};
   for (const char* end : {".in", ".out", ".err"}) fs::remove(base + end);
@@ -66,7 +70,8 @@ Result Workplace::execute(const std::string& input, const std::string& command, 
 }
 
 void Workplace::bring(const std::string& name) const {
-  fs::copy_file(examples / name, directory_ / fs::path(name).filename(), fs::copy_options::overwrite_existing);
+  fs::copy_file(examples / name, directory_ / fs::path(name).filename(),
+                fs::copy_options::overwrite_existing);
 }
 
 void Workplace::write(const std::string& name, const std::string& content) const {
@@ -79,7 +84,8 @@ bool Workplace::has(const std::string& name) const { return fs::exists(directory
 
 std::vector<std::string> Workplace::files() const {
   std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(directory_)) names.push_back(entry.path().filename().string());
+  for (const auto& entry : fs::directory_iterator(directory_))
+    names.push_back(entry.path().filename().string());
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -93,7 +99,8 @@ std::vector<std::string> words(const std::string& text) {
 
 long occurrences(const std::string& text, const std::string& part) {
   long count = 0;
-  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) ++count;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
+    ++count;
   return count;
 }
 

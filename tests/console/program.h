@@ -19,14 +19,15 @@ class Workplace {
   Workplace();
   ~Workplace();
 
-  /// Runs the program with the words as its input, one a line. options: shell text ahead of the program's name, such as
-  /// an environment variable; arguments: behind it.
+  /// Runs the program with the words as its input, one a line. options: shell text ahead of the program's
+  /// name, such as an environment variable; arguments: behind it.
   Result run(const std::vector<std::string>& words, const std::string& arguments = "",
              const std::string& options = "") const;
   /// Both streams in one, as a terminal shows them.
   std::string watch(const std::string& input) const;
   /// The same as `run` with the input as it stands.
-  Result feed(const std::string& input, const std::string& arguments = "", const std::string& options = "") const;
+  Result feed(const std::string& input, const std::string& arguments = "",
+              const std::string& options = "") const;
 
   /// Copies a file of examples/ here.
   void bring(const std::string& name) const;

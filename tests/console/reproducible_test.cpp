@@ -9,7 +9,8 @@ namespace {
 
 TEST(Reproducible, FilesDoNotDependOnTheInstructionSet) {
   const std::string session =
-      "ld iris ng 40 cc mp m 2 ag sm a cl 30 mm mp m 2 mm il mm rd sm b km 25 md mp m 2 ag sm c dk m 0.5 it mp m 2 sm d "
+      "ld iris ng 40 cc mp m 2 ag sm a cl 30 mm mp m 2 mm il mm rd sm b km 25 md mp m 2 ag sm c dk m 0.5 it "
+      "mp m 2 sm d "
       "nw m 0.6 sm e om 40 2 us mp us il sp f jp sm g xt y";
   std::vector<std::string> kept;
   std::vector<std::string> contents;
@@ -26,7 +27,8 @@ TEST(Reproducible, FilesDoNotDependOnTheInstructionSet) {
       continue;
     }
     ASSERT_EQ(here.files(), kept);
-    for (std::size_t i = 0; i < kept.size(); ++i) EXPECT_TRUE(here.read(kept[i]) == contents[i]) << isa << " " << kept[i];
+    for (std::size_t i = 0; i < kept.size(); ++i)
+      EXPECT_TRUE(here.read(kept[i]) == contents[i]) << isa << " " << kept[i];
   }
 }
 

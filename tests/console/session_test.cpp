@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "console/program.h"
+#include "matrix/matfulld.h"
 
 namespace qvtx::console {
 namespace {
@@ -23,17 +24,15 @@ Workplace with_iris() {
 
 TEST(StartUp, ArgumentsAndPreferenceFile) {
   Workplace here;
-  struct Case {
-    const char* arguments;
-    int status;
-    const char* text;  // somewhere on either stream
-  };
-  for (const Case& c : {Case{"--version", 0, "qvtx "}, Case{"--help", 0, "usage: qvtx"},
-                        Case{"no.prf", 1, "Preference file no.prf is missing!\n"}, Case{"", 0, "Version: 20060502"},
-                        Case{"Qvtx.prf ignored", 0, "Type hh to display some help"}}) {
-    const Result r = here.feed("", c.arguments);
-    EXPECT_EQ(r.status, c.status) << c.arguments;
-    EXPECT_NE((r.out + r.err).find(c.text), std::string::npos) << c.arguments;
+  for (const auto& [arguments, status, text] :  // somewhere on either stream
+       {std::tuple{"--version", 0, "qvtx "},
+        {"--help", 0, "usage: qvtx"},
+        {"", 0, "Version: 20060502"},
+        {"no.prf", 1, "Preference file no.prf is missing!\n"},
+        {"Qvtx.prf ignored", 0, "Type hh to display some help"}}) {
+    const Result r = here.feed("", arguments);
+    EXPECT_EQ(r.status, status) << arguments;
+    EXPECT_NE((r.out + r.err).find(text), std::string::npos) << arguments;
   }
   std::filesystem::remove(here.path("Qvtx.prf"));
   const Result r = here.feed("xt\ny\n");
@@ -47,7 +46,8 @@ TEST(StartUp, InitWritesAWorkingDirectoryOnce) {
   const std::string shipped = here.read("Qvtx.prf");
   std::filesystem::remove(here.path("Qvtx.prf"));
   EXPECT_EQ(here.feed("", "--init").status, 0);
-  EXPECT_EQ(here.files(), (std::vector<std::string>{"Qvtx.prf", "default.jpp", "default.rdp", "default.sam"}));
+  EXPECT_EQ(here.files(),
+            (std::vector<std::string>{"Qvtx.prf", "default.jpp", "default.rdp", "default.sam"}));
   EXPECT_EQ(here.read("Qvtx.prf"), shipped);
   std::filesystem::remove(here.path("default.sam"));
   EXPECT_EQ(here.feed("", "--init").status, 1);
@@ -73,7 +73,8 @@ TEST(Session, TypicalRunSavesEverythingAndTheTrace) {
   EXPECT_EQ(r.status, 0);
   for (const char* name : {"a.mbf", "a.pro", "a.cod", "a.ind", "a.crv", "a.map", "a.lnk", "a.log"})
     EXPECT_TRUE(here.has(name)) << name;
-  EXPECT_NE(r.err.find("Save Mapping parameters:\n  File name without extension? \n  log saved!\n"), std::string::npos);
+  EXPECT_NE(r.err.find("Save Mapping parameters:\n  File name without extension? \n  log saved!\n"),
+            std::string::npos);
   EXPECT_NE(r.err.find("  Filename without exension? \n  trace saved & reset!\n"), std::string::npos);
   EXPECT_NE(r.out.find("ToMapp.ng: using default parameters"), std::string::npos);
   EXPECT_EQ(here.read("a.trc"), "ld\niris\nng\n20\ncc\nmp\nm\nn\n2\nsm\na\nxt\ny\n");
@@ -81,22 +82,52 @@ TEST(Session, TypicalRunSavesEverythingAndTheTrace) {
 
 TEST(Session, LoadedSnapshotSavesTheSameBytesAgain) {
   Workplace here = with_iris();
-  ASSERT_EQ(here.run(words(project + "sm a" + leave)).status, 0);
-  const Result r = here.run(words("ld iris lm a sm b" + leave));
-  EXPECT_EQ(r.status, 0);
-  for (const char* end : {".mbf", ".pro", ".cod", ".ind", ".crv", ".map", ".lnk"})
-    EXPECT_EQ(here.read(std::string("a") + end), here.read(std::string("b") + end)) << end;
+  ASSERT_EQ(here.run(words(project + "sm iris" + leave)).status, 0);
   // `la` wants data and snapshot under one name.
-  std::filesystem::copy_file(here.path("a.mbf"), here.path("iris.mbf"));
-  ASSERT_EQ(here.run(words("la iris sm c" + leave)).status, 0);
-  EXPECT_EQ(here.read("c.mbf"), here.read("a.mbf"));
+  ASSERT_EQ(here.run(words("ld iris lm iris sm b la iris sm c" + leave)).status, 0);
+  for (const char* end : {".mbf", ".pro", ".cod", ".ind", ".crv", ".map", ".lnk"}) {
+    EXPECT_EQ(here.read(std::string("iris") + end), here.read(std::string("b") + end)) << end;
+    EXPECT_EQ(here.read(std::string("iris") + end), here.read(std::string("c") + end)) << end;
+  }
+}
+
+TEST(Session, AValidationSetTakesThePlaceOfTheDataOnceItIsInterpolated) {
+  Workplace here = with_iris();
+  const auto load_text = [&](const std::string& name) {
+    MatFullD m;
+    EXPECT_TRUE(m.load_asc(here.path(name).c_str(), 0)) << name;
+    return m;
+  };
+  const MatFullD data = load_text("iris.dat");
+  MatFullD few, narrow(10, 3);
+  few.copy(data);
+  few.setrows(50);
+  narrow.setrows(10, 1.0);
+  ASSERT_TRUE(few.save_bin(here.path("few.dat").c_str(), 0) &&
+              narrow.save_bin(here.path("narrow.dat").c_str(), 0));
+  // The text file is no binary one: the name is asked for again. A set of other columns is refused.
+  const Result r =
+      here.run(words(project + "cc iv iris few cc rd mq sp v cc il mq cc iv narrow cc rd sp l" + leave));
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(occurrences(r.err, "Bad command : mq\n"), 1) << "nothing is reconstructed from it";
+  EXPECT_NE(r.out.find("ToMapp.cda_iv: sizes don't agree!\n"), std::string::npos);
+  for (const auto& [name, reference] : {std::pair<std::string, const MatFullD*>("v", &few), {"l", &data}}) {
+    const MatFullD rebuilt = load_text(name + ".jrp");
+    ASSERT_EQ(rebuilt.nrow(), reference->nrow());
+    EXPECT_NEAR(reference->mqe(rebuilt), load_text(name + ".mre")(0, 0), 1e-5) << name;
+  }
+  const MatFullD position = load_text("v.prj"), learnt = load_text("l.prj"), code = load_text("few.cod");
+  ASSERT_EQ(code.nrow(), 50);
+  for (long c = 0; c < 100; ++c) EXPECT_EQ(position.data()[c], learnt.data()[c]) << "the same samples";
+  EXPECT_FALSE(here.has("narrow.cod"));
 }
 
 TEST(Session, HelpListsWhatTheStateAllows) {
   Workplace here = with_iris();
   const std::string general =
       "\nAVAILABLE COMMANDS IN CURRENT STATE ...\nGeneral :\n  xt = eXiT\n  is = Initialize Seed\n"
-      "  tv = Toggle Verbosity\n  ms = Modify Settings\n  dd = Display Details\n  la = Load All (.dat & .mbf)\n"
+      "  tv = Toggle Verbosity\n  ms = Modify Settings\n  dd = Display Details\n  la = Load All (.dat & "
+      ".mbf)\n"
       "  ld = Load Data file\n";
   const std::string data =
       "  lm = Load Mapping file\n  sm = Save Mapping file as ...\n  st = Save Trace\nQuantization :\n"
@@ -107,21 +138,20 @@ TEST(Session, HelpListsWhatTheStateAllows) {
       "Dimension Reduction :\n  us = Unfold Self-organizing map\n  md = MultiDimensional Scaling\n"
       "  mm = Sammon Mapping\n  cc = Curvilinear Component Analysis\n  it = IsoTop\nGoD :\n  sg = Self-God\n";
   const std::string mapping = "  eg = Eucl.God\n  cg = Curv.God\n  ag = All Gods\n";
-  struct Case {
-    std::string session, listing;
-  };
-  for (const Case& c :
-       {Case{"", general}, Case{load, general + data}, Case{quantize, general + data + prototypes},
-        Case{project, general + data + prototypes + mapping},
-        Case{interpolate, general + data + prototypes + mapping + "  sp = Save Proj./deproj. data\n"},
-        Case{reconstruct,
-             general + data + prototypes + mapping + "  sp = Save Proj./deproj. data\n  mq = Mean Quad. error\n"},
+  const std::string all = general + data + prototypes + mapping + "  sp = Save Proj./deproj. data\n";
+  for (const auto& [session, listing] :
+       {std::pair{std::string(), general},
+        {load, general + data},
+        {quantize, general + data + prototypes},
+        {project, general + data + prototypes + mapping},
+        {interpolate, all},
+        {reconstruct, all + "  mq = Mean Quad. error\n"},
         // A new mapping forgets the interpolation, a new data set everything.
-        Case{reconstruct + "md mp m 2 ", general + data + prototypes + mapping},
-        Case{reconstruct + "ld iris ", general + data}}) {
-    const Result r = here.run(words(c.session + "hh" + leave));
-    EXPECT_EQ(r.status, 0) << c.session;
-    EXPECT_NE(r.err.find(">> \n" + c.listing + ">> "), std::string::npos) << c.session << "\n" << r.err;
+        {reconstruct + "md mp m 2 ", general + data + prototypes + mapping},
+        {reconstruct + "ld iris ", general + data}}) {
+    const Result r = here.run(words(session + "hh" + leave));
+    EXPECT_EQ(r.status, 0) << session;
+    EXPECT_NE(r.err.find(">> \n" + listing + ">> "), std::string::npos) << session << "\n" << r.err;
   }
 }
 
@@ -130,7 +160,8 @@ TEST(Session, HelpCountsLostAndCopiedPrototypes) {
   // Three prototypes on three data; one lies on a datum's duplicate and gets nothing.
   here.write("few.dat", "2\t0\n4\t0\n0.5\t0\n0.5\t0\n5\t5\n9\t0\n");
   const Result r = here.run(words("ld few nq hh rl hh" + leave));
-  EXPECT_NE(r.err.find("  rl = Remove Lost prototypes (1)\n  rc = Remove Copy prototypes (2)\n"), std::string::npos)
+  EXPECT_NE(r.err.find("  rl = Remove Lost prototypes (1)\n  rc = Remove Copy prototypes (2)\n"),
+            std::string::npos)
       << r.err;
   EXPECT_NE(r.err.find("1 lost prototypes removed. \n"), std::string::npos);
   EXPECT_EQ(occurrences(r.err, "Remove Lost prototypes"), 1);
@@ -138,17 +169,14 @@ TEST(Session, HelpCountsLostAndCopiedPrototypes) {
 
 TEST(Session, CommandsOutOfStateAreBadCommands) {
   Workplace here = with_iris();
-  struct Case {
-    std::string session, bad;
-  };
-  for (const Case& c : {Case{"km", "km"}, Case{"hx", "hx"}, Case{"??", "??"}, Case{load + "cc", "cc"},
-                        Case{load + "bw", "bw"}, Case{quantize + "eg", "eg"}, Case{quantize + "bw", "bw"},
-                        Case{project + "sp", "sp"}, Case{interpolate + "mq", "mq"}, Case{quantize + "cc il", "il"},
-                        Case{quantize + "cc rd", "rd"}, Case{project + "md il", "il"}, Case{quantize + "mm zz", "zz"}}) {
-    const Result r = here.run(words(c.session + leave));
-    EXPECT_EQ(r.status, 0) << c.session;
-    EXPECT_NE(r.err.find("Bad command : " + c.bad + "\n"), std::string::npos) << c.session;
-    EXPECT_EQ(occurrences(r.err, "Bad command"), 1) << c.session;
+  for (const std::string& session :
+       {std::string("km"), std::string("hx"), std::string("??"), load + "cc", load + "bw", quantize + "eg",
+        quantize + "bw", project + "sp", interpolate + "mq", quantize + "cc il", quantize + "cc rd",
+        project + "md il", quantize + "mm zz"}) {
+    const Result r = here.run(words(session + leave));
+    EXPECT_EQ(r.status, 0) << session;
+    EXPECT_NE(r.err.find("Bad command : " + words(session).back() + "\n"), std::string::npos) << session;
+    EXPECT_EQ(occurrences(r.err, "Bad command"), 1) << session;
   }
 }
 
@@ -161,7 +189,8 @@ TEST(Session, LettersOfACommandMayBeApart) {
 
 TEST(Session, ExitAsksUntilItGetsAnAnswer) {
   Workplace here;
-  for (const char* yes : {"y", "Y", "o", "O"}) EXPECT_EQ(here.run({"xt", "n", "xt", "N", "xt", "q", yes}).status, 0);
+  for (const char* yes : {"y", "Y", "o", "O"})
+    EXPECT_EQ(here.run({"xt", "n", "xt", "N", "xt", "q", yes}).status, 0);
   const Result r = here.run(words("xt n hh xt y"));
   EXPECT_EQ(occurrences(r.err, "[y|n] "), 2);
   EXPECT_EQ(occurrences(r.err, "AVAILABLE"), 1);
@@ -169,7 +198,8 @@ TEST(Session, ExitAsksUntilItGetsAnAnswer) {
 
 TEST(Session, SeedMakesRunsRepeat) {
   Workplace here = with_iris();
-  ASSERT_EQ(here.run(words(project + "sm a is y " + project + "sm b is y " + project + "sm c" + leave)).status, 0);
+  ASSERT_EQ(
+      here.run(words(project + "sm a is y " + project + "sm b is y " + project + "sm c" + leave)).status, 0);
   EXPECT_EQ(here.read("b.map"), here.read("c.map"));
   EXPECT_EQ(here.read("a.map"), here.read("b.map"));  // a fresh start has the deterministic seed
 }
@@ -186,8 +216,8 @@ TEST(Session, StreamsInterleaveAsTheyHappened) {
   Workplace here = with_iris();
   const std::string screen = here.watch("ld\niris\ngc\nxt\ny\n");
   std::size_t at = 0;
-  for (const char* text : {"Type hh to display some help", ">> ", "File name without extension? ", "iris.dat ... done!",
-                           ">> ", "G-center computed", ">> ", "[y|n] "}) {
+  for (const char* text : {"Type hh to display some help", ">> ", "File name without extension? ",
+                           "iris.dat ... done!", ">> ", "G-center computed", ">> ", "[y|n] "}) {
     at = screen.find(text, at);
     ASSERT_NE(at, std::string::npos) << text << " is missing or late in\n" << screen;
   }

@@ -1,13 +1,8 @@
 #include "graph/fibheap.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <map>
 #include <memory>
-#include <vector>
 
-#include "graph_support.h"
+#include "graph/graph_support.h"
 
 namespace qvtx {
 namespace {
@@ -15,58 +10,25 @@ namespace {
 using test::Numbers;
 using Node = HeapNode<double>;
 
-/// The heap beside an ordered map of its nodes.
-class CheckedHeap {
- public:
-  void insert(Node* node) {
-    heap_.Insert(node);
-    content_.emplace(node->key, node);
+/// A heap beside an ordered map of its nodes.
+struct CheckedHeap {
+  FibHeap heap;
+  std::multimap<double, Node*> content;
+
+  void add(Node* node) { content.emplace(node->key, node); }
+  void forget(Node* node) {
+    content.erase(std::find(content.begin(), content.end(), std::pair<const double, Node*>(node->key, node)));
   }
-  void extract() {
-    auto* node = static_cast<Node*>(heap_.ExtractMin());
-    ASSERT_EQ(content_.empty(), node == nullptr);
-    if (node == nullptr) return;
-    ASSERT_EQ(content_.begin()->first, node->key);
-    forget(node);
-  }
-  void decrease(Node* node, double key) {
-    Node offer;
-    offer = key;
-    const double kept = std::min(node->key, key);
-    forget(node);
-    heap_.DecreaseKey(node, offer);
-    ASSERT_EQ(kept, node->key);
-    content_.emplace(kept, node);
-  }
-  void remove(Node* node) {
-    const double key = node->key;
-    forget(node);
-    heap_.Delete(node);
-    ASSERT_EQ(key, node->key);
-  }
-  void unite(CheckedHeap& other) {
-    heap_.Union(&other.heap_);
-    content_.merge(other.content_);
-  }
-  Node* pick(Numbers& numbers) const {
-    if (content_.empty()) return nullptr;
-    return std::next(content_.begin(), numbers.below(static_cast<long>(content_.size())))->second;
+  Node* pick(Numbers& numbers) {
+    if (content.empty()) return nullptr;
+    return std::next(content.begin(), numbers.below(static_cast<long>(content.size())))->second;
   }
   void check() const {
-    ASSERT_EQ(static_cast<long>(content_.size()), heap_.count());
-    const auto* least = static_cast<const Node*>(heap_.Minimum());
-    ASSERT_EQ(content_.empty(), least == nullptr);
-    ASSERT_TRUE(least == nullptr || content_.begin()->first == least->key);
+    ASSERT_EQ(static_cast<long>(content.size()), heap.count());
+    const auto* least = static_cast<const Node*>(heap.Minimum());
+    ASSERT_EQ(content.empty(), least == nullptr);
+    ASSERT_TRUE(least == nullptr || content.begin()->first == least->key);
   }
-
- private:
-  void forget(Node* node) {
-    content_.erase(
-        std::find(content_.begin(), content_.end(), std::pair<const double, Node*>(node->key, node)));
-  }
-
-  FibHeap heap_;
-  std::multimap<double, Node*> content_;
 };
 
 TEST(FibHeap, RandomOperationsAgreeWithAnOrderedMap) {
@@ -74,34 +36,45 @@ TEST(FibHeap, RandomOperationsAgreeWithAnOrderedMap) {
   std::vector<std::unique_ptr<Node>> nodes;
   CheckedHeap heaps[2];
   for (long step = 0; step < 12000 && !testing::Test::HasFailure(); ++step) {
-    CheckedHeap& heap = heaps[numbers.below(2)];
-    Node* node = heap.pick(numbers);
+    CheckedHeap& checked = heaps[numbers.below(2)];
+    FibHeap& heap = checked.heap;
+    Node* node = checked.pick(numbers);
     const long what = numbers.below(100);
     if (what < 45) {
       nodes.push_back(std::make_unique<Node>());
       *nodes.back() = static_cast<double>(numbers.below(1000));  // many equal keys
-      heap.insert(nodes.back().get());
+      heap.Insert(nodes.back().get());
+      checked.add(nodes.back().get());
     } else if (what < 65) {
-      heap.extract();
+      auto* least = static_cast<Node*>(heap.ExtractMin());
+      ASSERT_EQ(node == nullptr, least == nullptr);
+      if (least != nullptr) checked.forget(least);
     } else if (what < 90 && node != nullptr) {
-      heap.decrease(node, node->key - static_cast<double>(numbers.below(400)) + 20.0);
+      Node offer;
+      offer = node->key - static_cast<double>(numbers.below(400)) + 20.0;  // not always smaller
+      const double kept = std::min(node->key, offer.key);
+      checked.forget(node);
+      heap.DecreaseKey(node, offer);
+      ASSERT_EQ(kept, node->key);
+      checked.add(node);
     } else if (what < 98 && node != nullptr) {
-      heap.remove(node);
-      if (what % 2 == 0) heap.insert(node);  // it compares by its key again
-    } else if (step % 500 == 0) {
-      heap.unite(heaps[1]);
+      checked.forget(node);
+      heap.Delete(node);
+      if (what % 2 != 0) continue;
+      heap.Insert(node);  // it compares by its key again
+      checked.add(node);
+    } else if (what == 98 && &checked == &heaps[0]) {
+      heap.Union(&heaps[1].heap);
+      checked.content.merge(heaps[1].content);
     }
     for (const CheckedHeap& each : heaps) each.check();
   }
 }
 
-class CountedNode : public HeapNode<double> {
- public:
-  explicit CountedNode(long& alive) : alive_(alive) { ++alive_; }
-  ~CountedNode() override { --alive_; }
-
- private:
-  long& alive_;
+struct CountedNode : HeapNode<double> {
+  explicit CountedNode(long& number) : alive(number) { ++alive; }
+  ~CountedNode() override { --alive; }
+  long& alive;
 };
 
 TEST(FibHeap, OwningHeapDeletesTheNodesLeft) {

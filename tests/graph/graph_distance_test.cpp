@@ -1,13 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <set>
-#include <utility>
-#include <vector>
 
 #include "graph/graph_paths.h"
-#include "graph/matlinkd.h"
-#include "graph_support.h"
+#include "graph/graph_support.h"
 
 namespace qvtx {
 namespace {
@@ -18,29 +11,29 @@ using test::Edge;
 using test::Numbers;
 
 /// Distances between all nodes, -1 across components (Floyd and Warshall).
-std::vector<std::vector<double>> all_distances(const MatLinkD& links) {
-  const auto n = static_cast<std::size_t>(links.nnode());
-  std::vector<std::vector<double>> d(n, std::vector<double>(n, no_bound));
-  for (const Edge& e : test::edges_of(links)) {
-    const auto a = static_cast<std::size_t>(e.a), b = static_cast<std::size_t>(e.b);
-    d[a][b] = d[b][a] = std::min(d[a][b], e.length);
-  }
-  for (std::size_t i = 0; i < n; ++i) d[i][i] = 0.0;
-  for (std::size_t k = 0; k < n; ++k) {
-    for (std::size_t i = 0; i < n; ++i) {
-      for (std::size_t j = 0; j < n; ++j) d[i][j] = std::min(d[i][j], d[i][k] + d[k][j]);
+MatFullD all_distances(const MatLinkD& links) {
+  const long n = links.nnode();
+  MatFullD d(n, n);
+  d.setrows(n, no_bound);
+  for (const Edge& e : test::edges_of(links)) d(e.a, e.b) = d(e.b, e.a) = std::min(d(e.a, e.b), e.length);
+  for (long i = 0; i < n; ++i) d(i, i) = 0.0;
+  for (long k = 0; k < n; ++k) {
+    for (long i = 0; i < n; ++i) {
+      for (long j = 0; j < n; ++j) d(i, j) = std::min(d(i, j), d(i, k) + d(k, j));
     }
   }
-  for (auto& row : d) std::replace(row.begin(), row.end(), no_bound, -1.0);
+  std::replace(d.data(), d.data() + n * n, no_bound, -1.0);
   return d;
 }
 
-/// Checks a finished search: exact distances, order of settling, predecessors one link before.
-void expect_paths(const MatLinkD& links, long src, const std::vector<double>& exact, const MatFullL& pred,
-                  const MatFullD& dist, long settled) {
+/// Checks a search from src: exact distances, order of settling, predecessors one link before.
+void expect_paths(const MatLinkD& links, long src, const double* exact) {
   const long n = links.nnode();
-  ASSERT_EQ(exact, std::vector<double>(dist.data(), dist.data() + n));
-  ASSERT_EQ(n - std::count(exact.begin(), exact.end(), -1.0), settled);
+  MatFullL pred;
+  MatFullD dist;
+  const long settled = links.gdav(src, 1, pred, dist, no_bound);
+  ASSERT_TRUE(std::equal(exact, exact + n, dist.data()));
+  ASSERT_EQ(n - std::count(exact, exact + n, -1.0), settled);
   std::set<long> seen;
   for (long s = 0; s < n; ++s) {
     const long u = pred(s, 1);
@@ -64,20 +57,17 @@ void expect_paths(const MatLinkD& links, long src, const std::vector<double>& ex
 TEST(ShortestPaths, AreThoseOfAllPairsAndSoAreTheirExtremes) {
   Numbers numbers(10);
   MatLinkD links;
-  MatFullL pred;
-  MatFullD dist;
   for (long round = 0; round < 40; ++round) {
     const long n = 1 + numbers.below(45);
     build_random(links, n, 2 * n, 1 + 20 * (round % 3), numbers);
-    const auto exact = all_distances(links);
+    const MatFullD exact = all_distances(links);
     double least = 0.0, largest = 0.0;
     std::pair<long, long> nearest(-1, -1), farthest(-1, -1), found;
     for (long src = n - 1; src >= 0; --src) {
-      const std::vector<double>& row = exact[static_cast<std::size_t>(src)];
-      expect_paths(links, src, row, pred, dist, links.gdav(src, 1, pred, dist, no_bound));
+      expect_paths(links, src, exact.row(src));
       if (HasFatalFailure()) return;
       for (long j = src - 1; j >= 0; --j) {
-        const double d = row[static_cast<std::size_t>(j)];
+        const double d = exact(src, j);
         if (d <= 0.0) continue;
         if (nearest.first < 0 || d < least) least = d, nearest = {src, j};
         if (farthest.first < 0 || d > largest) largest = d, farthest = {src, j};
@@ -105,31 +95,40 @@ TEST(ShortestPaths, EqualDistancesSettleByNumber) {
 void expect_same_rows(const MatLinkD& links) {
   GraphPaths paths(links, 1);
   const long n = links.nnode();
-  std::vector<double> row(static_cast<std::size_t>(n));
-  std::vector<long> path(static_cast<std::size_t>(2 * n));
+  double row[100];
+  long path[200];
   MatFullL pred;
   MatFullD dist;
   for (long src = 0; src < n; ++src) {
-    ASSERT_EQ(links.gdav(src, 1, pred, dist, no_bound), paths.row(src, row.data(), path.data()));
-    ASSERT_TRUE(std::equal(row.begin(), row.end(), dist.data()));
-    ASSERT_TRUE(std::equal(path.begin(), path.end(), pred.data()));
-    paths.row(src, row.data(), nullptr);
-    ASSERT_TRUE(std::equal(row.begin(), row.end(), dist.data()));
+    ASSERT_EQ(links.gdav(src, 1, pred, dist, no_bound), paths.row(src, row, path));
+    ASSERT_TRUE(std::equal(row, row + n, dist.data()));
+    ASSERT_TRUE(std::equal(path, path + 2 * n, pred.data()));
+    paths.row(src, row, nullptr);
+    ASSERT_TRUE(std::equal(row, row + n, dist.data()));
   }
 }
 
 TEST(ShortestPaths, FlatSearchAgreesToTheBitAmongTiesAndOddLengths) {
   Numbers numbers(11);
   MatLinkD links;
-  for (long round = 0; round < 20; ++round) {
+  for (long round = 0; round < 20 && !HasFatalFailure(); ++round) {
     build_random(links, 80, 240, round % 4, numbers);
     for (long k = 0; k < links.nslot() && round % 2 == 1; ++k) links.setvalue(k, 1, numbers.real());
     expect_same_rows(links);
-    if (HasFatalFailure()) return;
   }
   build(links, 5, {{0, 1, -2.0}, {1, 2, 3.0}, {2, 0, 1.0}, {2, 3, no_bound}, {0, 4, -no_bound}, {1, 4, 0.0}});
   links.setvalue(links.add_link(1, 3), 1, no_bound - no_bound);
   expect_same_rows(links);
+}
+
+TEST(LinkLengths, AreTheShortestToEachDirectNeighbour) {
+  MatLinkD links;
+  build(links, 4, {{0, 1, 3.0}, {1, 0, 2.0}, {0, 2, 5.0}, {2, 3, 1.0}});
+  MatFullD dist;
+  EXPECT_EQ(3, links.gdnv(0, 1, dist));
+  EXPECT_EQ((std::vector{0.0, 2.0, 5.0, -1.0}), test::contents(dist));
+  EXPECT_FATAL(links.gdnv(4, 1, dist), "1005");
+  EXPECT_FATAL(links.gdnv(0, 3, dist), "1005");
 }
 
 TEST(ShortestPaths, BoundLeavesProvisionalDistances) {
@@ -148,11 +147,11 @@ TEST(ShortestPaths, BoundLeavesProvisionalDistances) {
   MatFullD dist, alone;
   for (const auto& c : cases) {
     EXPECT_EQ(c.settled, links.gdav(0, 1, pred, dist, c.bound)) << c.bound;
+    EXPECT_EQ(c.settled, links.gdav(0, 1, alone, c.bound)) << c.bound;
     EXPECT_TRUE(std::equal(c.distances, c.distances + 4, dist.data())) << c.bound;
+    EXPECT_TRUE(std::equal(c.distances, c.distances + 4, alone.data())) << c.bound;
     EXPECT_EQ(c.distances[2] == 5.0 ? 0 : 1, pred(2, 0)) << c.bound;
     EXPECT_EQ(-1, pred(c.settled, 1)) << c.bound;
-    EXPECT_EQ(c.settled, links.gdav(0, 1, alone, c.bound));
-    EXPECT_TRUE(std::equal(c.distances, c.distances + 4, alone.data()));
   }
 }
 

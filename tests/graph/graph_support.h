@@ -1,9 +1,7 @@
 #pragma once
 // What the tests of the graph folder share: graphs made in memory and a generator of their own.
 
-#include <random>
-#include <vector>
-
+#include "base/support.h"
 #include "graph/matlinkd.h"
 
 namespace qvtx::test {

@@ -1,44 +1,46 @@
-// The mapping binary file: round trips, files that are refused, and what a load leaves behind.
+// The binary files of the quantizer and of the mapping, which begins with the former: round trips, files that
+// are refused, and what a load leaves behind.
 
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <iterator>
 
 #include "support/mapping.h"
+#include "support/temporary.h"
 
-namespace qvtx {
+namespace qvtx::test {
 namespace {
 
-using test::MappingTest;
-using test::OpenMapping;
-using test::rows_of;
-
-class MappingFile : public MappingTest {
+class Snapshot : public MappingTest {
  protected:
-  ~MappingFile() override { std::filesystem::remove(file); }
+  ~Snapshot() override { std::filesystem::remove(file); }
 
-  /// A mapping of 12 prototypes that has gone through a few epochs, in two components with holes in the link
-  /// tables.
+  /// n data in d dimensions and nothing else.
+  static void only_data(OpenMapping& mapping, long n = 80, long d = 3) {
+    MatFullD points;
+    uniform_points(points, n, d, 5);
+    ASSERT_EQ(1, mapping.dataload(points, 0));
+  }
+
+  /// An analysis of 80 data in two clusters with a history: deleted prototypes, holes in both link tables,
+  /// settings not committed.
   static void finish(OpenMapping& mapping, unsigned long seed) {
     MatFullD points;
-    test::clustered_points(points, 12, 3, 2, seed);
-    prototypes(mapping, points, 3);
-    ASSERT_EQ(1, mapping.dist_ini(0));
+    clustered_points(points, 80, 3, 2, seed);
+    ASSERT_EQ(1, mapping.dataload(points, 0));
+    mapping.setkey("vglink_p", 2);
+    mapping.setkey("vlnnbr", 3);
+    ASSERT_EQ(1, mapping.prot_ini(12, 0));
+    ASSERT_EQ(1, mapping.prot_fin("LBG", 1));
+    mapping.hits(3, 0) = 1000;
+    ASSERT_EQ(1, mapping.protdel(1000) * mapping.dist_ini(0));
     MatParaD sched;
-    test::fill(sched, {{0.5, 1.0}, {0.3, 0.6}});
+    fill(sched, {{0.5, 1.0}, {0.3, 0.6}});
     ASSERT_EQ(1, mapping.cda(2, sched));
     ASSERT_EQ(1, mapping.mlink.del_link(2));
+    mapping.setkey("vglink_p", 5);
     mapping.setkey("tcdnwf  ", 3);
-  }
-  /// Another analysis of 12 data in 3 dimensions.
-  static void prepare_other(OpenMapping& mapping) {
-    MatFullD points;
-    test::uniform_points(points, 12, 3, 5);
-    ASSERT_EQ(1, mapping.dataload(points, 0));
+    mapping.pval(0, 0) = 0.5;
   }
 
   std::string saved(const OpenMapping& mapping) {
@@ -53,91 +55,101 @@ class MappingFile : public MappingTest {
 
   const std::vector<const char*> steps = {VeQuan::datadone, VeQuan::pinidone, VeQuan::pfindone,
                                           VeQuan::dinidone, ToMapp::minidone, ToMapp::mfindone};
-
-  const std::string file = ::testing::TempDir() + "mapping_" + std::to_string(::getpid()) + ".mbf";
+  const std::string file = temporary("mapping.mbf");
 };
 
-TEST_F(MappingFile, LoadingAndSavingAgainGivesTheSameBytes) {
+TEST_F(Snapshot, LoadingAndSavingAgainGivesTheSameBytes) {
   finish(tm, 1);
+  tm.verbose = 1;
   const std::string bytes = saved(tm);
   OpenMapping other;
-  for (const bool over : {false, true}) {
-    if (over) {
-      finish(other, 3);
-    } else {
-      prepare_other(other);
-    }
+  for (const bool over : {false, true}) {  // over another analysis
+    over ? finish(other, 3) : only_data(other);
     ASSERT_EQ(1, load(other, bytes));
     EXPECT_EQ(bytes, saved(other));
     EXPECT_EQ(rows_of(tm.mprot), rows_of(other.mprot));
-    EXPECT_STREQ("", other.getmname());
-    EXPECT_EQ(12, other.mpidx.nrow());
-    EXPECT_EQ(11, other.mpidx(11, 0));
+    EXPECT_EQ(rows_of(tm.getcompsize()), rows_of(other.getcompsize()));
+    EXPECT_EQ(1, other.verbose);
+    EXPECT_EQ(5, other.getlpref().getfut(other.keys.vglink_p));
+    EXPECT_EQ(2, other.getlpref().getval(other.keys.vglink_p));
+    // What is not stored is forgotten or derived.
+    EXPECT_EQ(std::string(), std::string(other.getmethod()) + other.getmname());
+    EXPECT_EQ(79, other.order(79, 0));
+    EXPECT_EQ(11, other.mpidx.nrow());
+    EXPECT_EQ(10, other.mpidx(10, 0));
     EXPECT_EQ(0, other.nbwidth.nrow());
-    for (const char* step : steps) EXPECT_EQ(1, other.done(step)) << step;
+    EXPECT_EQ(0, other.getlpca().ready());
+    EXPECT_EQ(11, other.npath());
     EXPECT_EQ(tm.mapr_err(), other.mapr_err()) << "from rows that are computed again";
-    EXPECT_EQ(tm.mapr_err(0), other.mapr_err(0));
-    EXPECT_EQ(tm.mapr_err(1), other.mapr_err(1));
-    EXPECT_EQ(1, other.mgrasave(file.c_str()));
+    console.take();
+    ASSERT_EQ(1, other.dist_ini(0));
+    EXPECT_EQ(std::string::npos, console.take().find("already"));
   }
   MatParaD sched;
-  test::fill(sched, {{0.5, 1.0}});
+  fill(sched, {{0.5, 1.0}});
   EXPECT_EQ(1, other.cda(2, sched)) << "the analysis goes on";
-  EXPECT_EQ(3, other.getlpref().getval(other.getlpref().getkey("tcdnwf"))) << "with the settings of the file";
+  EXPECT_EQ(3, other.number("tcdnwf")) << "with the settings of the file";
+  tm.setkey("vgdimloc", 1);
+  tm.getlpref().commit("vgdimloc");
+  ASSERT_EQ(1, load(other, saved(tm)));
+  EXPECT_EQ(1, other.getlpca().ready()) << "the local PCA is computed when the settings ask for it";
 }
 
-TEST_F(MappingFile, HoldsTheBlocksInTheirOrder) {
-  finish(tm, 1);
+TEST_F(Snapshot, SavedComponentNumbersStayWhenTheyTellTheSameComponents) {
+  MatFullD data;
+  uniform_points(data, 80, 3, 1);
+  ASSERT_EQ(1, tm.dataload(data, 1));
+  tm.setkey("vglink_p", 1);
+  tm.setkey("vleeps", 0.3);
+  ASSERT_EQ(1, tm.prot_ini(20, 0));
+  ASSERT_EQ(1, tm.prot_fin("Neural Gas", 1));
+  MatFullL numbered;
+  const long count = tm.link.connex(numbered);
+  ASSERT_GE(count, 3);
+
+  // Tearing can leave the components in another order than a fresh numbering gives them.
+  for (long k = 0; k < 20; ++k) tm.pidx(k, 0) = count - 1 - numbered(k, 0);
   const std::string bytes = saved(tm);
-  std::FILE* f = std::fopen(file.c_str(), "wb");
-  ASSERT_EQ(1, tm.save_vbf(f));
-  std::fclose(f);
-  const auto quantizer = static_cast<std::size_t>(std::filesystem::file_size(file));
-  const auto number = [&](std::size_t place) {
-    std::int32_t v = 0;
-    bytes.copy(reinterpret_cast<char*>(&v), sizeof v, quantizer + place);
-    return v;
-  };
-  EXPECT_EQ(12, number(0));
-  EXPECT_EQ(3, number(4));
-  std::size_t end = 8;
-  const auto matrix = [&](const auto& m, std::size_t element) {
-    std::vector<std::int32_t> head;
-    for (std::size_t k = 0; k < 5; ++k) head.push_back(number(end + 4 * k));
-    EXPECT_NE(head.end(), std::find(head.begin(), head.end(), m)) << "a count of rows";
-    end += 20 + element;
-  };
-  matrix(12, 12 * 2 * 8);  // the images
-  const std::int32_t free_slot = number(end);
-  EXPECT_EQ(2, free_slot) << "the link that was deleted";
-  end += 4;
-  matrix(12, 12 * 4);
-  const auto slots = static_cast<std::int32_t>(tm.mlink.nslot());
-  matrix(slots, static_cast<std::size_t>(slots) * 6 * 4);
-  matrix(slots, static_cast<std::size_t>(slots) * 2 * 8);
-  EXPECT_EQ(bytes.size(), quantizer + end);
+  OpenMapping other;
+  ASSERT_EQ(1, other.dataload(data, 1));
+  ASSERT_EQ(1, load(other, bytes));
+  EXPECT_EQ(rows_of(tm.pidx), rows_of(other.pidx));
+  EXPECT_EQ(bytes, saved(other));
+  for (long c = 0; c < count; ++c) EXPECT_EQ(other.pidx.count(0, c, c), other.getcompsize()(c, 0));
+
+  // Numbers that tell other components than the links are replaced; two in one, or one in two.
+  for (long k = 0; k < 20; ++k) tm.pidx(k, 0) = std::max(numbered(k, 0), 1L);
+  ASSERT_EQ(1, load(other, saved(tm)));
+  EXPECT_EQ(rows_of(numbered), rows_of(other.pidx));
+  tm.pidx.copy(numbered);
+  for (const long wrong : {(tm.pidx(0, 0) + 1) % count, count, -1L}) {
+    tm.pidx(0, 0) = wrong;
+    ASSERT_EQ(1, load(other, saved(tm))) << wrong;
+    EXPECT_EQ(rows_of(numbered), rows_of(other.pidx)) << wrong;
+  }
 }
 
-TEST_F(MappingFile, EveryStageOfAnAnalysisLoadsAgain) {
+TEST_F(Snapshot, EveryStageOfAnAnalysisLoadsAgain) {
   OpenMapping other;
   const auto check = [&](const char* what) {
-    prepare_other(other);
+    only_data(other, 12);
     const std::string bytes = saved(tm);
     ASSERT_EQ(1, load(other, bytes)) << what;
     EXPECT_EQ(bytes, saved(other)) << what;
     for (const char* step : steps) EXPECT_EQ(tm.done(step), other.done(step)) << what << ", " << step;
   };
-  prepare_other(tm);
+  only_data(tm, 12);
   check("data only");
+  ASSERT_EQ(1, tm.prot_ini(0, 0));
+  check("no prototypes");
+  ASSERT_EQ(1, tm.prot_ini(9, 0));
+  check("prototypes without links");
   MatFullD points;
-  test::uniform_points(points, 12, 3, 4);
+  uniform_points(points, 12, 3, 4);
   prototypes(tm, points, 3);
   check("before any mapping");
-  EXPECT_EQ(0, other.mprot.nrow());
-  ASSERT_EQ(1, tm.dist_ini(0));
-  ASSERT_EQ(1, tm.mapr_ini(2, 0));
+  ASSERT_EQ(1, tm.dist_ini(0) * tm.mapr_ini(2, 0));
   check("initialised");
-  EXPECT_EQ(12, other.mprot.nrow());
   ASSERT_EQ(1, tm.mapr_fin("any"));
   check("final");
   ASSERT_EQ(1, tm.mapr_ini(3, 0));
@@ -145,61 +157,87 @@ TEST_F(MappingFile, EveryStageOfAnAnalysisLoadsAgain) {
   ASSERT_EQ(1, tm.lbg(5));
   check("new prototypes beside the images of others");
   tm.setkey("vglink_p", 0);
-  ASSERT_EQ(1, tm.lbg(5));
-  ASSERT_EQ(1, tm.mds(2));
+  ASSERT_EQ(1, tm.lbg(5) * tm.mds(2));
   check("without links");
+  only_data(tm, 31, 2);
+  ASSERT_EQ(1, tm.nq());
+  only_data(tm, 12);
+  check("new data over the columns of others");
 }
 
-TEST_F(MappingFile, EveryPrefixIsRefusedAndNoStatePastTheDataIsLeft) {
+TEST_F(Snapshot, EveryPrefixIsRefusedAndNoStatePastTheDataIsLeft) {
   finish(tm, 1);
+  ASSERT_EQ(1, tm.save_vbf(file.c_str()));
+  const auto quantizer = static_cast<std::size_t>(std::filesystem::file_size(file));
   const std::string bytes = saved(tm);
-  OpenMapping other;
-  finish(other, 3);
-  MatFullD out;
-  for (std::size_t size = 0; size < bytes.size(); size += size + 900 < bytes.size() ? 211 : 7) {
+  OpenMapping other, cleared;  // cleared: the same session, its states cleared past the data
+  for (OpenMapping* m : {&other, &cleared}) {
+    setseed(default_seed);
+    finish(*m, 3);
+  }
+  cleared.state.shutflag(1);
+  const std::string whole = saved(cleared);
+  for (std::size_t size = 0; size < bytes.size(); size += size + 900 < bytes.size() ? 111 : 7) {
     ASSERT_EQ(0, load(other, bytes.substr(0, size))) << size << " of " << bytes.size();
-    ASSERT_EQ(1, other.done(VeQuan::datadone));
-    for (const char* step : {VeQuan::pinidone, ToMapp::minidone, ToMapp::mfindone})
-      ASSERT_EQ(0, other.done(step));
+    ASSERT_TRUE(size >= quantizer || saved(other) == whole) << size << " of " << quantizer;
+    for (const char* step : steps) ASSERT_EQ(step == VeQuan::datadone, other.done(step)) << size;
     ASSERT_EQ(-1, other.mapr_err());
-    ASSERT_FALSE(other.maprsave(out));
   }
   finish(other, 3);  // a new analysis starts all the same
   EXPECT_EQ(1, other.done(ToMapp::mfindone));
 }
 
-TEST_F(MappingFile, AChangedByteNeverLeavesAStateThatDoesNotHold) {
+TEST_F(Snapshot, AChangedByteNeverLeavesAStateThatDoesNotHold) {
   finish(tm, 1);
   const std::string bytes = saved(tm);
-  OpenMapping other;
-  std::size_t loads = 0;
-  for (std::size_t place = 8; place < bytes.size(); place += place + 900 < bytes.size() ? 187 : 11) {
+  OpenMapping other, third;
+  std::size_t finished = 0, mapped = 0;
+  for (std::size_t place = 8; place < bytes.size(); place += 11) {
     std::string damaged = bytes;
     damaged[place] = static_cast<char>(damaged[place] ^ 0x41);
-    prepare_other(other);
+    only_data(other);
     const bool loaded = load(other, damaged) != 0;
     other.verbose = 0;
     ASSERT_TRUE(loaded || !other.done(VeQuan::pinidone)) << place;
+    if (!other.done(VeQuan::pfindone)) continue;
+    ++finished;
+    only_data(third);
+    const std::string again = saved(other);  // what loads is consistent: it loads again
+    ASSERT_EQ(1, load(third, again)) << place;
+    EXPECT_EQ(again, saved(third)) << place;
+    MatFullD scratch, y;
+    MatFullL code;
+    EXPECT_EQ(1, other.cod(other.dat, code) * other.dec(code, y)) << place;
+    other.graph_row(other.prot.nrow() - 1, scratch);
     if (!other.done(ToMapp::mfindone)) continue;
-    ++loads;
+    ++mapped;
     ASSERT_EQ(other.prot.nrow(), other.mprot.nrow()) << place;
     ASSERT_EQ(other.prot.nrow(), other.mlink.nnode()) << place;
     EXPECT_NE(-1, other.mapr_err(0));
     EXPECT_EQ(1, other.mgrasave(file.c_str()));
   }
-  EXPECT_GT(loads, 10u);
+  EXPECT_GT(std::min(finished, mapped), 100u);
 }
 
-TEST_F(MappingFile, PartsThatDoNotFitEachOtherAreRefused) {
+TEST_F(Snapshot, PartsThatDoNotFitEachOtherAreRefused) {
   const std::vector<std::pair<const char*, std::function<void(OpenMapping&)>>> damages = {
-      {"too few images", [](OpenMapping& m) { m.mprot.setrows(11); }},
+      {"a datum of no prototype", [](OpenMapping& m) { m.bmu(5, 0) = m.prot.nrow(); }},
+      {"a datum without prototype", [](OpenMapping& m) { m.bmu(5, 0) = -1; }},
+      {"too few data columns", [](OpenMapping& m) { m.bmu.setrows(79, 0); }},
+      {"too few components", [](OpenMapping& m) { m.pidx.setrows(2, 0); }},
+      {"too few prototypes", [](OpenMapping& m) { m.prot.setrows(2, 0.0); }},
+      {"too few nodes", [](OpenMapping& m) { m.link.addrow(-1); }},
+      {"links with other values", [](OpenMapping& m) { m.link.setdim(11, 2), m.link.addrow(11); }},
+      {"a negative length", [](OpenMapping& m) { m.link.setvalue(m.link.head(0), 1, -1.0); }},
+      {"half a grid", [](OpenMapping& m) { m.lwork.setrows(2, 0.0); }},
+      {"a grid in one dimension", [](OpenMapping& m) { m.lwork.setdim(0, 1); }},
+      {"a grid without width", [](OpenMapping& m) { m.lwork2.setrows(1, 0); }},
+      {"another analysis", [](OpenMapping& m) { m.state.addstep("more", 3); }},
+      {"too few images", [](OpenMapping& m) { m.mprot.setrows(10); }},
       {"no images", [](OpenMapping& m) { m.mprot.setrows(0); }},
-      {"too few nodes", [](OpenMapping& m) { m.mlink.addrow(-1); }},
-      {"links with other values",
-       [](OpenMapping& m) {
-         m.mlink.setdim(12, 3);
-         m.mlink.addrow(12);
-       }},
+      {"too few nodes of images", [](OpenMapping& m) { m.mlink.addrow(-1); }},
+      {"links of images with other values",
+       [](OpenMapping& m) { m.mlink.setdim(11, 3), m.mlink.addrow(11); }},
   };
   for (const auto& [what, damage] : damages) {
     OpenMapping damaged;
@@ -212,14 +250,14 @@ TEST_F(MappingFile, PartsThatDoNotFitEachOtherAreRefused) {
   }
 }
 
-TEST_F(MappingFile, TheBlockOfOtherPrototypesIsRefused) {
+TEST_F(Snapshot, TheBlockOfOtherPrototypesOrDataChangesNothing) {
   finish(tm, 1);
+  const std::string bytes = saved(tm);
+  OpenMapping other;
+  only_data(other, 13);
+  ASSERT_EQ(1, other.nq());
   std::FILE* f = std::fopen(file.c_str(), "w+b");
   ASSERT_EQ(1, tm.save_mbf(f));
-  OpenMapping other;
-  MatFullD points;
-  test::uniform_points(points, 13, 3, 5);
-  prototypes(other, points, 3);
   std::rewind(f);
   other.verbose = 1;
   console.take();
@@ -229,52 +267,54 @@ TEST_F(MappingFile, TheBlockOfOtherPrototypesIsRefused) {
   std::rewind(f);
   EXPECT_EQ(1, tm.load_mbf(f));
   std::fclose(f);
-  std::FILE* const closed = nullptr;
-  EXPECT_EQ(0, tm.save_mbf(closed));
-  EXPECT_EQ(0, tm.load_mbf(closed));
-}
-
-TEST_F(MappingFile, AnotherNumberOrWidthOfDataChangesNothing) {
-  finish(tm, 1);
-  const std::string bytes = saved(tm);
-  for (const auto& [n, d] : {std::pair{13L, 3L}, {12L, 2L}}) {
-    OpenMapping other;
-    MatFullD points;
-    test::uniform_points(points, n, d, 2);
-    prototypes(other, points, 3);
-    ASSERT_EQ(1, other.mds(2));
+  for (const auto& [n, d] : {std::pair{81L, 3L}, {80L, 2L}}) {
+    only_data(other, n, d);
+    ASSERT_EQ(1, other.nq() * other.mds(2));
     const std::string before = saved(other);
     EXPECT_EQ(0, load(other, bytes));
     EXPECT_EQ(before, saved(other));
     EXPECT_STREQ("Multidimensional Scaling", other.getmname());
-    EXPECT_EQ(1, other.done(ToMapp::mfindone));
   }
 }
 
-TEST_F(MappingFile, FilesAreReportedByName) {
+TEST_F(Snapshot, FilesAreReportedByName) {
   finish(tm, 1);
   tm.verbose = 1;
+  const char* const path = file.c_str();
+  const std::string nowhere = temporary("no such folder/x"), name = "binary file " + file + " ... ";
+  const std::string cut = name + "failed!", good = name + "done!",
+                    missing = "file " + nowhere + " not found!";
+  const auto reported = [&](long result, long expected, const std::string& text) {
+    EXPECT_EQ(expected, result);
+    EXPECT_EQ("ToMapp." + text + "\n", console.take());
+  };
   console.take();
-  EXPECT_EQ(1, tm.save_mbf(file.c_str()));
-  EXPECT_EQ(1, tm.load_mbf(file.c_str()));
-  EXPECT_EQ("ToMapp.save_mbf: saving binary file " + file +
-                " ... done!\nToMapp.load_mbf: loading binary file " + file + " ... done!\n",
-            console.take());
+  reported(tm.save_vbf(path), 1, "save_vbf: saving " + good);
+  reported(tm.load_vbf(path), 1, "load_vbf: loading " + good);
+  reported(tm.save_mbf(path), 1, "save_mbf: saving " + good);
+  reported(tm.load_mbf(path), 1, "load_mbf: loading " + good);
   std::filesystem::resize_file(file, std::filesystem::file_size(file) - 1);
-  EXPECT_EQ(0, tm.load_mbf(file.c_str()));
-  EXPECT_EQ("ToMapp.load_mbf: loading binary file " + file + " ... failed!\n", console.take());
-  std::filesystem::remove(file);
-  EXPECT_EQ(0, tm.load_mbf(file.c_str()));
-  EXPECT_EQ("ToMapp.load_mbf: file " + file + " not found!\n", console.take());
-  const std::string nowhere = ::testing::TempDir() + "no such folder/x.mbf";
-  EXPECT_EQ(0, tm.save_mbf(nowhere.c_str()));
-  EXPECT_EQ("ToMapp.save_mbf: file " + nowhere + " not found!\n", console.take());
+  reported(tm.load_mbf(path), 0, "load_mbf: loading " + cut);
+  reported(tm.load_mbf(nowhere.c_str()), 0, "load_mbf: " + missing);
+  reported(tm.save_mbf(nowhere.c_str()), 0, "save_mbf: " + missing);
+  reported(tm.load_vbf(nowhere.c_str()), 0, "load_vbf: " + missing);
+  reported(tm.save_vbf(nowhere.c_str()), 0, "save_vbf: " + missing);
   const char* const unnamed = nullptr;
-  EXPECT_EQ(0, tm.save_mbf(unnamed));
-  EXPECT_EQ(0, tm.load_mbf(unnamed));
+  EXPECT_EQ(0, tm.save_mbf(unnamed) + tm.load_mbf(unnamed) + tm.save_vbf(unnamed) + tm.load_vbf(unnamed));
   OpenMapping empty;
-  EXPECT_EQ(0, empty.load_mbf(file.c_str())) << "no data";
+  EXPECT_EQ(0, empty.load_mbf(path)) << "no data";
+}
+
+TEST_F(Snapshot, TheGraphIsSavedAfterLinkingOnly) {
+  only_data(tm);
+  EXPECT_EQ(0, tm.dgrasave(file.c_str(), 0));
+  finish(tm, 1);
+  MatFullD table;
+  ASSERT_EQ(1, tm.dgrasave(file.c_str(), 0));
+  ASSERT_EQ(1, table.load_asc(file.c_str(), 0));
+  EXPECT_EQ(tm.link.nlive(), table.nrow());
+  EXPECT_EQ(2 + 3, table.ncol());
 }
 
 }  // namespace
-}  // namespace qvtx
+}  // namespace qvtx::test

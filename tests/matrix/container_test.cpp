@@ -1,45 +1,27 @@
-#include <gtest/gtest.h>
+// The dense matrix: shape, copies, element-wise arithmetic, reductions, sorts, labels, and its binary files.
 
-#include <algorithm>
-#include <cmath>
-#include <functional>
-#include <limits>
-#include <random>
-#include <utility>
-#include <vector>
-
-#include "base/ostr.h"
+#include "matrix/linear_support.h"
 #include "matrix/matfullc.h"
-#include "matrix/matfulld.h"
-#include "matrix/matfulll.h"
 
 namespace qvtx {
 namespace {
 
-constexpr double infinite = std::numeric_limits<double>::infinity();
-const double nan_value = std::nan("");
+using test::contents;
+using test::matrix;
+using test::nan;
 
-template <class T>
-MatFullT<T> filled(long cols, const std::vector<T>& values) {
-  MatFullT<T> m(0, cols);
+constexpr double infinite = std::numeric_limits<double>::infinity();
+
+/// Becomes a matrix of these values, row by row.
+template <class M, class T>
+M filled(long cols, const std::vector<T>& values) {
+  M m(0, cols);
   m.setrows(static_cast<long>(values.size()) / cols);
   std::copy(values.begin(), values.end(), m.data());
   return m;
 }
-
-template <class M, class T>
-M matrix(long cols, const std::vector<T>& values) {
-  M m;
-  m.copy(filled<T>(cols, values));
-  return m;
-}
-MatFullD reals(long cols, const std::vector<double>& values) { return matrix<MatFullD>(cols, values); }
-MatFullL longs(long cols, const std::vector<long>& values) { return matrix<MatFullL>(cols, values); }
-
-template <class T>
-std::vector<T> contents(const MatFullT<T>& m) {
-  return {m.data(), m.data() + m.nrow() * m.ncol()};
-}
+MatFullL longs(long cols, const std::vector<long>& values) { return filled<MatFullL>(cols, values); }
+MatFullD reals(long cols, const std::vector<double>& values) { return filled<MatFullD>(cols, values); }
 
 template <class T>
 class Container : public testing::Test {};
@@ -74,23 +56,38 @@ TYPED_TEST(Container, TransposesEveryShape) {
   }
 }
 
+TYPED_TEST(Container, RowsAreCopiedAndExchanged) {
+  using M = MatFullT<TypeParam>;
+  const M src = filled<M, TypeParam>(2, {1, 2, 3, 4, 5, 6});
+  M m = filled<M, TypeParam>(2, {7, 8, 9, 10});
+  m.copy(0, src, 2);
+  EXPECT_EQ(contents(m), (std::vector<TypeParam>{5, 6, 9, 10}));
+  m.copy(src);
+  m.swaprows(0, 2);
+  EXPECT_EQ(contents(m), (std::vector<TypeParam>{5, 6, 3, 4, 1, 2}));
+  m.copy(m, 1);
+  EXPECT_EQ(contents(m), (std::vector<TypeParam>{3, 4}));
+}
+
 TYPED_TEST(Container, AssignCombinesEveryShapeWithEveryOperation) {
+  using M = MatFullT<TypeParam>;
   const std::vector<TypeParam> cells = {1, 2, 6, 12};
   const std::pair<long, std::vector<TypeParam>> sources[] = {
       {1, {2}}, {2, {2, 4}}, {1, {2, 4}}, {2, {2, 3, 4, 5}}};
   const std::size_t partners[][4] = {{0, 0, 0, 0}, {0, 1, 0, 1}, {0, 0, 1, 1}, {0, 1, 2, 3}};
-  for (const char op : {'*', '+', '-', 'o', '='})
+  const std::pair<char, std::function<int(int, int)>> operations[] = {
+      {'*', [](int x, int s) { return x * s; }},
+      {'+', [](int x, int s) { return x + s; }},
+      {'-', [](int x, int s) { return x - s; }},
+      {'o', [](int x, int s) { return s - x; }},
+      {'=', [](int, int s) { return s; }}};
+  for (const auto& [op, result] : operations)
     for (std::size_t shape = 0; shape < 4; ++shape) {
       const auto& [cols, source] = sources[shape];
-      auto m = filled<TypeParam>(2, cells);
-      m.assign(filled<TypeParam>(cols, source), op);
+      M m = filled<M, TypeParam>(2, cells);
+      m.assign(filled<M, TypeParam>(cols, source), op);
       for (std::size_t k = 0; k < 4; ++k) {
-        const int x = static_cast<int>(cells[k]), s = static_cast<int>(source[partners[shape][k]]);
-        const int expected = op == '*'   ? x * s
-                             : op == '+' ? x + s
-                             : op == '-' ? x - s
-                             : op == 'o' ? s - x
-                                         : s;
+        const int expected = result(static_cast<int>(cells[k]), static_cast<int>(source[partners[shape][k]]));
         EXPECT_EQ(m.data()[k], static_cast<TypeParam>(expected)) << op << " shape " << shape;
       }
     }
@@ -114,8 +111,21 @@ TEST(Reductions, RunFromTheLastElementAndTiesGoToTheLowestRow) {
   EXPECT_EQ(m.sum(0, 0), (2 + 1e17) + 1e17);
   EXPECT_EQ(m.dps(0, 2), (32.0 + 24) + 2e17);
   EXPECT_EQ(m.dps(1, m, 2), (4.0 + 3) + 2e17);
-  const MatFullD ties = reals(2, {3, 5, 1, nan_value, 1, 5, 3, nan_value});
+  const MatFullD ties = reals(2, {3, 5, 1, nan, 1, 5, 3, nan});
   EXPECT_TRUE(ties.minidx(0) == 1 && ties.maxidx(0) == 0 && ties.minidx(1) == 0 && ties.maxidx(1) == 0);
+}
+
+TEST(Product, AtbAccumulatesRowsFromTheLast) {
+  for (const auto& [rows, left, right] : {std::tuple{0L, 2L, 3L}, {9L, 4L, 7L}, {33L, 5L, 2L}}) {
+    const MatFullD a = test::random_matrix(rows, left, 5);
+    MatFullD b = test::random_matrix(rows, right, 6), product(1, 9), expected = matrix(left, right);
+    product.atb(a, b);
+    for (long r = rows - 1; r >= 0; --r)
+      for (long c = 0; c < left * right; ++c) expected.data()[c] += a(r, c / right) * b(r, c % right);
+    EXPECT_EQ(test::difference(product, expected), 0);
+    b.atb(a, b);
+    EXPECT_EQ(test::difference(b, expected), 0);
+  }
 }
 
 /// The selection sort as it is defined, by repeated scans.
@@ -137,27 +147,25 @@ TEST(Sorting, AgreesWithPlainSorts) {
   std::mt19937 words(3);
   MatFullL idx;
   for (const long n : {0L, 1L, 2L, 3L, 8L, 17L, 100L}) {
-    MatFullD m(n, 2);
-    m.setrows(n);
+    MatFullD m = matrix(n, 2);
     for (long i = 0; i < n; ++i) m(i, 1) = static_cast<double>(words() % 20) - 10;
     for (const long ranks : {0L, 1L, n / 2, n - 1, n, n + 5, -1L}) {
       m.maxsort(1, idx, ranks);
-      EXPECT_EQ(contents(idx), contents(select_smallest(m, 1, ranks < 0 || ranks >= n ? n : ranks)))
-          << ranks << " of " << n;
+      const MatFullL expected = select_smallest(m, 1, ranks < 0 || ranks >= n ? n : ranks);
+      EXPECT_EQ(contents(idx), contents(expected)) << ranks << " of " << n;
     }
     m.potsort(1, idx);
     ASSERT_EQ(idx.nrow(), n);
     for (long k = 0; k < n; ++k) {
-      EXPECT_EQ(idx(idx(k, 0), 1),
-                k);  // ranks are the inverse of the order, which therefore is a permutation
+      EXPECT_EQ(idx(idx(k, 0), 1), k);  // ranks are the inverse of the order, which is a permutation
       EXPECT_LE(m(idx(std::max(k - 1, 0L), 0), 1), m(idx(k, 0), 1));
     }
   }
-  reals(1, {nan_value, 2, nan_value, 1}).maxsort(0, idx, -1);
-  for (const auto& [k, row] : {std::pair{0L, 3L}, {1L, 1L}, {2L, 0L}, {3L, 2L}}) EXPECT_EQ(idx(k, 0), row);
+  reals(1, {nan, 2, nan, 1}).maxsort(0, idx, -1);
+  EXPECT_EQ(contents(idx), (std::vector<long>{3, 2, 1, 1, 0, 3, 2, 0}));
   // Nothing sifts among equals, so that only the exchanges of the root with the last entry move the rows.
   reals(1, {5, 5, 5, 5}).potsort(0, idx);
-  for (const auto& [k, row] : {std::pair{0L, 1L}, {1L, 2L}, {2L, 3L}, {3L, 0L}}) EXPECT_EQ(idx(k, 0), row);
+  EXPECT_EQ(contents(idx), (std::vector<long>{1, 3, 2, 0, 3, 1, 0, 2}));
 }
 
 TEST(IndexLists, CountAndCollectRowsFromTheLast) {
@@ -173,28 +181,6 @@ TEST(IndexLists, CountAndCollectRowsFromTheLast) {
   EXPECT_EQ(contents(labels), (std::vector<long>{10, 5, 7, 7, 4, 6, 1, 9, -2, 5}));
 }
 
-TEST(Product, AtbAccumulatesRowsFromTheLast) {
-  std::mt19937 words(5);
-  for (const auto& [rows, left, right] : {std::tuple{0L, 2L, 3L}, {9L, 4L, 7L}, {33L, 5L, 2L}}) {
-    MatFullD a(rows, left), b(rows, right), product(1, 9);
-    for (MatFullD* m : {&a, &b}) {
-      m->setrows(rows);
-      for (long k = 0; k < rows * m->ncol(); ++k) m->data()[k] = static_cast<double>(words()) * 1e-9 - 2;
-    }
-    product.atb(a, b);
-    ASSERT_TRUE(product.nrow() == left && product.ncol() == right);
-    for (long i = 0; i < left; ++i) {
-      for (long j = 0; j < right; ++j) {
-        double sum = 0;
-        for (long r = rows - 1; r >= 0; --r) sum += a(r, i) * b(r, j);
-        EXPECT_EQ(product(i, j), sum);
-      }
-    }
-    b.atb(a, b);
-    EXPECT_EQ(contents(b), contents(product));
-  }
-}
-
 TEST(Labels, AreCutToTheirWidthAndFoundByTheirBeginning) {
   MatFullC names(0, 5);
   for (const char* s : {"prototype", "pro", "data", "prox", "dat"}) names.addstr(s);
@@ -202,29 +188,112 @@ TEST(Labels, AreCutToTheirWidthAndFoundByTheirBeginning) {
   for (int k = 0; k < 20; ++k) names.addstr(names.label(0));  // its own label, while the block moves
   EXPECT_STREQ(names.label(24), "prot");
   names.setrows(5);
-  const struct {
-    const char* text;
-    std::vector<long> rows;
-  } cases[] = {{"pro", {0, 1, 3}}, {"protocol", {0}}, {"dat", {2, 4}}, {"x", {}}, {"", {0, 1, 2, 3, 4}}};
-  for (const auto& c : cases) {
+  const std::pair<const char*, std::vector<long>> cases[] = {
+      {"pro", {0, 1, 3}}, {"protocol", {0}}, {"dat", {2, 4}}, {"x", {}}, {"", {0, 1, 2, 3, 4}}};
+  for (const auto& [text, rows] : cases) {
     MatFullL idx;
-    EXPECT_EQ(names.count(c.text, idx), static_cast<long>(c.rows.size())) << c.text;
+    EXPECT_EQ(names.count(text, idx), static_cast<long>(rows.size())) << text;
     std::vector<long> found = contents(idx);
     std::sort(found.begin(), found.end());
-    EXPECT_EQ(found, c.rows) << c.text;
+    EXPECT_EQ(found, rows) << text;
   }
 }
 
 TEST(FaultDeathTest, ReportsTheOperationTheArgumentAndTheDimensions) {
   const MatFullD src = reals(3, {1, 2, 3, 4, 5, 6});
   MatFullD m = reals(2, {1, 2, 3, 4, 5, 6});
-  const auto status = testing::ExitedWithCode(0);
-  EXPECT_EXIT((os.stream = &std::cerr, m(3, 0) = 1), status,
-              "^class MatFullT: error m154\n  value of argument 1 out of range : 3\n  #row= 3\n  #col= 2\n");
-  EXPECT_EXIT((os.stream = &std::cerr, m.addrow(src, 0)), status,
-              "m123\n  the dimensions of argument 0 and argument  1 differ\n  #row= 3 2\n  #col= 2 3\n");
-  EXPECT_EXIT((os.stream = &std::cerr, m.assign(src, '/')), status, "error a140\n  the dimensions");
-  EXPECT_EXIT((os.stream = &std::cerr, MatFullD().minidx(0)), status, "error s101\n  value of argument 0");
+  EXPECT_FATAL(m(3, 0) = 1,
+               "^class MatFullT: error m154\n  value of argument 1 out of range : 3\n  #row= 3\n"
+               "  #col= 2\n");
+  EXPECT_FATAL(m.addrow(src, 0),
+               "m123\n  the dimensions of argument 0 and argument  1 differ\n  #row= 3 2\n  #col= 2 3\n");
+  EXPECT_FATAL(m.assign(src, '/'), "error a140\n  the dimensions");
+  EXPECT_FATAL(MatFullD().minidx(0), "error s101\n  value of argument 0");
+}
+
+// ---- Binary files ----
+
+template <class M, class T>
+M counted(long rows, long cols, T first) {
+  M m(rows + 2, cols, 7);
+  m.setrows(rows);
+  for (long k = 0; k < rows * cols; ++k) m.data()[k] = static_cast<T>(first + static_cast<T>(k));
+  return m;
+}
+
+template <class M>
+bool same(const M& a, const M& b) {
+  return a.nall() == b.nall() && a.ncol() == b.ncol() && a.ninc() == b.ninc() && contents(a) == contents(b);
+}
+
+std::string header(const long (&sizes)[5]) {
+  std::string bytes;
+  for (const long v : sizes) {
+    for (int k = 0; k < 4; ++k) bytes += static_cast<char>(static_cast<unsigned long>(v) >> (8 * k) & 255);
+  }
+  return bytes;
+}
+
+TEST(BinaryFile, LayoutIsFiveIntegersAndTheElements) {
+  EXPECT_EQ(test::record_of(counted<MatFullL>(2, 1, -1L)),
+            header({4, 1, 2, 7, 4}) + std::string("\xff\xff\xff\xff\0\0\0\0", 8));
+  EXPECT_EQ(test::record_of(counted<MatFullD>(1, 1, 1.5)),
+            header({3, 1, 1, 7, 8}) + std::string("\0\0\0\0\0\0\xf8\x3f", 8));
+  EXPECT_EQ(test::record_of(counted<MatFullC>(1, 2, 'a')), header({3, 2, 1, 7, 1}) + "ab");
+}
+
+TYPED_TEST(Container, EverySizeComesBackFromOneStream) {
+  using M = MatFullT<TypeParam>;
+  const long sizes[] = {0, 1, 1365, 1366, 3000};  // blocks of 4096 elements: below, above, several
+  std::FILE* f = std::tmpfile();
+  for (const long rows : sizes) ASSERT_EQ((counted<M>(rows, 3, TypeParam(-5)).save_bin(f)), 1);
+  std::rewind(f);
+  for (const long rows : sizes) {
+    M loaded(4, 4);
+    ASSERT_EQ(loaded.load_bin(f), 1);
+    EXPECT_TRUE(same(counted<M>(rows, 3, TypeParam(-5)), loaded)) << rows;
+  }
+  std::fclose(f);
+}
+
+TEST(BinaryFile, DamagedOrCutBlockIsRefusedAndTheMatrixStays) {
+  const std::string elements(6 * 8, '\1'), sound = header({4, 2, 3, 1, 8}) + elements;
+  const auto result = [](const std::string& bytes) {
+    MatFullD m = counted<MatFullD>(2, 2, 1.0);
+    const int loaded = test::load_record(m, bytes);
+    EXPECT_EQ(same(m, counted<MatFullD>(2, 2, 1.0)), loaded == 0);
+    return loaded;
+  };
+  EXPECT_EQ(result(sound + "bytes behind"), 1);
+  EXPECT_EQ(result(header({1L << 22, 2, 3, 1, 8}) + elements), 1) << "room for 64 MiB";
+  for (std::size_t length = 0; length < sound.size(); ++length)
+    EXPECT_EQ(result(sound.substr(0, length)), 0) << length;
+  const long damaged[][5] = {{4, 2, 3, 1, 4},  // the width of long
+                             {-1, 2, -1, 1, 8},
+                             {4, 0, 3, 1, 8},
+                             {4, -2, 3, 1, 8},
+                             {4, 2, -3, 1, 8},
+                             {2, 2, 3, 1, 8},  // rows beyond the capacity
+                             {4, 2, 3, 0, 8},
+                             {4, 2, 4, 1, 8},  // more elements than the file
+                             {0x7fffffff, 0x7fffffff, 0x7fffffff, 1, 8},
+                             {1L << 27, 2, 3, 1, 8}};  // room for 2 GiB in a small file
+  for (const auto& sizes : damaged) EXPECT_EQ(result(header(sizes) + elements), 0) << &sizes - damaged;
+}
+
+TEST(BinaryFile, FailedSaveKeepsTheFile) {
+  const test::Scratch scratch;
+  test::write_file("m", "earlier");
+  for (const long v : {2147483648L, -2147483649L, std::numeric_limits<long>::max()}) {
+    MatFullL m = counted<MatFullL>(5000, 1, 0L);
+    m(4999, 0) = v;  // does not fit four bytes
+    EXPECT_EQ(m.save_bin("m", 0), 0);
+    EXPECT_EQ(test::read_file("m"), "earlier");
+  }
+  MatFullD m = counted<MatFullD>(1000, 10, 0.0), loaded;
+  EXPECT_TRUE(m.save_bin("m", 0) == 1 && loaded.load_bin("m", 0) == 1 && same(m, loaded));
+  if (::access("/dev/full", W_OK) != 0) GTEST_SKIP() << "no /dev/full";
+  EXPECT_EQ(m.save_bin("/dev/full", 0), 0);
 }
 
 }  // namespace

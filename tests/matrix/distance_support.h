@@ -2,17 +2,10 @@
 // The distances as they are described, step by step and without any speed, and the data that the tests of
 // distances and of nearest-row search share.
 
-#include <gtest/gtest.h>
-
 #include <bit>
-#include <cmath>
-#include <cstdint>
-#include <limits>
-#include <random>
-#include <string>
-#include <vector>
 
 #include "base/isa.h"
+#include "base/support.h"
 #include "matrix/matfulld.h"
 
 namespace qvtx::test {
@@ -63,11 +56,8 @@ inline MatFullD filled(long rows, long cols, Fill fill, unsigned seed) {
 }
 
 inline MatFullD matrix_of(const std::vector<std::vector<double>>& rows) {
-  MatFullD m(static_cast<long>(rows.size()), static_cast<long>(rows.at(0).size()));
-  m.setrows(static_cast<long>(rows.size()), 0.0);
-  double* cell = m.data();
-  for (const auto& row : rows)
-    for (const double v : row) *cell++ = v;
+  MatFullD m(0, static_cast<long>(rows.at(0).size()));
+  for (const auto& row : rows) std::copy(row.begin(), row.end(), m.row(m.addrow() - 1));
   return m;
 }
 
@@ -131,9 +121,7 @@ struct Reference {
 
   double norm(const MatFullD& a, long i, double bound) const {
     if (kind == 'c') return 0.0;
-    std::vector<double> row;
-    for (long k = 0; k < a.ncol(); ++k) row.push_back(a(i, k));
-    const double s = walk(row, p == 0 ? infinity : 0.0, threshold(bound));
+    const double s = walk({a.row(i), a.row(i) + a.ncol()}, p == 0 ? infinity : 0.0, threshold(bound));
     return s < 0 ? -1.0 : final_value(s);
   }
 

@@ -1,19 +1,11 @@
 #pragma once
 // What the tests of the linear algebra share: small matrices, plain products, and a console that is caught.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <limits>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "base/isa.h"
 #include "base/random.h"
+#include "base/support.h"
 #include "matrix/matfulld.h"
 
 namespace qvtx::test {
@@ -28,7 +20,7 @@ inline MatFullD matrix(long m, long n, const std::vector<double>& values = {}) {
   return a;
 }
 
-// Numbers between -1 and 1; every seed gives the same matrix everywhere.
+/// Numbers between -1 and 1; every seed gives the same matrix everywhere.
 inline MatFullD random_matrix(long m, long n, unsigned long seed) {
   setseed(seed);
   MatFullD a = matrix(m, n);
@@ -53,16 +45,13 @@ inline MatFullD product(const MatFullD& a, const MatFullD& b) {
 }
 
 inline MatFullD transposed(const MatFullD& a) {
-  MatFullD b = matrix(a.ncol(), a.nrow());
-  for (long i = 0; i < a.nrow(); ++i) {
-    for (long j = 0; j < a.ncol(); ++j) b(j, i) = a(i, j);
-  }
+  MatFullD b = copy_of(a);
+  b.tsp();
   return b;
 }
 
 inline double difference(const MatFullD& a, const MatFullD& b) {
-  EXPECT_EQ(a.nrow(), b.nrow());
-  EXPECT_EQ(a.ncol(), b.ncol());
+  EXPECT_TRUE(a.nrow() == b.nrow() && a.ncol() == b.ncol());
   double most = 0;
   for (long i = 0; i < a.nrow() * a.ncol(); ++i) {
     const double d = std::fabs(a.data()[i] - b.data()[i]);
@@ -87,7 +76,7 @@ inline std::vector<double> sorted_values(const MatFullD& w) {
   return values;
 }
 
-// The instruction sets that this machine runs.
+/// The instruction sets that this machine runs.
 inline std::vector<Isa> levels() {
   std::vector<Isa> all;
   for (const Isa level : {Isa::baseline, Isa::avx2, Isa::avx512}) {
@@ -96,31 +85,15 @@ inline std::vector<Isa> levels() {
   return all;
 }
 
-// Sends the console to a string and runs in an empty directory of its own.
+/// Catches the console and runs in an empty directory of its own.
 class LinearAlgebra : public ::testing::Test {
  protected:
-  void SetUp() override {
-    stream_ = os.stream;
-    os.stream = &text_;
-    home_ = std::filesystem::current_path();
-    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    folder_ = std::filesystem::temp_directory_path() / (std::string("qvtx_linear_") + test->name());
-    std::filesystem::create_directories(folder_);
-    std::filesystem::current_path(folder_);
-  }
-  void TearDown() override {
-    os.stream = stream_;
-    set_isa_level(isa_best());
-    std::filesystem::current_path(home_);
-    std::filesystem::remove_all(folder_);
-  }
-  std::string console() const { return text_.str(); }
+  ~LinearAlgebra() override { set_isa_level(isa_best()); }
+  std::string console() const { return console_.out(); }
 
  private:
-  std::ostringstream text_;
-  std::ostream* stream_ = nullptr;
-  std::filesystem::path home_;
-  std::filesystem::path folder_;
+  Scratch scratch_;
+  ConsoleRedirect console_;
 };
 
 }  // namespace qvtx::test

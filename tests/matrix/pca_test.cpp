@@ -7,133 +7,96 @@ namespace {
 
 using PrincipalComponents = LinearAlgebra;
 
-// C V' = V' diag(values) for the population covariance C, orthonormal rows, decreasing variances.
-void check_components(const MatFullD& x, double tolerance) {
-  const long d = x.ncol();
-  MatFullD mean, vectors, values, covariance;
-  x.pca(mean, vectors, values, d, 0);
-  x.cov(covariance);
-  const double top = values(0, 0);
-  const MatFullD turned = product(vectors, product(covariance, transposed(vectors)));
-  for (long i = 0; i < d; ++i) {
-    for (long j = 0; j < d; ++j)
-      EXPECT_NEAR(turned(i, j), i == j ? values(i, 0) : 0, tolerance * top) << i << ' ' << j;
-    EXPECT_LE(values(i, 0), values(std::max(0L, i - 1), 0));
-  }
-  EXPECT_LE(difference(product(vectors, transposed(vectors)), identity(d)), tolerance);
-  MatFullD average;
-  x.avg(average);
-  EXPECT_EQ(difference(mean, average), 0);
-}
+/// |cos| of the angle between two rows of unit length.
+double cosine(const MatFullD& a, long i, const MatFullD& b, long j) { return std::fabs(a.dps(i, b, j)); }
 
+// V C V' = diag(values) for the population covariance C, orthonormal rows, decreasing variances.
 TEST_F(PrincipalComponents, ComponentsDiagonaliseTheCovariance) {
   const long shapes[][2] = {{2, 1}, {200, 10}, {129, 3}, {128, 17}, {1000, 30}, {8, 8}, {5, 9}, {2, 6}};
   for (const auto& [n, d] : shapes) {
-    MatFullD x = random_matrix(n, d, 30);
-    for (long i = 0; i < n; ++i) {
-      for (long j = 0; j < d; ++j) x(i, j) = x(i, j) * static_cast<double>(1 + j % 4) + 100;
-    }
     SCOPED_TRACE(std::to_string(n) + " x " + std::to_string(d));
-    check_components(x, 1e-11);
+    MatFullD x = random_matrix(n, d, 30), mean, vectors, values, covariance, average;
+    for (long c = 0; c < n * d; ++c) x.data()[c] = x.data()[c] * static_cast<double>(1 + c % d % 4) + 100;
+    x.pca(mean, vectors, values, d, 0);
+    x.cov(covariance);
+    x.avg(average);
+    EXPECT_EQ(difference(mean, average), 0);
+    MatFullD diagonal = identity(d);
+    diagonal.assign(values, '*');
+    const MatFullD turned = product(vectors, product(covariance, transposed(vectors)));
+    EXPECT_LE(difference(turned, diagonal), 1e-11 * values(0, 0));
+    EXPECT_LE(difference(product(vectors, transposed(vectors)), identity(d)), 1e-11);
+    EXPECT_TRUE(std::is_sorted(values.data(), values.data() + d, std::greater<>()));
   }
 }
 
-// The way over the triangle against the decomposition of the centred data themselves.
-TEST_F(PrincipalComponents, TallDataHaveTheComponentsOfTheWholeMatrix) {
-  const MatFullD x = random_matrix(700, 12, 31);
-  MatFullD vectors, values, w, v;
-  x.pca(vectors, values, 0, 0);
-  MatFullD centred = copy_of(x);
-  centred.center();
-  centred.svd(w, v, 1e-6);
-  const std::vector<double> expected = sorted_values(w);
-  for (long c = 0; c < 12; ++c) {
-    const double s = expected[static_cast<size_t>(c)];
-    EXPECT_NEAR(values(c, 0), s * s / 700, 1e-13 * values(0, 0));
-    const long best = std::find(w.data(), w.data() + 12, s) - w.data();
-    double cosine = 0;
-    for (long j = 0; j < 12; ++j) cosine += vectors(c, j) * v(j, best);
-    EXPECT_NEAR(std::fabs(cosine), 1, 1e-12);
-  }
-}
-
-TEST_F(PrincipalComponents, WideDataHaveTheBitsOfTheDecomposition) {
-  const MatFullD x = random_matrix(6, 9, 32);
-  MatFullD mean, vectors, values, w, v;
-  x.pca(mean, vectors, values, 9, 0);
-  MatFullD centred = copy_of(x);
-  centred.center(mean);
-  centred.svd(w, v, 1e-6);
-  for (long c = 0; c < 9; ++c) {
-    const long best = std::max_element(w.data(), w.data() + 9) - w.data();  // the first of equal ones
-    EXPECT_EQ(values(c, 0), w(0, best) * w(0, best) / 6);
-    for (long j = 0; j < 9; ++j) EXPECT_EQ(vectors(c, j), v(j, best));
-    w(0, best) = -1;
+TEST_F(PrincipalComponents, AreThoseOfTheDecomposedData) {
+  // Wide data have the bits of the decomposition, tall ones go by the triangle.
+  for (const auto& [n, d] : {std::pair{6L, 9L}, {700L, 12L}}) {
+    const MatFullD x = random_matrix(n, d, 32);
+    MatFullD mean, vectors, values, w, v;
+    x.pca(mean, vectors, values, d, 0);
+    MatFullD centred = copy_of(x);
+    centred.center(mean);
+    centred.svd(w, v, 1e-6);
+    v.tsp();
+    for (long c = 0; c < d; ++c) {
+      const long best = std::max_element(w.data(), w.data() + d) - w.data();  // the first of equal ones
+      const double variance = w(0, best) * w(0, best) / static_cast<double>(n);
+      EXPECT_NEAR(values(c, 0), variance, n < d ? 0 : 1e-13 * values(0, 0));
+      EXPECT_TRUE(n < d ? same_bits(vectors.row(c), v.row(best), d)
+                        : cosine(vectors, c, v, best) > 1 - 1e-12);
+      w(0, best) = -1;
+    }
   }
 }
 
 TEST_F(PrincipalComponents, NumberOfComponentsAndShorterForms) {
   const MatFullD x = random_matrix(50, 4, 33);
-  MatFullD mean, vectors, values, vectors2, values2, values3;
+  MatFullD mean, vectors, values, vectors2, values2;
   x.pca(mean, vectors, values, 4, 0);
-  for (const long k : {0L, -3L, 5L}) {
+  for (const long k : {0L, -3L, 5L, 2L}) {
+    const long kept = k == 2 ? 2 : 4;
     x.pca(vectors2, values2, k, 0);
-    EXPECT_EQ(values2.nrow(), 4);
+    ASSERT_TRUE(vectors2.nrow() == kept && values2.nrow() == kept) << k;
+    EXPECT_TRUE(same_bits(vectors2.data(), vectors.data(), kept * 4));
+    EXPECT_TRUE(same_bits(values2.data(), values.data(), kept));
+    x.pca(values2, k, 1);
+    ASSERT_EQ(values2.nrow(), kept);
+    EXPECT_TRUE(same_bits(values2.data(), values.data(), kept));
   }
-  x.pca(vectors2, values2, 2, 0);
-  x.pca(values3, 2, 1);
-  ASSERT_EQ(vectors2.nrow(), 2);
-  EXPECT_TRUE(same_bits(vectors2.data(), vectors.data(), 8));
-  EXPECT_TRUE(same_bits(values2.data(), values.data(), 2));
-  ASSERT_EQ(values3.nrow(), 2);
-  EXPECT_TRUE(same_bits(values3.data(), values.data(), 2));
 }
 
 TEST_F(PrincipalComponents, ScaledDirectionsGiveUnitVariance) {
-  MatFullD x =
-      product(random_matrix(60, 2, 34), random_matrix(2, 3, 35));  // rank 2: one direction without variance
-  MatFullD mean, vectors, values;
+  // Rank 2 but for a millionth: one direction counts as without variance and is left at length 1.
+  MatFullD x = product(random_matrix(60, 2, 34), random_matrix(2, 3, 35)), mean, vectors, values, variances;
+  for (long c = 0; c < 180; ++c) x.data()[c] += 1e-8 * u_rand();
   x.pca(mean, vectors, values, 3, 1);
-  EXPECT_EQ(values(2, 0), 0);
   x.center(mean);
-  const MatFullD projected = product(x, transposed(vectors));
-  MatFullD variances;
-  projected.var(variances);
-  EXPECT_NEAR(variances(0, 0), 1, 1e-12);
-  EXPECT_NEAR(variances(0, 1), 1, 1e-12);
-  EXPECT_NEAR(variances(0, 2), 0, 1e-12);
-  EXPECT_NEAR(vectors.dps(2, 2), 1, 1e-12);  // left at length 1
+  product(x, transposed(vectors)).var(variances);
+  EXPECT_LE(difference(variances, matrix(1, 3, {1, 1, 0})), 1e-12);
+  EXPECT_EQ(values(2, 0), 0);
+  EXPECT_NEAR(vectors.dps(2, 2), 1, 1e-12);
 }
 
-TEST_F(PrincipalComponents, ComponentsOfExtremeAndConstantData) {
-  for (const double scale : {1e-180, 1e-150, 1.0, 1e150}) {
-    MatFullD x = random_matrix(40, 3, 36);
-    MatFullD vectors, values, expected, scaled_vectors;
+TEST_F(PrincipalComponents, OfExtremeConstantAndNonFiniteData) {
+  MatFullD vectors, values;
+  for (const double scale : {1e-180, 1e-150, 1e150}) {
+    MatFullD x = random_matrix(40, 3, 36), expected, scaled_vectors;
     x.pca(vectors, expected, 3, 0);
     x.assign(matrix(1, 1, {scale}), '*');
     x.pca(scaled_vectors, values, 3, 0);
     for (long c = 0; c < 3; ++c) {
-      double cosine = 0;
-      for (long j = 0; j < 3; ++j) cosine += vectors(c, j) * scaled_vectors(c, j);
-      EXPECT_NEAR(std::fabs(cosine), 1, 1e-12) << scale;
+      EXPECT_NEAR(cosine(vectors, c, scaled_vectors, c), 1, 1e-12) << scale;
       EXPECT_NEAR(std::sqrt(values(c, 0)) / scale, scale < 1e-160 ? 0 : std::sqrt(expected(c, 0)), 1e-13);
     }
   }
-  MatFullD constant = matrix(9, 2);
-  constant.setrows(0);
-  constant.setrows(9, 3.5);
-  MatFullD vectors, values;
-  constant.pca(vectors, values, 2, 1);
-  EXPECT_EQ(values(0, 0), 0);
-  EXPECT_EQ(values(1, 0), 0);
+  matrix(9, 2, std::vector<double>(18, 3.5)).pca(vectors, values, 2, 1);
+  EXPECT_EQ(sorted_values(values)[0], 0);
   EXPECT_EQ(difference(product(vectors, transposed(vectors)), identity(2)), 0);
   EXPECT_EQ(console(), "");
-}
-
-TEST_F(PrincipalComponents, ComponentsOfNonFiniteDataReport) {
   MatFullD x = random_matrix(20, 3, 37);
   x(4, 1) = nan;
-  MatFullD vectors, values;
   x.pca(vectors, values, 3, 1);
   EXPECT_GT(values.nnan(), 0);
   EXPECT_EQ(console().find("MatFullD.svd: svd received NaN\nMatFullD.svd: svd produced NaN\n"), 0u);

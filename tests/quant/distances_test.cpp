@@ -8,12 +8,8 @@
 #include "quant/link_diameter.h"
 #include "support/quantizer.h"
 
-namespace qvtx {
+namespace qvtx::test {
 namespace {
-
-using test::fill;
-using test::QuantizerTest;
-using Matrix = std::vector<std::vector<double>>;
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
@@ -30,30 +26,25 @@ class Distances : public QuantizerTest {
     ASSERT_EQ(1, vq.prot_fin("LBG", 1));
   }
 
-  std::size_t size() const { return static_cast<std::size_t>(vq.prot.nrow()); }
-
   /// All shortest paths by Floyd and Warshall, along the lengths of the links or their numbers.
-  Matrix paths(bool lengths) const {
-    Matrix d(size(), std::vector<double>(size(), infinity));
-    for (std::size_t i = 0; i < size(); ++i) d[i][i] = 0.0;
+  Rows paths(bool lengths) const {
+    const auto n = static_cast<std::size_t>(vq.prot.nrow());
+    Rows d(n, std::vector<double>(n, infinity));
+    for (std::size_t i = 0; i < n; ++i) d[i][i] = 0.0;
     for (long k = 0; k < vq.link.nslot(); ++k) {
       if (!vq.link.live(k)) continue;
       const auto a = static_cast<std::size_t>(vq.link.end_a(k)),
                  b = static_cast<std::size_t>(vq.link.end_b(k));
       d[a][b] = d[b][a] = lengths ? vq.link.getvalue(k, 1) : 1.0;
     }
-    for (std::size_t k = 0; k < d.size(); ++k) {
-      for (std::size_t i = 0; i < d.size(); ++i) {
-        for (std::size_t j = 0; j < d.size(); ++j) d[i][j] = std::min(d[i][j], d[i][k] + d[k][j]);
+    for (std::size_t k = 0; k < n; ++k) {
+      for (std::size_t i = 0; i < n; ++i) {
+        for (std::size_t j = 0; j < n; ++j) d[i][j] = std::min(d[i][j], d[i][k] + d[k][j]);
       }
     }
     return d;
   }
-  double space_distance(std::size_t i, std::size_t j) const {
-    return vq.prot.sdas(static_cast<long>(i), static_cast<long>(j), no_bound);
-  }
-
-  double real(const char* key) { return vq.getdpref().getval(vq.getdpref().getkey(key)); }
+  double space_distance(long i, long j) const { return vq.prot.sdas(i, j, no_bound); }
 
   /// Every row as the quantizer tells it: space, graph and path rows, one after the other.
   std::vector<double> all_rows() const {
@@ -73,61 +64,50 @@ class Distances : public QuantizerTest {
   }
 };
 
-TEST_F(Distances, RowsAreThoseOfPlainReferences) {
-  quantize(60, 3);
-  ASSERT_EQ(1, vq.dist_ini(0));
-  EXPECT_EQ(1, vq.done(VeQuan::dinidone));
-  EXPECT_EQ(60, vq.npath());
-  const Matrix reference = paths(true);
-  MatFullD scratch, scratch2;
-  MatFullL paths;
-  for (std::size_t i = 0; i < size(); ++i) {
-    const long row = static_cast<long>(i);
-    const double* const e = vq.space_row(row, scratch);
-    for (std::size_t j = 0; j < size(); ++j) EXPECT_EQ(space_distance(i, j), e[j]);
-    const double* const g = vq.graph_row(row, scratch);
-    for (std::size_t j = 0; j < size(); ++j) {
-      EXPECT_NEAR(reference[i][j] == infinity ? -1.0 : reference[i][j], g[j], 1e-13);
-    }
-    const long* const p = vq.path_row(row, paths, scratch2);
-    EXPECT_EQ(row, p[1]);
-    EXPECT_EQ(-1, p[2 * row]);
-    for (std::size_t j = 0; j < size(); ++j) {
-      const long before = p[2 * j];
-      if (before < 0) continue;
-      const long k = vq.link.get_link(before, static_cast<long>(j));
-      ASSERT_GE(k, 0);
-      EXPECT_EQ(g[j], g[before] + vq.link.getvalue(k, 1));
-    }
-  }
-}
-
-TEST_F(Distances, RangesAndLongestPathAreRecorded) {
+TEST_F(Distances, RowsAndRangesAreThoseOfPlainReferences) {
   quantize(60, 3);
   vq.setkey("tdgb", 0.25);
   ASSERT_EQ(1, vq.dist_ini(0));
-  const Matrix graph = paths(true), counts = paths(false);
+  EXPECT_EQ(1, vq.done(VeQuan::dinidone));
+  EXPECT_EQ(60, vq.npath());
+  const Rows graph = paths(true), counts = paths(false);
   double lo[3] = {infinity, infinity, infinity}, hi[3] = {0.0, 0.0, 0.0}, hops = 0.0;
-  for (std::size_t i = 0; i < size(); ++i) {
-    for (std::size_t j = 0; j < size(); ++j) {
-      if (i == j) continue;
-      const double e = space_distance(i, j), g = graph[i][j];
-      const double kinds[3] = {e, g, 0.75 * e + 0.25 * g};
-      for (int c = 0; c < 3; ++c) {
+  MatFullD scratch, scratch2, scratch3;
+  MatFullL path;
+  for (long i = 0; i < 60; ++i) {
+    const double* const e = vq.space_row(i, scratch);
+    const double* const g = vq.graph_row(i, scratch2);
+    const long* const p = vq.path_row(i, path, scratch3);
+    EXPECT_EQ(i, p[1]);
+    EXPECT_EQ(-1, p[2 * i]);
+    for (long j = 0; j < 60; ++j) {
+      const double steps = counts[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
+      const double length = graph[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
+      EXPECT_EQ(space_distance(i, j), e[j]);
+      EXPECT_NEAR(length == infinity ? -1.0 : length, g[j], 1e-13);
+      EXPECT_TRUE(g[j] < 0 || e[j] <= g[j] * (1 + 1e-9)) << "no path is shorter than the straight line";
+      const long before = p[2 * j];
+      if (before >= 0) {
+        const long k = vq.link.get_link(before, j);
+        ASSERT_GE(k, 0);
+        EXPECT_EQ(g[j], g[before] + vq.link.getvalue(k, 1));
+      }
+      const double kinds[3] = {e[j], length, 0.75 * e[j] + 0.25 * length};
+      for (int c = 0; c < 3 && i != j; ++c) {
         if (kinds[c] == infinity) continue;
         lo[c] = std::min(lo[c], kinds[c]);
         hi[c] = std::max(hi[c], kinds[c]);
       }
-      if (counts[i][j] < infinity) hops = std::max(hops, counts[i][j]);
+      if (steps < infinity) hops = std::max(hops, steps);
     }
   }
   const char* const smallest[3] = {"tdns", "tdng", "tdnm"};
   const char* const largest[3] = {"tdxs", "tdxg", "tdxm"};
   for (int c = 0; c < 3; ++c) {
-    EXPECT_NEAR(lo[c], real(smallest[c]), 1e-13) << smallest[c];
-    EXPECT_NEAR(hi[c], real(largest[c]), 1e-13) << largest[c];
+    EXPECT_NEAR(lo[c], vq.real(smallest[c]), 1e-13) << smallest[c];
+    EXPECT_NEAR(hi[c], vq.real(largest[c]), 1e-13) << largest[c];
   }
-  EXPECT_EQ(static_cast<long>(hops), vq.getlpref().getval(vq.keys.tdxp));
+  EXPECT_EQ(static_cast<long>(hops), vq.number("tdxp"));
 }
 
 TEST(LinkDiameter, IsTheLargestNumberOfLinksOnAShortestPath) {
@@ -148,24 +128,19 @@ TEST(LinkDiameter, IsTheLargestNumberOfLinksOnAShortestPath) {
 }
 
 TEST_F(Distances, WithoutGraphDistancesTheMixIsTheSpace) {
-  struct Case {
-    long neighbours;
-    double weight;
-  };
-  for (const Case& c : {Case{0, 1.0}, {3, 0.0}}) {
-    quantize(20, c.neighbours);
-    vq.setkey("tdgb", c.weight);
+  for (const auto& [neighbours, weight] : {std::pair(0L, 1.0), {3L, 0.0}}) {
+    quantize(20, neighbours);
+    vq.setkey("tdgb", weight);
     ASSERT_EQ(1, vq.dist_ini(0));
-    EXPECT_EQ(real("tdns"), real("tdnm"));
-    EXPECT_EQ(real("tdxs"), real("tdxm"));
+    EXPECT_EQ(vq.real("tdns"), vq.real("tdnm"));
+    EXPECT_EQ(vq.real("tdxs"), vq.real("tdxm"));
     EXPECT_EQ(0.0, vq.balance());
-    EXPECT_EQ(c.neighbours == 0, real("tdxg") == 0.0);
-    EXPECT_EQ(c.neighbours == 0, vq.getlpref().getval(vq.keys.tdxp) == 0);
+    EXPECT_EQ(neighbours == 0, vq.real("tdxg") == 0.0);
+    EXPECT_EQ(neighbours == 0, vq.number("tdxp") == 0);
   }
 }
 
 TEST_F(Distances, AnythingTheyDependOnStartsAnotherComputation) {
-  load_uniform(20, 2);
   EXPECT_EQ(0, vq.dist_ini(0)) << "not linked";
   quantize(20, 3);
   vq.verbose = 1;
@@ -200,13 +175,10 @@ TEST_F(Distances, StoredReadAndComputedRowsAreTheSame) {
       ASSERT_EQ(1, vq.dist_ini(0));
       rows.insert(all_rows());
       MatFullD scratch;
-      const bool stored = vq.space_row(7, scratch) != scratch.data();
-      EXPECT_EQ(memory >= 1, stored);
+      EXPECT_EQ(memory >= 1, vq.space_row(7, scratch) != scratch.data());
     }
     ASSERT_EQ(1, vq.prot_fin("LBG", 1));
     ASSERT_EQ(1, vq.dist_ini(1));
-    EXPECT_EQ(1, vq.done(VeQuan::dinidone));
-    EXPECT_EQ(40, vq.npath());
     rows.insert(all_rows());
     EXPECT_EQ(1u, rows.size()) << "type " << type;
   }
@@ -232,9 +204,9 @@ TEST_F(Distances, LaplacianOfATreeGivesTheRootsOfItsPathLengths) {
   }
   const long* const p = vq.path_row(0, paths, scratch2);
   EXPECT_EQ((std::vector<long>{-1, 0, -1, 1, -1, 2, -1, 3, -1, -1, -1, -1}), std::vector<long>(p, p + 12));
-  EXPECT_NEAR(std::sqrt(3.0), real("tdxg"), 1e-12);
-  EXPECT_EQ(3, vq.getlpref().getval(vq.keys.tdxp));
+  EXPECT_NEAR(std::sqrt(3.0), vq.real("tdxg"), 1e-12);
+  EXPECT_EQ(3, vq.number("tdxp"));
 }
 
 }  // namespace
-}  // namespace qvtx
+}  // namespace qvtx::test

@@ -2,17 +2,12 @@
 
 #include "settings/catalogue.h"
 
-#include <set>
-
+#include "base/support.h"
 #include "settings/matpara.h"
-#include "settings/settings_support.h"
+#include "settings/matpref.h"
 
 namespace qvtx {
 namespace {
-
-using settings_test::Console;
-using settings_test::contents;
-using settings_test::Folder;
 
 const std::string examples = QVTX_SOURCE_DIR "/examples/";
 
@@ -30,27 +25,19 @@ const char* const real_keys[2] = {
     "tdccsfac tcdlmds tcdaini tcdafin tcdlini tcdlfin tsmaini tsmafin tsmstoch titaini titafin titlini "
     "titlfin"};
 
-std::set<std::string> words(const std::string& text) {
-  std::istringstream in(text);
-  std::set<std::string> list;
-  for (std::string word; in >> word;) list.insert(word);
-  return list;
-}
-
 /// The two tables, read block by block as at start-up.
 struct Shipped {
   MatPrefT<long> integers{5};
   MatPrefT<double> reals{5};
-  std::string messages;
 
   Shipped() {
-    const Console console;
+    const ConsoleRedirect console;
     std::ifstream in(examples + "Qvtx.prf");
     for (int block = 0; block < 2; ++block) {
       read(integers, in, integer_keys[block]);
       read(reals, in, real_keys[block]);
     }
-    messages = console.text();
+    EXPECT_EQ("", console.out());
   }
 
   /// A block must hold exactly these keys.
@@ -58,34 +45,30 @@ struct Shipped {
   static void read(MatPrefT<T>& table, std::ifstream& in, const char* keys) {
     const long before = table.count();
     EXPECT_EQ(1, table.load_asc(in));
-    std::set<std::string> found;
-    for (long k = before; k < table.count(); ++k) found.merge(words(table.getlabel(k)));
-    EXPECT_EQ(words(keys), found);
+    std::multiset<std::string> found, wanted;
+    const auto add = [](std::multiset<std::string>& list, const std::string& text) {
+      std::istringstream words(text);
+      for (std::string word; words >> word;) list.insert(word);
+    };
+    for (long k = before; k < table.count(); ++k) add(found, table.getlabel(k));
+    add(wanted, keys);
+    EXPECT_EQ(wanted, found);
   }
 };
 
-TEST(ShippedPreferences, EveryKeyStandsOnceInItsBlock) {
-  Shipped shipped;
-  EXPECT_EQ("", shipped.messages);
-  for (long k = 0; k < shipped.integers.count(); ++k)
-    EXPECT_EQ(k, shipped.integers.getkey(shipped.integers.getlabel(k)));
+// A text at the limit of its field is kept whole, so the comparison with the file finds those that are
+// longer.
+TEST(ShippedPreferences, HoldEveryKeyNothingIsCutAndEverySelectorValueHasAName) {
+  const std::string file = test::read_file(examples + "Qvtx.prf");
+  const auto in_file = [&](const std::string& text) { return file.find(text) != std::string::npos; };
+  const Shipped shipped;
   for (long k = 0; k < shipped.reals.count(); ++k)
-    EXPECT_EQ(k, shipped.reals.getkey(shipped.reals.getlabel(k)));
-}
-
-TEST(ShippedPreferences, NothingIsCutAndEverySelectorValueHasAName) {
-  // A text at the limit of its field is kept whole, so the comparison with the file finds those that are
-  // longer.
-  const std::string file = contents(examples + "Qvtx.prf");
-  Shipped shipped;
-  for (long k = 0; k < shipped.reals.count(); ++k)
-    EXPECT_NE(std::string::npos, file.find(std::string("{") + shipped.reals.getdescription(k) + "}"));
-  for (long k = 0; k < shipped.integers.count(); ++k) {
-    const MatPrefT<long>& table = shipped.integers;
-    EXPECT_NE(std::string::npos, file.find(std::string("{") + table.getdescription(k) + "}"));
+    EXPECT_TRUE(in_file(std::string("{") + shipped.reals.getdescription(k) + "}")) << k;
+  const MatPrefT<long>& table = shipped.integers;
+  for (long k = 0; k < table.count(); ++k) {
+    EXPECT_TRUE(in_file(std::string("{") + table.getdescription(k) + "}")) << k;
     for (const auto& meaning : table.meanings(k))
-      EXPECT_NE(std::string::npos,
-                file.find("h " + std::to_string(meaning.value) + " {" + meaning.text + "}\n"));
+      EXPECT_TRUE(in_file("h " + std::to_string(meaning.value) + " {" + meaning.text + "}\n")) << k;
     const bool selector = table.getmax(k) <= 10;
     std::string text;
     for (long v = table.getmin(k); selector && v <= table.getmax(k); ++v)
@@ -93,8 +76,8 @@ TEST(ShippedPreferences, NothingIsCutAndEverySelectorValueHasAName) {
   }
 }
 
-/// The schedule that a method makes of its keys, in the text that the program saves: columns[i] names the
-/// letters of the keys between method and "ini" or "fin".
+/// The schedule that a method makes of its keys, as the program saves it: columns[i] names the letters of the
+/// keys between method and "ini" or "fin".
 std::string saved_schedule(Shipped& shipped, const std::string& method, const std::string& columns) {
   MatParaD schedule(0, static_cast<long>(columns.size()));
   schedule.additer(shipped.integers.commit((method + "epoq").c_str()));
@@ -104,34 +87,34 @@ std::string saved_schedule(Shipped& shipped, const std::string& method, const st
     schedule.set(3, static_cast<long>(c), shipped.reals.commit((key + "ini").c_str()),
                  shipped.reals.commit((key + "fin").c_str()), 0, -1);
   }
-  const Folder folder;
-  EXPECT_EQ(1, schedule.save_asc(folder.file("saved").c_str(), 0, 1));
-  return contents(folder.file("saved"));
+  const test::Scratch scratch;
+  EXPECT_EQ(1, schedule.save_asc("saved", 0, 1));
+  return test::read_file("saved");
 }
 
 TEST(ShippedSchedules, SamplesEqualTheScheduleOfTheKeys) {
-  const struct {
-    const char *file, *method, *columns;
-  } cases[] = {{"ngp", "vng", "al"},  {"clp", "vcl", "a"},  {"clp", "vfcl", "a"}, {"nwp", "vnw", "a"},
-               {"omp", "vsom", "al"}, {"cmp", "tit", "al"}, {"smp", "tsm", "a0"}};
+  const char* const cases[][3] = {{"ngp", "vng", "al"}, {"clp", "vcl", "a"},   {"clp", "vfcl", "a"},
+                                  {"nwp", "vnw", "a"},  {"omp", "vsom", "al"}, {"cmp", "tit", "al"},
+                                  {"smp", "tsm", "a0"}};
   Shipped shipped;
-  for (const auto& c : cases)
-    EXPECT_EQ(saved_schedule(shipped, c.method, c.columns),
-              contents(examples + "schedules/default." + c.file))
-        << c.file;
+  for (const auto& [file, method, columns] : cases)
+    EXPECT_EQ(saved_schedule(shipped, method, columns),
+              test::read_file(examples + "schedules/default." + file))
+        << file;
 }
 
 TEST(RisingPairs, EachPairOfFutureValuesThatRisesIsNamed) {
   MatPrefT<double> table(5);
-  for (const char* key :
-       {"vngaini ", "vnglfin ", "vngafin ", "vnglini ", "tcdaini ", "tcdafin ", "alone aini", "vlbginp "})
+  const std::pair<const char*, double> future[] = {{"vngaini ", 5},   {"vnglfin ", 5}, {"vngafin ", 5},
+                                                   {"vnglini ", 4},   {"tcdaini ", 0}, {"tcdafin ", 1},
+                                                   {"alone aini", 5}, {"vlbginp ", 0}};
+  for (const auto& [key, value] : future) {
     table.addkey(key, "", 0, 10);
-  for (const char* key : {"vngafin", "vnglfin", "vngaini", "alone aini"}) table.newval(table.getkey(key), 5);
-  table.newval(table.getkey("vnglini"), 4);
-  table.newval(table.getkey("tcdafin"), 1);
-  ::testing::internal::CaptureStderr();
+    table.newval(table.getkey(key), value);
+  }
+  const ConsoleRedirect console;
   warn_rising_pairs(table);
-  EXPECT_EQ("vnglfin is above vnglini\ntcdafin is above tcdaini\n", ::testing::internal::GetCapturedStderr());
+  EXPECT_EQ("vnglfin is above vnglini\ntcdafin is above tcdaini\n", console.err());
 }
 
 }  // namespace

@@ -14,39 +14,11 @@
 namespace qvtx::test {
 
 /// A mapping whose inner state is open to tests.
-class OpenMapping : public ToMapp {
+class OpenMapping : public Open<ToMapp> {
  public:
-  OpenMapping() : OpenMapping(default_preferences()) {}
-  explicit OpenMapping(std::ifstream&& prefs) : ToMapp(prefs) {}
-
-  using ToMapp::balance;
-  using ToMapp::compsize;
-  using ToMapp::find_mapping_keys;
-  using ToMapp::hits;
-  using ToMapp::images;
-  using ToMapp::keys;
-  using ToMapp::link;
-  using ToMapp::lwork;
-  using ToMapp::method;
-  using ToMapp::mlink;
-  using ToMapp::mname;
-  using ToMapp::mpidx;
-  using ToMapp::mprot;
-  using ToMapp::nbwidth;
-  using ToMapp::pidx;
-  using ToMapp::prot;
-  using ToMapp::state;
-
-  /// Sets the future value of a key of either table. Fails the test when the key is missing or refuses the
-  /// value.
-  void setkey(const char* key, double value) {
-    const long k = lpref.getkey(key);
-    const int ok =
-        k >= 0 ? lpref.newval(k, static_cast<long>(value)) : dpref.newval(dpref.getkey(key), value);
-    EXPECT_EQ(1, ok) << key << " refuses " << value;
-  }
-  /// Value in use of a real setting.
-  double real(const char* key) const { return dpref.getval(dpref.getkey(key)); }
+  using Open<ToMapp>::Open;
+  using ToMapp::compsize, ToMapp::find_mapping_keys, ToMapp::images, ToMapp::mlink, ToMapp::mname,
+      ToMapp::mpidx, ToMapp::mprot, ToMapp::nbwidth;
 };
 
 /// The instruction sets that this machine can run.
@@ -66,20 +38,11 @@ inline void clustered_points(MatFullD& m, long n, long d, long clusters, unsigne
   }
 }
 
-/// A silent mapping, a caught console, the Euclidean distance and a seeded generator for every test.
-class MappingTest : public ::testing::Test {
+/// A silent mapping for every test.
+class MappingTest : public AnalysisTest {
  protected:
-  MappingTest() {
-    MatFullD::mesp = 'm';
-    MatFullD::miex = 2.0;
-    setseed(default_seed);
-    tm.setkey("vgteartt", 0);
-  }
-  ~MappingTest() override {
-    MatFullD::mesp = 'm';
-    MatFullD::miex = 2.0;
-    set_isa_level(isa_best());
-  }
+  MappingTest() { tm.setkey("vgteartt", 0); }
+  ~MappingTest() override { set_isa_level(isa_best()); }
 
   /// The points become data and prototypes, linked with their k nearest neighbours (0: no links); distances
   /// are not computed yet.
@@ -104,7 +67,6 @@ class MappingTest : public ::testing::Test {
     uniform_points(tm.mprot, n, p, 7);
   }
 
-  CaughtConsole console;
   OpenMapping tm;
 };
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <initializer_list>
 #include <sstream>
@@ -16,6 +17,9 @@
 #include "support/early_exit.h"
 
 namespace qvtx::test {
+
+using Rows = std::vector<std::vector<double>>;
+using Column = std::vector<std::vector<long>>;
 
 /// Sends the console `os` into a string for the lifetime of the object.
 class CaughtConsole {
@@ -40,26 +44,33 @@ class CaughtConsole {
 /// The shipped preference file, open for reading.
 inline std::ifstream default_preferences() { return std::ifstream(QVTX_SOURCE_DIR "/examples/Qvtx.prf"); }
 
-/// A quantizer whose inner state is open to tests.
-class OpenQuantizer : public VeQuan {
+/// An analysis with the shipped settings, or others, whose inner state is open to tests.
+template <class Analysis>
+class Open : public Analysis {
  public:
-  OpenQuantizer() : OpenQuantizer(default_preferences()) {}
-  explicit OpenQuantizer(std::ifstream&& prefs) : VeQuan(prefs) {}
+  Open() : Open(default_preferences()) {}
+  explicit Open(std::ifstream&& prefs) : Analysis(prefs) {}
 
-  using VeQuan::balance, VeQuan::bmu, VeQuan::bmucnt, VeQuan::dat, VeQuan::ddis, VeQuan::dvor, VeQuan::dwork,
-      VeQuan::hits, VeQuan::keys, VeQuan::link, VeQuan::lwork, VeQuan::lvor, VeQuan::lwork2, VeQuan::method,
-      VeQuan::order, VeQuan::pidx, VeQuan::progress_begin, VeQuan::progress_end, VeQuan::progress_step,
-      VeQuan::prot, VeQuan::pval, VeQuan::ridx, VeQuan::shuffle, VeQuan::state;
+  using Analysis::balance, Analysis::bmu, Analysis::bmucnt, Analysis::dat, Analysis::ddis, Analysis::dvor,
+      Analysis::dwork, Analysis::hits, Analysis::keys, Analysis::link, Analysis::lwork, Analysis::lvor,
+      Analysis::lwork2, Analysis::method, Analysis::order, Analysis::pidx, Analysis::progress_begin,
+      Analysis::progress_end, Analysis::progress_step, Analysis::prot, Analysis::pval, Analysis::ridx,
+      Analysis::shuffle, Analysis::state;
 
   /// Sets the future value of a key of either table. Fails the test when the key is missing or refuses the
   /// value.
   void setkey(const char* key, double value) {
-    const long k = lpref.getkey(key);
-    const int ok =
-        k >= 0 ? lpref.newval(k, static_cast<long>(value)) : dpref.newval(dpref.getkey(key), value);
+    const long k = this->lpref.getkey(key);
+    const int ok = k >= 0 ? this->lpref.newval(k, static_cast<long>(value))
+                          : this->dpref.newval(this->dpref.getkey(key), value);
     EXPECT_EQ(1, ok) << key << " refuses " << value;
   }
+  /// Value in use of a real, and of a whole setting.
+  double real(const char* key) const { return this->dpref.getval(this->dpref.getkey(key)); }
+  long number(const char* key) const { return this->lpref.getval(this->lpref.getkey(key)); }
 };
+
+using OpenQuantizer = Open<VeQuan>;
 
 /// m becomes the rows given, all of the same length.
 inline void fill(MatFullD& m, const std::vector<std::vector<double>>& rows) {
@@ -79,6 +90,18 @@ std::vector<std::vector<typename Matrix::value_type>> rows_of(const Matrix& m) {
   return rows;
 }
 
+/// Every link's ends and values, in the order of their ends.
+inline Rows links_of(const MatLinkD& store) {
+  Rows links;
+  for (long k = 0; k < store.nslot(); ++k) {
+    if (!store.live(k)) continue;
+    links.push_back({static_cast<double>(store.end_a(k)), static_cast<double>(store.end_b(k))});
+    for (long c = 0; c < store.nvalue(); ++c) links.back().push_back(store.getvalue(k, c));
+  }
+  std::sort(links.begin(), links.end());
+  return links;
+}
+
 /// n points of d coordinates, uniform in 0..1, from a seed of their own; the program's generator is left as
 /// it was.
 inline void uniform_points(MatFullD& m, long n, long d, unsigned long seed) {
@@ -90,19 +113,27 @@ inline void uniform_points(MatFullD& m, long n, long d, unsigned long seed) {
   setrandom(before);
 }
 
-/// A silent quantizer, a caught console, the Euclidean distance and a seeded generator for every test.
-class QuantizerTest : public ::testing::Test {
+/// A caught console, the Euclidean distance and a seeded generator for every test.
+class AnalysisTest : public ::testing::Test {
  protected:
-  QuantizerTest() {
-    MatFullD::mesp = 'm';
-    MatFullD::miex = 2.0;
+  AnalysisTest() {
+    euclidean_distance();
     setseed(default_seed);
   }
-  ~QuantizerTest() override {
+  ~AnalysisTest() override { euclidean_distance(); }
+
+  CaughtConsole console;
+
+ private:
+  static void euclidean_distance() {
     MatFullD::mesp = 'm';
     MatFullD::miex = 2.0;
   }
+};
 
+/// A silent quantizer for every test.
+class QuantizerTest : public AnalysisTest {
+ protected:
   /// Loads rows, or n uniform points of d coordinates, as data.
   void load(const std::vector<std::vector<double>>& rows) {
     MatFullD m;
@@ -115,7 +146,6 @@ class QuantizerTest : public ::testing::Test {
     ASSERT_EQ(1, vq.dataload(m, 0));
   }
 
-  CaughtConsole console;
   OpenQuantizer vq;
 };
 

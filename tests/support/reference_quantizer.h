@@ -61,7 +61,7 @@ class ReferenceQuantizer {
   bool shuffled = true;  ///< "vgswap_d"
   bool replace = true;   ///< "vgrepl_p"
   long dead_below = 0;   ///< "vglpmaxp"
-  double p = 2.0;        ///< Minkowski exponent
+  double p = 2.0;        ///< Minkowski exponent below 8
   ReferenceDraws draws;
 
   Rows dat, prot;
@@ -240,17 +240,16 @@ class ReferenceQuantizer {
     double s = 0.0;
     for (long j = dim() - 1; j >= 0; --j) {
       const double t = std::fabs(at(x, j) - at(y, j));
-      s = p == 2.0 ? s + t * t : p >= 8.0 ? std::max(s, t) : s + std::pow(t, p);
+      s += p == 2.0 ? t * t : std::pow(t, p);
     }
     return s;
   }
   double distance(const Row& x, const Row& y) const {
-    const double s = terms(x, y);
-    return p == 2.0 ? std::sqrt(s) : p >= 8.0 ? s : std::pow(s, 1.0 / p);
+    return p == 2.0 ? std::sqrt(terms(x, y)) : std::pow(terms(x, y), 1.0 / p);
   }
 
   long nearest(long d, double bound) const {
-    double threshold = 1.001 * (p == 2.0 ? bound * bound : p >= 8.0 ? bound : std::pow(bound, p));
+    double threshold = 1.001 * (p == 2.0 ? bound * bound : std::pow(bound, p));
     long found = nprot();
     for (long k = nprot() - 1; k >= 0; --k) {
       const double s = terms(at(prot, k), at(dat, d));
@@ -279,11 +278,7 @@ class ReferenceQuantizer {
   double derivative(const Row& x, const Row& y, long j) const {
     const double difference = at(x, j) - at(y, j), total = distance(x, y), t = std::fabs(difference);
     if (p == 2.0 || t == 0.0) return difference;
-    if (p < 8.0) return std::copysign(total * std::pow(t / total, p - 1.0), difference);
-    for (long c = 0; c < j; ++c) {  // the first of the largest alone counts
-      if (std::fabs(at(x, c) - at(y, c)) == total) return 0.0;
-    }
-    return t == total ? difference : 0.0;
+    return std::copysign(total * std::pow(t / total, p - 1.0), difference);
   }
 
   void sum_cells() {

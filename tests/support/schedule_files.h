@@ -39,12 +39,12 @@ inline void write_schedule(const char* name, int rows) {
 }
 
 /// Runs a method whose epoch key says 4 with a file of 2 epochs and a default file of 3, each there or not,
-/// and counts its epochs by the loop counter.
+/// and counts its epochs by the loop counter. `object` and `verb` are those of the method's messages.
 template <class Run>
 void expect_schedule_order(CaughtConsole& console, VeQuan& vq, const std::string& method,
-                           const char* default_file, Run run) {
+                           const char* default_file, Run run, const std::string& object = "VeQuan.",
+                           const std::string& verb = "quantizing") {
   const WorkingDirectory directory;
-  const std::string keys = "VeQuan." + method + ": using default parameters\n";
   const struct {
     bool given, has_file, has_default;
     int epochs;
@@ -56,7 +56,7 @@ void expect_schedule_order(CaughtConsole& console, VeQuan& vq, const std::string
   vq.verbose = 1;
   for (const auto& c : cases) {
     SCOPED_TRACE(::testing::Message()
-                 << "file given " << c.given << ", there " << c.has_file << c.has_default);
+                 << method << ", file given " << c.given << ", there " << c.has_file << c.has_default);
     std::filesystem::remove("own.sched");
     std::filesystem::remove(default_file);
     if (c.has_file) write_schedule("own.sched", 2);
@@ -64,10 +64,11 @@ void expect_schedule_order(CaughtConsole& console, VeQuan& vq, const std::string
     console.take();
     run(c.given ? "own.sched" : nullptr);
     const std::string text = console.take();
+    const std::string keys = object + method + ": using default parameters\n";
     const std::string last = "loop " + std::to_string(c.epochs) + "/" + std::to_string(c.epochs) + " ";
     EXPECT_NE(std::string::npos, text.find(last)) << text;
     EXPECT_EQ(c.epochs == 4, text.find(keys) != std::string::npos) << text;
-    EXPECT_NE(std::string::npos, text.find("VeQuan." + method + ": quantizing ... \n")) << text;
+    EXPECT_NE(std::string::npos, text.find(object + method + ": " + verb + " ... \n")) << text;
   }
   vq.verbose = 0;
 }
