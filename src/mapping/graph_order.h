@@ -4,18 +4,19 @@
 #include <optional>
 
 #include "graph/graph_paths.h"
+#include "mapping/mapping_memory.h"
 #include "quant/vequan.h"
 
 namespace qvtx {
 
 /// Graph rows with their order, from the quantizer's stores or, where these lack either, computed. Neither
-/// the quantizer's prototypes nor its links may change during the object's life. Memory: two rows, and a copy
-/// of the links when shortest paths have to be searched.
+/// the quantizer's prototypes nor its links may change during the object's life. Memory: the rows given, and
+/// a copy of the links when shortest paths have to be searched.
 class GraphOrder {
  public:
   /// REQUIRES: at least one prototype, linked as `prot_fin` left them. laplacian: distances are not shortest
-  /// paths.
-  GraphOrder(const VeQuan& prototypes, bool laplacian);
+  /// paths. memory: room to work in, which must outlive the object.
+  GraphOrder(const VeQuan& prototypes, bool laplacian, MappingMemory& memory);
 
   struct Row {
     const double* distance;  ///< nprot numbers: from prototype i to each one, negative where no path leads
@@ -27,8 +28,7 @@ class GraphOrder {
  private:
   const VeQuan& prototypes_;
   std::optional<GraphPaths> paths_;  ///< when shortest paths have to be searched
-  MatFullL order_;                   ///< nprot x 2: an order that is not stored
-  MatFullD distance_, scratch_;      ///< nprot x 1
+  MappingMemory& memory_;
 };
 
 }  // namespace qvtx

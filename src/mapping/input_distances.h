@@ -4,20 +4,21 @@
 #include <optional>
 
 #include "graph/graph_paths.h"
-#include "matrix/matfulld.h"
+#include "mapping/mapping_memory.h"
 #include "quant/vequan.h"
 
 namespace qvtx {
 
 /// Rows of input distances: space distances (w = 0), graph distances (w = 1) or their mix (1 - w) space + w
 /// graph, from the quantizer's stores or, where these are empty, computed. Neither the quantizer's prototypes
-/// nor its links may change during the object's life. Memory: a few rows, and a copy of the links when graph
-/// rows have to be computed.
+/// nor its links may change during the object's life. Memory: the rows given, and a copy of the links when
+/// graph rows have to be computed.
 class InputDistances {
  public:
   /// REQUIRES: at least one prototype, and the step "dist_ext" done or links as `prot_fin` left them.
   /// across: with w = 0, pairs of different components count like any other; otherwise they have no distance.
-  InputDistances(const VeQuan& prototypes, double w, bool across);
+  /// rows: room to work in, which must outlive the object.
+  InputDistances(const VeQuan& prototypes, double w, bool across, RowRoom& rows);
 
   /// nprot numbers: distances from prototype i, 0 for i itself, negative where there is none. Valid until the
   /// next call.
@@ -30,8 +31,7 @@ class InputDistances {
   double w_;
   bool mask_components_;             ///< space distances of the own component alone
   std::optional<GraphPaths> paths_;  ///< when graph rows are not stored
-  MatFullD space_, graph_;           ///< nprot x 1: rows that are not stored
-  MatFullD mixed_;                   ///< nprot x 1
+  RowRoom& rows_;
 };
 
 }  // namespace qvtx

@@ -116,11 +116,8 @@ long ToMapp::mapr_rep(double factor) {
   if (!done(minidone)) return 0;
   const double space = dpref.commit(ktdccsfac);
   const double gap = lpref.getval(keys.vglink_p) != 0 ? factor * space : 0.0;
-  MatFullD centre;
-  if (gap == 0) {
-    mprot.mmm(centre);  // the statistics are taken and nothing moves
-    return 1;
-  }
+  if (gap == 0) return 1;
+  MatFullD& centre = memory.centre;
   const long p = mprot.ncol();
   centre.setdim(ncomp(), p);
   centre.setrows(ncomp(), 0.0);

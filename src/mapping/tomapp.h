@@ -4,6 +4,7 @@
 #include <string>
 
 #include "mapping/image_arrays.h"
+#include "mapping/mapping_memory.h"
 #include "matrix/matspar.h"
 #include "quant/vequan.h"
 
@@ -221,7 +222,7 @@ class ToMapp : public VeQuan {
   /// as for `image_distances`.
   long nearest_image(const MatFullD& x);
   /// nprot x 1: how far along the graph each winner takes others along; 0 without links.
-  MatFullD pull_widths(double lnow) const;
+  const MatFullD& pull_widths(double lnow);
   /// Moves the winner and the images within the width (width 0: the winner alone) towards x.
   void pull_towards(const MatFullD& x, long winner, double anow, double width, GraphOrder& graph);
   void show_distances(Ostr& o, int level) const;
@@ -251,6 +252,7 @@ class ToMapp : public VeQuan {
   MatLinkD mlink;      ///< links between the images; columns: strength, length
   ImageArrays images;  ///< work form of the mapped prototypes during an epoch
   MatFullD plain_distances;  ///< nprot x 1: scratch of `image_distances`
+  MappingMemory memory;
 };
 
 }  // namespace qvtx

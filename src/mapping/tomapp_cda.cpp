@@ -62,7 +62,7 @@ long ToMapp::cda_itr(double anow, double lnow) {
 
   const long n = prot.nrow();
   const PivotKernels& kernels = pivot_kernels();
-  InputDistances input(*this, balance(), false);
+  InputDistances input(*this, balance(), false, memory.distances);
   double dmax = 0;
   double total = 0;
   images.load(mprot);

@@ -78,7 +78,7 @@ const double* ToMapp::image_distances(long i) {
 double ToMapp::mapr_err() {
   if (!done(minidone)) return -1;
   const long n = prot.nrow();
-  InputDistances input(*this, balance(), true);
+  InputDistances input(*this, balance(), true, memory.distances);
   StressSums sums{};
   const MappingKernels& kernels = mapping_kernels();
   images.load(mprot);

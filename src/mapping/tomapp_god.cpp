@@ -25,7 +25,7 @@ class DistanceRows {
     if (measure == Measure::image) {
       search_.emplace(images_);
     } else {
-      input_.emplace(mapping, measure == Measure::graph ? 1.0 : 0.0, true);
+      input_.emplace(mapping, measure == Measure::graph ? 1.0 : 0.0, true, room_);
     }
   }
 
@@ -52,6 +52,7 @@ class DistanceRows {
  private:
   const MatFullD& images_;
   long n_;
+  RowRoom room_;
   std::optional<InputDistances> input_;
   std::optional<RowSearch> search_;
   MatFullD scratch_;

@@ -113,13 +113,14 @@ long ToMapp::nearest_image(const MatFullD& x) {
   return q < mprot.nrow() && mprot.sdas(q, x, 0, no_bound) < no_bound ? q : mprot.nrow();
 }
 
-MatFullD ToMapp::pull_widths(double lnow) const {
+const MatFullD& ToMapp::pull_widths(double lnow) {
   const double longest = static_cast<double>(lpref.getval(keys.tdxp));
-  MatFullD width(mprot.nrow(), 1);
-  width.setrows(mprot.nrow(), 0.0);
+  MatFullD& width = memory.width;
+  width.setdim(mprot.nrow(), 1);
+  width.setrows(mprot.nrow());
   for (long i = mprot.nrow() - 1; i >= 0; --i) {
     const long links = link.degree(i);
-    if (links > 0) width(i, 0) = link.sum(i, 1) / static_cast<double>(links) * lnow * longest;
+    width(i, 0) = links > 0 ? link.sum(i, 1) / static_cast<double>(links) * lnow * longest : 0.0;
   }
   return width;
 }
@@ -158,9 +159,10 @@ long ToMapp::isotop_itr(MatFullD& sdev, double anow, double lnow) {
   }
   const long n = mprot.nrow();
   if (n == 0 || n != prot.nrow()) return 0;  // a start that was refused leaves images of other prototypes
-  const MatFullD width = pull_widths(lnow);
-  GraphOrder graph(*this, lpref.getval(keys.tdgdtype) != 0);
-  MatFullD x(1, mprot.ncol());
+  const MatFullD& width = pull_widths(lnow);
+  GraphOrder graph(*this, lpref.getval(keys.tdgdtype) != 0, memory);
+  MatFullD& x = memory.stimulus;
+  x.setdim(1, mprot.ncol());
   x.setrows(1, 0.0);
   images.load(mprot);
   for (long stimulus = n; stimulus > 0; --stimulus) {

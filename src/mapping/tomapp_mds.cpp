@@ -61,7 +61,7 @@ long ToMapp::mds_cor() {
   if (n < 2 || mprot.nrow() != n) return 0;
   mgcEigenD problem(static_cast<int>(n));
   if (!problem.mat) return 0;
-  InputDistances input(*this, balance(), true);
+  InputDistances input(*this, balance(), true, memory.distances);
   double_centre(problem.mat, squared_distances(input, problem.mat, n));
   const long axes = mprot.ncol();
   const long known = std::min(axes, n);

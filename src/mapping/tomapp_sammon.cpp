@@ -42,9 +42,10 @@ long ToMapp::sammon(long dim, const MatParaD& sched) {
 }
 
 void ToMapp::newton_steps(double anow) {
-  InputDistances input(*this, balance(), true);
+  InputDistances input(*this, balance(), true, memory.distances);
   const ImageView view = images.view();
-  MatFullD sums(2, view.p);
+  MatFullD& sums = memory.sums;
+  sums.setdim(2, view.p);
   sums.setrows(2, 0.0);
   double* gradient = sums.row(0);
   double* curvature = sums.row(1);
@@ -61,7 +62,7 @@ void ToMapp::newton_steps(double anow) {
 }
 
 void ToMapp::push_from_pivots(double anow) {
-  InputDistances input(*this, balance(), true);
+  InputDistances input(*this, balance(), true, memory.distances);
   const ImageView view = images.view();
   for (long position = prot.nrow() - 1; position >= 0; --position) {
     const long i = mpidx.get(position, 0);

@@ -1,20 +1,10 @@
-#include "base/isa.h"
+// The kernels of linear algebra of the instruction set in use.
+
+#include "base/kernel_choice.h"
 #include "matrix/linear_kernels.h"
 
 namespace qvtx {
 
-const LinearKernels& linear_kernels() {
-#if defined(__x86_64__)
-  switch (isa_level()) {
-    case Isa::avx512:
-      return avx512::linear_kernels;
-    case Isa::avx2:
-      return avx2::linear_kernels;
-    case Isa::baseline:
-      break;
-  }
-#endif
-  return baseline::linear_kernels;
-}
+const LinearKernels& linear_kernels() { return QVTX_KERNEL(linear_kernels); }
 
 }  // namespace qvtx

@@ -4,32 +4,24 @@
 #include <bit>
 #include <cstdint>
 
-#include "base/isa.h"
+#include "base/kernel_choice.h"
 
 namespace qvtx {
 
-namespace {
+namespace sorting {
 
-const sorting::SortKernel& kernel_in_force() {
-#if defined(__x86_64__)
-  switch (isa_level()) {
-    case Isa::avx512:
-      return sorting::avx512::sort_kernel;
-    case Isa::avx2:
-      return sorting::avx2::sort_kernel;
-    case Isa::baseline:
-      break;
-  }
-#endif
-  return sorting::baseline::sort_kernel;
-}
+static const SortKernel& kernel() { return QVTX_KERNEL(sort_kernel); }
+
+}  // namespace sorting
+
+namespace {
 
 constexpr std::size_t line_doubles = 8;  // doubles of a cache line
 
 }  // namespace
 
 void NumberOrder::start(long n) {
-  kernel_ = &kernel_in_force();
+  kernel_ = &sorting::kernel();
   n_ = n;
   length_bits_ = 3;
   for (length_ = 8; length_ * kernel_->lanes < n; length_ *= 2) ++length_bits_;
