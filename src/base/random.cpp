@@ -49,7 +49,8 @@ double u_rand() { return ul_rand() / 4294967295.0; }
 long draw_index(long n) { return std::labs(static_cast<long>(static_cast<std::int32_t>(ul_rand())) % n); }
 
 double gauss_rand() {
-  // A draw of 0, one in 2^32, would make the number infinite and spoil every mean it enters: it counts as the next one.
+  // A draw of 0, one in 2^32, would make the number infinite and spoil every mean it enters: it counts as the
+  // next one.
   const double u1 = std::max(u_rand(), 1.0 / 4294967295.0);
   const double u2 = u_rand();
   return std::sqrt(-2.0 * std::log(u1)) * std::cos(6.2831853076 * u2);

@@ -68,8 +68,8 @@ class MatLinkD : public MatLinkT<double> {
   long gdav(long src, long col, MatFullL& pred, MatFullD& dist, double bound) const;
   long gdav(long src, long col, MatFullD& dist, double bound) const;
   /// Lengths of the links of node i: dist becomes n x 1 with value column col of the link to each direct
-  /// neighbour (of several the smallest), 0 for i and -1 elsewhere. Returns the degree of i. Fatal (l 1005): i
-  /// (1), col (2).
+  /// neighbour (of several the smallest), 0 for i and -1 elsewhere. Returns the degree of i. Fatal (l 1005):
+  /// i (1), col (2).
   long gdnv(long i, long col, MatFullD& dist) const;
   /// Largest / smallest positive graph distance between connected pairs, with the pair (i > j; among equals
   /// the one that visiting i and then j downwards meets first); 0 and -1, -1 for none. The distance is that

@@ -1,7 +1,8 @@
 // Hot loops of the eigen solver; compiled once per instruction set.
 
-#include "base/vector_lanes.h"
 #include "local/eigen_kernels.h"
+
+#include "base/vector_lanes.h"
 
 namespace qvtx::QVTX_ISA {
 namespace {

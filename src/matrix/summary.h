@@ -21,7 +21,8 @@ Summary summarize(const MatFullD& m, long c);
 void summary_head(Ostr& o, const char* label);
 /// Head line with the first and the last of these only.
 void range_head(Ostr& o, const char* label);
-/// A line of a table: the label, then each number in 6 characters with 2 decimals; wider numbers widen their field.
+/// A line of a table: the label, then each number in 6 characters with 2 decimals; wider numbers widen their
+/// field.
 void table_row(Ostr& o, const std::string& label, const double* numbers, int count);
 void table_row(Ostr& o, const std::string& label, const Summary& summary);
 

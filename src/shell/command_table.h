@@ -11,14 +11,14 @@ namespace qvtx {
 enum class Needs { nothing, data, prototypes, distances, mapping, projection, reconstruction };
 
 struct Command {
-  const char* name;                ///< two letters
+  const char* name;  ///< two letters
   Needs needs;
   Outcome (Session::*handler)();
-  bool report;                     ///< the detail report follows
-  int staleness;                   ///< level of `Work::reinit` that follows
-  const char* heading;             ///< line of the help listing ahead of this command's, or null
-  const char* help;                ///< help line, null when the command is not listed
-  long counted = -1;               ///< listed only when prototypes with this number of hits exist, with their count
+  bool report;          ///< the detail report follows
+  int staleness;        ///< level of `Work::reinit` that follows
+  const char* heading;  ///< line of the help listing ahead of this command's, or null
+  const char* help;     ///< help line, null when the command is not listed
+  long counted = -1;    ///< listed only when prototypes with this number of hits exist, with their count
 };
 
 /// The commands in the order of the help listing.

@@ -13,7 +13,8 @@ namespace qvtx {
 void Session::load_data_file() {
   do {
     getfile(data_name_);
-  } while (!analysis_.dataload(data_file(".dat").c_str(), 1) && !analysis_.dataload(data_file(".dat").c_str(), 0));
+  } while (!analysis_.dataload(data_file(".dat").c_str(), 1) &&
+           !analysis_.dataload(data_file(".dat").c_str(), 0));
 }
 
 Outcome Session::load_data() {
@@ -53,7 +54,8 @@ Outcome Session::save_all() {
   if (analysis_.done(ToMapp::minidone)) analysis_.maprsave(file(".map").c_str());
   if (analysis_.done(ToMapp::mfindone)) analysis_.mgrasave(file(".lnk").c_str());
 
-  const auto save_graph = [&](const MatSparT<long>& graph, const MatFullD& statistics, const char* gd, const char* st) {
+  const auto save_graph = [&](const MatSparT<long>& graph, const MatFullD& statistics, const char* gd,
+                              const char* st) {
     if (graph.nrow() <= 0) return;
     graph.save_asc(file(gd).c_str(), verbose, 1);
     statistics.save_asc(file(st).c_str(), verbose, 1);

@@ -38,7 +38,8 @@ char shade(long pairs) {
 
 }  // namespace
 
-void show_god(Ostr& o, const GodCaption& caption, const MatSparT<long>& graph, const MatFullD& statistics, int level) {
+void show_god(Ostr& o, const GodCaption& caption, const MatSparT<long>& graph, const MatFullD& statistics,
+              int level) {
   if (graph.nrow() <= 0 || statistics.nrow() <= 0) return;
   long pairs = 0;
   const Picture cells = shrink(graph, pairs);

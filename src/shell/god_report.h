@@ -15,6 +15,7 @@ struct GodCaption {
 
 /// Prints head line, figures and picture; level 0: the head line alone. Nothing for an empty graph.
 /// graph: x bins by y bins, counts of pairs; statistics: one row per x bin, the last one over all pairs.
-void show_god(Ostr& o, const GodCaption& caption, const MatSparT<long>& graph, const MatFullD& statistics, int level);
+void show_god(Ostr& o, const GodCaption& caption, const MatSparT<long>& graph, const MatFullD& statistics,
+              int level);
 
 }  // namespace qvtx

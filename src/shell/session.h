@@ -23,7 +23,8 @@ class Session {
  public:
   explicit Session(std::ifstream& prefs);
 
-  /// Prints the banner and runs the loop until a confirmed `xt` or the end of the input; returns the exit status 0.
+  /// Prints the banner and runs the loop until a confirmed `xt` or the end of the input; returns the exit
+  /// status 0.
   int run();
 
   // ---- Handlers, one per command of the table ----
