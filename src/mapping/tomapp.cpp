@@ -183,15 +183,14 @@ long ToMapp::mgrasave(const char* file) const {
 }
 
 long ToMapp::sommap() {
-  if (std::strcmp(method, "Self-Organizing Map") != 0 || lwork.nrow() != prot.nrow() || prot.nrow() == 0)
-    return 0;
+  if (std::strcmp(method, som_name) != 0 || lwork.nrow() != prot.nrow() || prot.nrow() == 0) return 0;
   if (!dist_ini(1)) return 0;
   mprot.copy(lwork);
   if (mapr_ini(0, 0) && verbose && lpref.getval(keys.vgerrors) != 0) {
     const Indent indent(os);
     os.fresh().ow(prefix).ow("sommap: E=").ow(mapr_err(1), 7, 4).nl();
   }
-  return mapr_fin("Self-Organizing Map");
+  return mapr_fin(som_name);
 }
 
 }  // namespace qvtx

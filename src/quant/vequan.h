@@ -48,6 +48,9 @@ struct ScheduleSource {
 
 struct EpochMemory;
 
+/// Name of the self-organizing map as a method.
+inline constexpr const char* som_name = "Self-Organizing Map";
+
 /// An error that the loop counter shows.
 struct EpochError {
   const char* label;
@@ -258,8 +261,8 @@ class VeQuan {
   int save_vbf(std::FILE* f) const;
   /// Reads a snapshot and leaves the stream right behind it. A snapshot of data of another size is refused
   /// and nothing changes. A damaged or short one clears every state past "dataload" and changes nothing else.
-  /// After a successful load `method` is empty, components are labelled anew and distances are computed where
-  /// they are used.
+  /// After a successful load `method` is empty (but for a self-organizing map, which its grid tells),
+  /// components are labelled anew and distances are computed where they are used.
   int load_vbf(std::FILE* f);
   /// The same for a file; loading requires "dataload".
   int save_vbf(const char* file) const;

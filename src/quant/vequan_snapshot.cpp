@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -142,7 +143,7 @@ void VeQuan::take(Snapshot& loaded) {
 }
 
 void VeQuan::derive_unsaved() {
-  method[0] = '\0';
+  std::strcpy(method, has_grid() ? som_name : "");  // no other method leaves a trace
   torn = 0;
   reset_order();
   reset_caches();

@@ -113,7 +113,7 @@ long VeQuan::som(long n, double ratio, const MatParaD& sched) {
   }
   run_epochs("som: quantizing ... ", sched.nrow(), [&](long e) { return som_itr(sched(e, 0), sched(e, 1)); });
   if (verbose) os.fresh().ow(prefix).ow("som: topographic error= ").ow(som_tst(), 1, 4).nl();
-  return prot_fin("Self-Organizing Map", 1);
+  return prot_fin(som_name, 1);
 }
 
 long VeQuan::som_ini(long n, double ratio) {

@@ -204,6 +204,22 @@ TEST(Session, SeedMakesRunsRepeat) {
   EXPECT_EQ(here.read("a.map"), here.read("b.map"));  // a fresh start has the deterministic seed
 }
 
+TEST(Session, LoadedMapIsAMapStill) {
+  Workplace here = with_iris();
+  ASSERT_EQ(here.run(words("ld iris om 32 2 sm iris" + leave)).status, 0);
+  // Losing its dead nodes, it keeps the links of the grid, which becomes its mapping.
+  const Result fresh = here.run(words("ld iris om 32 2 rl us mp" + leave));
+  const Result loaded = here.run(words("la iris rl us mp" + leave));
+  for (const char* text : {"Links: rule 4 (grid)", "Mapping: Self-Organizing Map", "stress = "}) {
+    const auto line = [text](const std::string& out) {
+      const std::size_t at = out.rfind(text);
+      return at == std::string::npos ? "" : out.substr(at, out.find('\n', at) - at);
+    };
+    EXPECT_NE(line(fresh.out), "") << text;
+    EXPECT_EQ(line(loaded.out), line(fresh.out));
+  }
+}
+
 TEST(Session, QuietSessionReportsOnlyResults) {
   Workplace here = with_iris();
   const Result r = here.run(words("tv " + project + leave));
