@@ -29,6 +29,15 @@ TEST_F(Mds, RecoversConfigurationsInSpace) {
       for (long j = 0; j < i; ++j)
         EXPECT_NEAR(tm.prot.sdas(i, j, no_bound), tm.mprot.sdas(i, j, no_bound), 1e-5 * largest);
     }
+    // On Euclidean distances the axes are the scores of the principal components, but for their signs.
+    MatFullD mean, directions, variances;
+    tm.prot.pca(mean, directions, variances, 3, 0);
+    tm.prot.center(mean);
+    for (long k = 0; k < 3; ++k) {
+      const double sign = tm.prot.dps(0, directions, k) * tm.mprot(0, k) < 0 ? -1.0 : 1.0;
+      for (long i = 0; i < n; ++i)
+        EXPECT_NEAR(sign * tm.prot.dps(i, directions, k), tm.mprot(i, k), 1e-5 * largest);
+    }
   }
 }
 
