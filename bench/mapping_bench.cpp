@@ -4,7 +4,6 @@
 #include <benchmark/benchmark.h>
 
 #include <cmath>
-#include <filesystem>
 #include <fstream>
 #include <utility>
 #include <vector>
@@ -13,6 +12,7 @@
 #include "base/random.h"
 #include "mapping/tomapp.h"
 #include "plain_eigen.h"
+#include "preferences.h"
 
 namespace qvtx {
 namespace {
@@ -21,7 +21,7 @@ namespace {
 /// noise: what a mapping looks like after its first epochs.
 class Mapping : public ToMapp {
  public:
-  explicit Mapping(long n) : Mapping(preferences()) {
+  explicit Mapping(long n) : Mapping(default_preferences()) {
     setseed(default_seed);
     MatFullD m(n, 3);
     m.setrows(n);
@@ -52,9 +52,6 @@ class Mapping : public ToMapp {
 
  private:
   explicit Mapping(std::ifstream&& prefs) : ToMapp(prefs) {}
-  static std::ifstream preferences() {
-    return std::ifstream(std::filesystem::path(__FILE__).parent_path() / "../examples/Qvtx.prf");
-  }
 };
 
 /// The plain loops over pairs, two axes.

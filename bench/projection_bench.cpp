@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <fstream>
 #include <utility>
 #include <vector>
@@ -13,6 +12,7 @@
 #include "base/random.h"
 #include "base/scquan.h"
 #include "mapping/tomapp.h"
+#include "preferences.h"
 
 namespace qvtx {
 namespace {
@@ -21,7 +21,7 @@ namespace {
 /// random. All rows are stored.
 class Mapping : public ToMapp {
  public:
-  explicit Mapping(long n) : Mapping(preferences()) {
+  explicit Mapping(long n) : Mapping(default_preferences()) {
     setseed(default_seed);
     MatFullD points(n, 2);
     points.setrows(n, 0.0);
@@ -46,9 +46,6 @@ class Mapping : public ToMapp {
 
  private:
   explicit Mapping(std::ifstream&& prefs) : ToMapp(prefs) {}
-  static std::ifstream preferences() {
-    return std::ifstream(std::filesystem::path(__FILE__).parent_path() / "../examples/Qvtx.prf");
-  }
 
   MatFullD deviations_;
 };

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <numeric>
@@ -13,6 +12,7 @@
 
 #include "base/exponential.h"
 #include "base/random.h"
+#include "preferences.h"
 #include "quant/vequan.h"
 
 namespace qvtx {
@@ -21,7 +21,7 @@ namespace {
 /// The shipped settings, but dead prototypes stay and the data come in order, as in the plain loops.
 class Quantizer : public VeQuan {
  public:
-  Quantizer(long ndata, long dim, long nprot) : Quantizer(preferences()) {
+  Quantizer(long ndata, long dim, long nprot) : Quantizer(default_preferences()) {
     setseed(default_seed);
     MatFullD m(ndata, dim);
     m.setrows(ndata);
@@ -33,9 +33,6 @@ class Quantizer : public VeQuan {
 
  private:
   explicit Quantizer(std::ifstream&& prefs) : VeQuan(prefs) {}
-  static std::ifstream preferences() {
-    return std::ifstream(std::filesystem::path(__FILE__).parent_path() / "../examples/Qvtx.prf");
-  }
 };
 
 /// The plain loops, for the Euclidean distance.

@@ -29,7 +29,7 @@ GraphPaths::GraphPaths(const MatLinkD& links, long col) {
 }
 
 /// Puts an entry at a place or above it.
-void GraphPaths::sift_up(int place, Entry entry) {
+void GraphPaths::sift_up(int place, ReachedNode entry) {
   while (place > 0) {
     const int parent = (place - 1) / arity;
     if (!entry.before(heap_[at(parent)])) break;
@@ -42,7 +42,7 @@ void GraphPaths::sift_up(int place, Entry entry) {
 }
 
 /// Puts an entry at the free root or below it.
-void GraphPaths::sift_down(Entry entry) {
+void GraphPaths::sift_down(ReachedNode entry) {
   int place = 0;
   for (int child = 1; child < queued_; child = arity * place + 1) {
     const int end = std::min(child + arity, queued_);

@@ -8,6 +8,16 @@
 
 namespace qvtx {
 
+/// A node and its distance from the source. Nodes settle in this order: nearest first, the lower number among
+/// equals.
+struct ReachedNode {
+  double distance;
+  int node;
+  bool before(const ReachedNode& other) const {
+    return distance < other.distance || (distance == other.distance && node < other.node);
+  }
+};
+
 /// What `MatLinkD::gdav` tells without a bound, for callers that want a row per node: the links are copied
 /// once, in list order, into flat arrays, and the queue is a heap on arrays too. Distances, predecessors and
 /// settling order are those of `gdav`, ties included, since both take nodes in the order of (distance,
@@ -34,25 +44,16 @@ class GraphPaths {
   }
 
  private:
-  /// A node in the queue.
-  struct Entry {
-    double key;
-    int node;
-    bool before(const Entry& other) const {
-      return key < other.key || (key == other.key && node < other.node);
-    }
-  };
-
-  void sift_up(int place, Entry entry);
-  void sift_down(Entry entry);
+  void sift_up(int place, ReachedNode entry);
+  void sift_down(ReachedNode entry);
   int pop();
 
-  std::vector<int> first_;   ///< n + 1: where the edges of each node begin
-  std::vector<Edge> edges_;  ///< two per link, in list order
-  std::vector<double> key_;  ///< n: tentative distance; +infinity not reached, -infinity settled
-  std::vector<Entry> heap_;  ///< 4-ary heap
-  std::vector<int> place_;   ///< n: where a node stands in the heap
-  int queued_ = 0;           ///< entries of the heap
+  std::vector<int> first_;         ///< n + 1: where the edges of each node begin
+  std::vector<Edge> edges_;        ///< two per link, in list order
+  std::vector<double> key_;        ///< n: tentative distance; +infinity not reached, -infinity settled
+  std::vector<ReachedNode> heap_;  ///< 4-ary heap
+  std::vector<int> place_;         ///< n: where a node stands in the heap
+  int queued_ = 0;                 ///< entries of the heap
 };
 
 }  // namespace qvtx

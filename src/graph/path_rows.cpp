@@ -148,10 +148,10 @@ long PathRows::sort_reached(const double* dist) {
   for (std::size_t b = 0; first < reached; first = end_[b++]) {
     if (end_[b] - first > crowd)
       std::sort(settled_.begin() + first, settled_.begin() + end_[b],
-                [](const Settled& a, const Settled& c) { return a.before(c); });
+                [](const ReachedNode& a, const ReachedNode& c) { return a.before(c); });
   }
   for (long r = 1; r < reached; ++r) {
-    const Settled node = settled_[at(r)];
+    const ReachedNode node = settled_[at(r)];
     long place = r;
     for (; place > 0 && node.before(settled_[at(place - 1)]); --place)
       settled_[at(place)] = settled_[at(place - 1)];

@@ -28,15 +28,6 @@ class PathRows {
   void rows(const long* sources, long count, double* const* dist, long* const* pred);
 
  private:
-  /// A node within reach. They settle in this order.
-  struct Settled {
-    double distance;
-    int node;
-    bool before(const Settled& other) const {
-      return distance < other.distance || (distance == other.distance && node < other.node);
-    }
-  };
-
   void collect_near(const GraphPaths& links, long seed, std::vector<bool>& ordered);
   void copy_edges(const GraphPaths& links);
   void search(const long* sources, long count);
@@ -54,10 +45,10 @@ class PathRows {
   std::vector<unsigned char> queued_;  ///< n
   std::vector<double> reach_;          ///< n
   double step_ = 0.0;
-  std::vector<long> surplus_;     ///< pred of lanes without a source
-  std::vector<Settled> settled_;  ///< n
-  std::vector<int> bucket_;       ///< n: the bucket of each node in the sort by distance
-  std::vector<int> end_;          ///< n + 3: where each bucket ends
+  std::vector<long> surplus_;         ///< pred of lanes without a source
+  std::vector<ReachedNode> settled_;  ///< n
+  std::vector<int> bucket_;           ///< n: the bucket of each node in the sort by distance
+  std::vector<int> end_;              ///< n + 3: where each bucket ends
 };
 
 }  // namespace qvtx

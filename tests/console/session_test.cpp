@@ -41,7 +41,7 @@ TEST(StartUp, ArgumentsAndPreferenceFile) {
   EXPECT_EQ(r.status, 1);
 }
 
-TEST(StartUp, InitWritesAWorkingDirectoryOnce) {
+TEST(StartUp, InitWritesAScratchOnce) {
   Workplace here;
   const std::string shipped = here.read("Qvtx.prf");
   std::filesystem::remove(here.path("Qvtx.prf"));

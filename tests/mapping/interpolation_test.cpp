@@ -126,7 +126,7 @@ TEST_F(Interpolation, BlendEqualsThePlainForm) {
 }
 
 TEST_F(Interpolation, SammonVariantEqualsThePlainForm) {
-  const WorkingDirectory directory;
+  const Scratch directory;
   std::ofstream("steps.txt") << "0.9\t\n0.75\t\n0.5\t\n";
   const double steps[] = {0.9, 0.75, 0.5};
   const struct {
@@ -327,7 +327,7 @@ TEST_F(Interpolation, RefusalsLeaveTheOutputsAsTheyWere) {
 }
 
 TEST_F(Interpolation, SchedulesOfStepsAreCheckedFirst) {
-  const WorkingDirectory directory;
+  const Scratch directory;
   map_surface(20, 2, 3, 0.5);
   MatFullD data, position;
   uniform_points(data, 4, 3, 1);

@@ -88,7 +88,7 @@ class JarvisPatrickTest : public QuantizerTest {
   std::vector<long> clusters() const { return {vq.bmu.data(), vq.bmu.data() + vq.bmu.nrow()}; }
   static void schedule(const std::string& text) { std::ofstream("own.jpp") << text; }
 
-  WorkingDirectory directory;
+  Scratch directory;
 };
 
 TEST_F(JarvisPatrickTest, PassesEqualBruteForce) {

@@ -220,7 +220,7 @@ TEST_F(SomTest, StringFollowsAParabola) {
 
 TEST_F(SomTest, TrainingGoesOnAfterASnapshot) {
   load_uniform(200, 2);
-  const WorkingDirectory directory;
+  const Scratch directory;
   vq.setkey("vgswap_d", 0);
   ASSERT_EQ(1, vq.som(24, 1.5, nullptr));
   ASSERT_EQ(1, vq.save_vbf("map.vbf"));

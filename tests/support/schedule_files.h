@@ -1,36 +1,10 @@
 #pragma once
 // Which schedule a method takes: its file, the default file of the working directory, or the keys.
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
-#include <string>
-
+#include "base/support.h"
 #include "support/quantizer.h"
 
 namespace qvtx::test {
-
-/// An empty working directory for the lifetime of the object.
-class WorkingDirectory {
- public:
-  WorkingDirectory() : before_(std::filesystem::current_path()) {
-    std::string name = (std::filesystem::temp_directory_path() / "scheduleXXXXXX").string();
-    EXPECT_NE(nullptr, ::mkdtemp(name.data()));
-    path_ = name;
-    std::filesystem::current_path(path_);
-  }
-  ~WorkingDirectory() {
-    std::filesystem::current_path(before_);
-    std::filesystem::remove_all(path_);
-  }
-  WorkingDirectory(const WorkingDirectory&) = delete;
-  WorkingDirectory& operator=(const WorkingDirectory&) = delete;
-
- private:
-  std::filesystem::path before_, path_;
-};
 
 /// A schedule file of `rows` epochs with both parameters 0.5.
 inline void write_schedule(const char* name, int rows) {
@@ -44,7 +18,7 @@ template <class Run>
 void expect_schedule_order(CaughtConsole& console, VeQuan& vq, const std::string& method,
                            const char* default_file, Run run, const std::string& object = "VeQuan.",
                            const std::string& verb = "quantizing") {
-  const WorkingDirectory directory;
+  const Scratch directory;
   const struct {
     bool given, has_file, has_default;
     int epochs;
