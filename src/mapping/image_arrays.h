@@ -9,7 +9,7 @@ namespace qvtx {
 
 /// Rows of image arrays are padded to a multiple of so many numbers and begin on a boundary of as many, so
 /// that kernels work on whole groups of vectors.
-inline constexpr long image_padding = 16;
+inline constexpr long image_padding = 32;
 
 /// Raw view for kernels: coordinate k of image j is axes[k * stride + j], j < n, k < p. What lies between n
 /// and stride is finite at first and may be overwritten.

@@ -11,6 +11,13 @@ InputDistances::InputDistances(const VeQuan& prototypes, double w, bool across, 
   // searches is several times as fast as a search on the link store for every row.
   const bool computed = w != 0 && n > 0 && prototypes.graph_row(0, rows_.graph) == rows_.graph.data();
   if (computed) paths_.emplace(prototypes.getlink(), 1);
+  const bool space = w == 0 && !mask_components_ && n > 0;
+  stored_ = space ? prototypes_.space_row(0, rows_.space) != rows_.space.data() : w == 1 && !computed;
+}
+
+const double* InputDistances::stored(long i) const {
+  if (!stored_) return nullptr;
+  return w_ == 0 ? prototypes_.space_row(i, rows_.space) : prototypes_.graph_row(i, rows_.graph);
 }
 
 const double* InputDistances::graph_row(long i) {

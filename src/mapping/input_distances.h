@@ -23,6 +23,8 @@ class InputDistances {
   /// nprot numbers: distances from prototype i, 0 for i itself, negative where there is none. Valid until the
   /// next call.
   const double* row(long i);
+  /// The same where the row lies in memory as it is: a hint of what to fetch. Null where it does not.
+  const double* stored(long i) const;
 
  private:
   const double* graph_row(long i);
@@ -30,6 +32,7 @@ class InputDistances {
   const VeQuan& prototypes_;
   double w_;
   bool mask_components_;             ///< space distances of the own component alone
+  bool stored_;                      ///< rows are those of a store, as they are
   std::optional<GraphPaths> paths_;  ///< when graph rows are not stored
   RowRoom& rows_;
 };

@@ -2,9 +2,9 @@
 // and square roots, divisions and exponentials are its price.
 //
 // All neighbourhood functions fall below the least weight right behind the pivot's width, so a pair that lies
-// beyond it (in the map and, if that counts, in the input) does not act. Such pairs are sorted out by their
-// squared distances and the others packed together; every phase of the work is a loop of its own over a block
-// of images, short enough that the processor works on many vectors at a time.
+// beyond it (in the map and, if that counts, in the input) does not act. Where few pairs act, they are picked
+// out by their squared distances, and the others cost no more than these. The rows of input distances come
+// from far in memory, each once an epoch: the next one is called for while this one is worked on.
 
 #include "mapping/pivot_kernels.h"
 
@@ -25,11 +25,13 @@ constexpr double cut_margin = 1.000001;
 /// Smallest squared cut. Squares below it lose digits, so that they cannot be told from the cut.
 constexpr double least_square = 1e-290;
 
-/// Images handled at a time: their work rows stay in the first-level cache.
-constexpr long block = 256;
-/// Vectors that a loop takes side by side at most.
-constexpr int most_parts = 16 / lanes;
-static_assert(image_padding % (most_parts * lanes) == 0 && block % image_padding == 0);
+/// Images of which the pairs that act are picked out at a time.
+constexpr long block = 2048;
+/// Vectors that are handled side by side, one operation after the other: most operations wait for the one
+/// before, and the processor does not look far enough ahead to fill the time with later vectors on its own.
+constexpr int parts = 4;
+constexpr long group = parts * lanes;
+static_assert(image_padding % group == 0 && block % image_padding == 0);
 
 // ---- Where distances come from ----
 
@@ -61,6 +63,9 @@ struct FewAxes {
       store(axis[k] + first, select(acts, y + (y - origin[k]) * factor, y));
     }
   }
+  void move_one(long j, double factor) const {
+    for (int k = count - 1; k >= 0; --k) axis[k][j] += (axis[k][j] - origin[k]) * factor;
+  }
 };
 
 /// The same for any number of axes.
@@ -84,6 +89,12 @@ struct ManyAxes {
       store(axis + first, select(acts, y + (y - axis[i]) * factor, y));
     }
   }
+  void move_one(long j, double factor) const {
+    for (long k = images.p - 1; k >= 0; --k) {
+      double* axis = images.axes + k * images.stride;
+      axis[j] += (axis[j] - axis[i]) * factor;
+    }
+  }
 };
 
 /// Output distances measured between the images.
@@ -93,9 +104,10 @@ struct MeasuredDistances {
 
   /// What a cut is compared with.
   Vec measure(long first) const { return axes.squares(first); }
-  static Vec distance(Vec measure) { return fast_root(measure); }
-  /// The same bits, cheaper in a long loop, where the processor finds other work beside.
-  static Vec slow_distance(Vec measure) { return root(measure); }
+  static void distances(Vec (&measures)[parts]) {
+    for (Vec& v : measures) v = fast_root(v);
+  }
+  static Vec distance(Vec measure) { return root(measure); }
   static double limit(double cut) { return cut * cut < least_square ? least_square : cut * cut; }
 };
 
@@ -104,108 +116,88 @@ struct KnownDistances {
   const double* d;
 
   Vec measure(long first) const { return load(d + first); }
+  static void distances(Vec (&)[parts]) {}
   static Vec distance(Vec measure) { return measure; }
-  static Vec slow_distance(Vec measure) { return measure; }
   static double limit(double cut) { return cut; }
 };
 
-// ---- Neighbourhood functions of a group of `parts` vectors ----
+// ---- Neighbourhood functions of a group ----
 
-// Exponentials are computed for several vectors side by side, to hide the latency of their polynomial.
-template <int parts>
 inline void exponentials(Vec (&v)[parts]) {
-  double x[parts * lanes];
+  double x[group];
   for (int i = 0; i < parts; ++i) store(x + i * lanes, v[i]);
-  for (int l = 0; l < parts * lanes; ++l) x[l] = fixed_exp(x[l]);
+  for (int l = 0; l < group; ++l) x[l] = fixed_exp(x[l]);
   for (int i = 0; i < parts; ++i) v[i] = load(x + i * lanes);
 }
 
 struct Step {
-  static constexpr int parts = 1;
   double width;
   void weigh(Vec (&x)[parts]) const {
-    x[0] = select(at_least(broadcast(width), x[0]), broadcast(1.0), Vec{});
+    for (Vec& v : x) v = select(at_least(broadcast(width), v), broadcast(1.0), Vec{});
   }
 };
 struct Linear {
-  static constexpr int parts = 1;
   double scale;
   void weigh(Vec (&x)[parts]) const {
-    const Vec f = 1.0 - x[0] * scale;
-    x[0] = select(above(f, Vec{}), f, Vec{});
+    for (Vec& v : x) {
+      const Vec f = 1.0 - v * scale;
+      v = select(above(f, Vec{}), f, Vec{});
+    }
   }
 };
 struct Exponential {
-  static constexpr int parts = most_parts;
   double scale;
   void weigh(Vec (&x)[parts]) const {
-    for (int i = 0; i < parts; ++i) x[i] *= scale;
+    for (Vec& v : x) v *= scale;
     exponentials(x);
   }
 };
 struct Gaussian {
-  static constexpr int parts = most_parts;
   double scale;
   void weigh(Vec (&x)[parts]) const {
-    for (int i = 0; i < parts; ++i) {
-      const Vec t = x[i] * scale;
-      x[i] = -3.0 * (t * t);
+    for (Vec& v : x) {
+      const Vec t = v * scale;
+      v = -3.0 * (t * t);
     }
     exponentials(x);
   }
 };
 
-// ---- Packing ----
+// ---- Picking out ----
 
-/// Writes the lanes of a mask, close together; returns how many numbers were taken. Without an instruction
-/// for it whole vectors are packed, those with a lane of the mask.
-inline long pack(double* to, Vec v, unsigned mask) {
+/// Writes the lanes of a mask, close together, and the numbers of these lanes, the first of which has the
+/// number `first`. What lies behind them in a vector's length is overwritten. Returns how many they are.
+inline long pick(double* to, int* numbers, Vec v, long first, unsigned mask) {
 #if defined(__AVX512F__)
-  store(to, _mm512_maskz_compress_pd(static_cast<__mmask8>(mask), v));
+  const auto lanes_of_mask = static_cast<__mmask8>(mask);
+  store(to, _mm512_maskz_compress_pd(lanes_of_mask, v));
+  const __m256i all =
+      _mm256_add_epi32(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7), _mm256_set1_epi32(static_cast<int>(first)));
+  _mm256_storeu_si256(reinterpret_cast<__m256i_u*>(numbers), _mm256_maskz_compress_epi32(lanes_of_mask, all));
   return __builtin_popcount(mask);
 #else
-  store(to, v);
-  return mask != 0 ? lanes : 0;
-#endif
-}
-
-/// A packed number for a pair that does not act: a signalling NaN, which no arithmetic returns.
-constexpr long long rests = 0x7ff0000000000001LL;
-/// What `pack` wrote for a mask, back in its lanes, `rests` in those that were not packed.
-inline Vec unpack(const double* from, unsigned mask) {
-  const Vec none = (Vec)(Bits{} + rests);
-#if defined(__AVX512F__)
-  return _mm512_mask_expandloadu_pd(none, static_cast<__mmask8>(mask), from);
-#else
-  const Bits live = Bits{} - static_cast<long long>(mask != 0);  // a branch would be a guess
-  return live ? load(from) : none;
-#endif
-}
-/// The lanes of unpacked factors whose pairs act.
-inline Mask unpacked(Vec factor) {
-#if defined(__AVX512F__)
-  return _mm512_cmpneq_epi64_mask(_mm512_castpd_si512(factor), _mm512_set1_epi64(rests));
-#else
-  return (Bits)factor != Bits{} + rests;
-#endif
-}
-inline long count_of(Mask m) { return __builtin_popcount(mask_of(m)); }
-inline long packed_count(unsigned mask) {
-#if defined(__AVX512F__)
-  return __builtin_popcount(mask);
-#else
-  return mask != 0 ? lanes : 0;
+  long count = 0;
+  for (int l = 0; l < lanes; ++l) {
+    to[count] = v[l];
+    numbers[count] = static_cast<int>(first) + l;
+    count += mask >> l & 1;
+  }
+  return count;
 #endif
 }
 
 // ---- The pass ----
 
-/// How far an image goes, at weight and step 1, in units of its distance from the pivot.
-inline Vec displacement(Vec from, Vec to) {
-  const Mask nearer = at_least(from, to);
-  const Vec square = from * from;
-  const Vec numerator = select(nearer, (square - to * to) * 0.5, from - to);
-  return numerator / select(nearer, square, to);
+/// How far images go, at weight and step 1, in units of their distance from the pivot.
+[[gnu::always_inline]] inline void displacements(const Vec (&from)[parts], const Vec (&to)[parts],
+                                                 Vec (&result)[parts]) {
+  Vec divisor[parts];
+  for (int i = 0; i < parts; ++i) {
+    const Mask nearer = at_least(from[i], to[i]);
+    divisor[i] = select(nearer, from[i] * from[i], to[i]);
+    result[i] = select(nearer, (divisor[i] - to[i] * to[i]) * 0.5, from[i] - to[i]);
+  }
+  for (int i = 0; i < parts; ++i) result[i] /= divisor[i];
 }
 
 /// Which pairs act.
@@ -216,8 +208,13 @@ inline Mask acting(Vec from, Vec to, Vec weight) {
 
 /// The larger of the top and the measure of a pair, which counts when the pair interacts.
 inline Vec larger(Vec top, Vec from, Vec measure) {
+#if defined(__AVX512F__)
+  const __mmask8 interacts = _mm512_cmp_pd_mask(from, Vec{}, _CMP_NLT_UQ);
+  return _mm512_mask_max_pd(top, interacts, measure, top);  // the second of two, if one is NaN
+#else
   const Vec counted = select(above(Vec{}, from), Vec{}, measure);
   return select(above(counted, top), counted, top);
+#endif
 }
 
 /// One pivot's pass over the images.
@@ -234,39 +231,38 @@ class Pass {
         share_(pivot.input_share),
         step_(pivot.step) {}
 
-  /// Handles the images first .. first + m - 1, m a multiple of the lanes.
-  void run(const double* input, long first, long m) {
-    const long count = sort_out(input, first, m);
-    weigh(count);
-    move(first, m);
+  /// Handles the images first .. first + m - 1, m a multiple of the padding. soon: m numbers that the next
+  /// pass will want.
+  void run(const double* input, const double* soon, long first, long m) {
+    const long count = sort_out(input, soon, first, m);
+    for (long k = 0; k < count; ++k) from_[k] = input[numbers_[k]];
+    const double* measures = measures_;
+    for_factors(
+        from_, count, [=](long k, Vec) { return load(measures + k); },
+        [=, this](long k, Mask acts, Vec factor) {
+          double factors[lanes];
+          store(factors, factor);
+          for (unsigned left = mask_of(acts); left != 0; left &= left - 1) {
+            const int l = __builtin_ctz(left);
+            axes_.move_one(first + numbers_[k + l], factors[l]);
+          }
+        });
   }
-  /// The same in one loop, without sorting out: cheaper where nearly all pairs act.
-  void run_crowded(const double* input, long first, long m) {
-    constexpr long group = parts * lanes;
+  /// The same without sorting out: cheaper where many pairs act.
+  void run_crowded(const double* input, const double* soon, long first, long m) {
     const Distances distances = distances_;
     const Axes axes = axes_;
-    const Neighbourhood neighbourhood = neighbourhood_;
-    const double share = share_, step = step_;
     Vec top = top_;
-    Vec count{};
-    for (long j = 0; j < m; j += group) {
-      Vec to[parts], weight[parts];
-      for (int i = 0; i < parts; ++i) {
-        to[i] = distances.measure(first + j + i * lanes);
-        top = larger(top, load(input + j + i * lanes), to[i]);
-        weight[i] = to[i] = Distances::slow_distance(to[i]);
-      }
-      neighbourhood.weigh(weight);
-      if (share > 0) mix_input_weights(input + j, weight);
-      for (int i = 0; i < parts; ++i) {
-        const Vec from = load(input + j + i * lanes);
-        const Mask acts = acting(from, to[i], weight[i]);
-        axes.move(first + j + i * lanes, acts, displacement(from, to[i]) * weight[i] * step);
-        count += select(acts, broadcast(1.0), Vec{});
-      }
-    }
+    for_factors(
+        input, m,
+        [=, &top](long j, Vec from) {
+          const Vec measure = distances.measure(first + j);
+          top = larger(top, from, measure);
+          __builtin_prefetch(soon + j, 0, 2);
+          return measure;
+        },
+        [=](long j, Mask acts, Vec factor) { axes.move(first + j, acts, factor); });
     top_ = top;
-    for (int l = 0; l < lanes; ++l) active_ += static_cast<long>(count[l]);
   }
   /// Raises *dmax to the largest distance of an interacting pair.
   void raise(double* dmax) const {
@@ -277,8 +273,9 @@ class Pass {
   long active() const { return active_; }
 
  private:
-  /// Packs the pairs that may act; returns how many numbers.
-  long sort_out(const double* input, long first, long m) {
+  /// Picks out the pairs that may act, and fills up the last group with pairs that do not; returns how many
+  /// there are, those of the fill included.
+  long sort_out(const double* input, const double* soon, long first, long m) {
     const Distances distances = distances_;
     const double limit = limit_, cut = cut_, share = share_;
     Vec top = top_;
@@ -287,63 +284,53 @@ class Pass {
       const Vec from = load(input + j);
       const Vec to = distances.measure(first + j);
       top = larger(top, from, to);
+      __builtin_prefetch(soon + j, 0, 2);
       Mask beyond = above(to, broadcast(limit));  // which a NaN is not
       if (share > 0) beyond &= above(from, broadcast(cut));
       const unsigned mask = mask_of(static_cast<Mask>(~beyond & at_least(from, Vec{})));
-      pack(from_ + count, from, mask);
-      count += pack(to_ + count, to, mask);
-      masks_[j / lanes] = static_cast<unsigned char>(mask);
+      count += pick(measures_ + count, numbers_ + count, to, j, mask);
     }
     top_ = top;
+    for (; count % group != 0; ++count) {
+      measures_[count] = 0.0;
+      numbers_[count] = 0;
+    }
     return count;
   }
 
-  /// Turns measures into factors of the moves.
-  void weigh(long count) {
-    constexpr long group = parts * lanes;
-    for (long j = count; j % group != 0; ++j) {
-      from_[j] = -1.0;
-      to_[j] = 1.0;
-    }
-    for (long j = 0; j < count; j += lanes) store(to_ + j, Distances::distance(load(to_ + j)));
+  /// Calls move(j, acts, factor) for every vector of `count` pairs, a multiple of the group: which of them
+  /// act, and how far. measure(j, from) tells the measures of the vector's output distances.
+  template <class Measure, class Move>
+  [[gnu::always_inline]] void for_factors(const double* input, long count, Measure measure, Move move) {
     const Neighbourhood neighbourhood = neighbourhood_;
     const double share = share_, step = step_;
     long active = 0;
     for (long j = 0; j < count; j += group) {
-      Vec weight[parts];
-      for (int i = 0; i < parts; ++i) weight[i] = load(to_ + j + i * lanes);
+      Vec from[parts], to[parts], weight[parts], factor[parts];
+      for (int i = 0; i < parts; ++i) from[i] = load(input + j + i * lanes);
+      for (int i = 0; i < parts; ++i) to[i] = measure(j + i * lanes, from[i]);
+      Distances::distances(to);
+      for (int i = 0; i < parts; ++i) weight[i] = to[i];
       neighbourhood.weigh(weight);
-      if (share > 0) mix_input_weights(from_ + j, weight);
+      if (share > 0) mix_input_weights(neighbourhood, share, from, weight);
+      displacements(from, to, factor);
       for (int i = 0; i < parts; ++i) {
-        const Vec from = load(from_ + j + i * lanes);
-        const Vec to = load(to_ + j + i * lanes);
-        const Mask acts = acting(from, to, weight[i]);
-        const Vec factor = displacement(from, to) * weight[i] * step;
-        store(to_ + j + i * lanes, select(acts, factor, (Vec)(Bits{} + rests)));
-        active += count_of(acts);
+        const Mask acts = acting(from[i], to[i], weight[i]);
+        move(j + i * lanes, acts, factor[i] * weight[i] * step);
+        active += __builtin_popcount(mask_of(acts));
       }
     }
     active_ += active;
   }
-  void mix_input_weights(const double* from, Vec (&weight)[Neighbourhood::parts]) const {
+  static void mix_input_weights(const Neighbourhood& neighbourhood, double share, const Vec (&from)[parts],
+                                Vec (&weight)[parts]) {
     Vec input_weight[parts];
-    for (int i = 0; i < parts; ++i) input_weight[i] = load(from + i * lanes);
-    neighbourhood_.weigh(input_weight);
-    for (int i = 0; i < parts; ++i) weight[i] = share_ * input_weight[i] + (1.0 - share_) * weight[i];
+    for (int i = 0; i < parts; ++i) input_weight[i] = from[i];
+    neighbourhood.weigh(input_weight);
+    for (int i = 0; i < parts; ++i) weight[i] = share * input_weight[i] + (1.0 - share) * weight[i];
   }
 
-  void move(long first, long m) const {
-    const Axes axes = axes_;
-    const double* packed = to_;
-    for (long j = 0; j < m; j += lanes) {
-      const unsigned mask = masks_[j / lanes];
-      const Vec factor = unpack(packed, mask);
-      packed += packed_count(mask);
-      axes.move(first + j, unpacked(factor), factor);
-    }
-  }
-
-  static constexpr int parts = Neighbourhood::parts;
+  static constexpr long room = block + group;
 
   const Neighbourhood neighbourhood_;
   const Distances distances_;
@@ -351,25 +338,27 @@ class Pass {
   const double cut_, limit_, share_, step_;
   Vec top_{};  // largest measures of interacting pairs
   long active_ = 0;
-  alignas(64) double from_[block + most_parts * lanes];
-  alignas(64) double to_[block + most_parts * lanes];
-  unsigned char masks_[block / lanes];
+  // Of the pairs picked out:
+  double measures_[room];
+  double from_[room];
+  int numbers_[room];
 };
 
 template <class Neighbourhood, class Distances, class Axes>
 long run_pass(const Neighbourhood& neighbourhood, const Distances& distances, const Axes& axes,
               const CdaPivot& pivot, const double* input, long n, double* dmax) {
   Pass<Neighbourhood, Distances, Axes> pass(neighbourhood, distances, axes, pivot);
-  const auto run = [&](const double* from, long first, long m) {
-    pivot.crowded ? pass.run_crowded(from, first, m) : pass.run(from, first, m);
+  const auto run = [&](const double* from, const double* soon, long first, long m) {
+    pivot.crowded ? pass.run_crowded(from, soon, first, m) : pass.run(from, soon, first, m);
   };
+  const double* soon = pivot.next_input ? pivot.next_input : input;
   const long whole = n / image_padding * image_padding;
   for (long first = 0; first < whole; first += block)
-    run(input + first, first, whole - first < block ? whole - first : block);
+    run(input + first, soon + first, first, whole - first < block ? whole - first : block);
   if (whole < n) {
     double rest[image_padding];
     for (long l = 0; l < image_padding; ++l) rest[l] = whole + l < n ? input[whole + l] : -1.0;
-    run(rest, whole, image_padding);
+    run(rest, rest, whole, image_padding);
   }
   pass.raise(dmax);
   return pass.active();

@@ -12,7 +12,9 @@ struct CdaPivot {
   double width;        ///< the pivot's neighbourhood width
   double input_share;  ///< 0..1: how much the weight follows the input distance
   double step;         ///< step factor
-  bool crowded;        ///< most pairs are likely to act; chooses between two ways to the same result
+  bool crowded;        ///< many pairs are likely to act; chooses between two ways to the same result
+  /// Input distances of the pivot after this one (n numbers) or null: fetched from memory meanwhile.
+  const double* next_input;
 };
 
 /// Input distances are n numbers, 0 for the own row; output distances are `ImageArrays::distance`, padded.

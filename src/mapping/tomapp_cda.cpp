@@ -58,6 +58,8 @@ long ToMapp::cda_itr(double anow, double lnow) {
   pivot.function = static_cast<int>(lpref.commit(ktcdnwf));
   pivot.input_share = dpref.commit(ktcdlmds);
   pivot.step = anow;
+  // From which share of pairs on it pays to handle all: measured; exponentials are worth avoiding longer.
+  const double crowd = pivot.function == 2 || pivot.function == 3 ? 0.4 : 0.2;
   shuffle_images();
 
   const long n = prot.nrow();
@@ -70,10 +72,11 @@ long ToMapp::cda_itr(double anow, double lnow) {
   for (long position = n - 1; position >= 0; --position) {
     pivot.i = mpidx.get(position, 0);
     const double* from = input.row(pivot.i);
+    pivot.next_input = input.stored(mpidx.get(position > 0 ? position - 1 : 0, 0));
     const double* to = euclidean_images() ? nullptr : image_distances(pivot.i);
     pivot.width = adaptive ? nbwidth(pivot.i, 0) : lnow * dpref.getval(keys.tdxm);
     const long active = kernels.cda_move(pivot, from, to, view, &dmax);
-    pivot.crowded = 4 * active > 3 * n;
+    pivot.crowded = static_cast<double>(active) > crowd * static_cast<double>(n);
     if (adaptive) {
       const double members = static_cast<double>(compsize.get(pidx.get(pivot.i, 0), 0));
       pivot.width *= std::sqrt(lnow / (static_cast<double>(active + 1) / members));
