@@ -92,6 +92,13 @@ inline Vec fast_root(Vec v) {
 #endif
 }
 
+/// The roots of several vectors: `by_unit` of them by the unit for roots and divisions, the others by
+/// multiplications beside it. How many keep both busy depends on what else the loop does.
+template <int by_unit, int count>
+inline void fast_roots(Vec (&v)[count]) {
+  for (int i = 0; i < count; ++i) v[i] = i < by_unit ? root(v[i]) : fast_root(v[i]);
+}
+
 /// What comparisons give where the instruction set has registers of its own for it: narrower than Bits, and
 /// the compilers do not go back and forth between the two.
 #if defined(__AVX512F__)

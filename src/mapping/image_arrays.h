@@ -20,6 +20,14 @@ struct ImageView {
   long p;
 };
 
+/// The distances of an image's pairs, for kernels that pass over them.
+struct PairRow {
+  long i;               ///< the image
+  const double* input;  ///< input distances, n numbers, 0 for i itself, negative where there is none
+  const double* d;      ///< output distances, padded; null: the Euclidean ones, which the loops measure
+  const double* soon;   ///< n numbers that the next pass will want: fetched from memory meanwhile
+};
+
 /// True when distances between images are Euclidean in the class and exponent in force.
 inline bool euclidean_images() {
   return MatFullD::mesp != 'a' && MatFullD::mesp != 'c' && MatFullD::miex == 2.0;

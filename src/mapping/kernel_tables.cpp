@@ -3,25 +3,25 @@
 #include "base/kernel_choice.h"
 #include "mapping/god_kernels.h"
 #include "mapping/isotop_kernels.h"
-#include "mapping/mapping_kernels.h"
 #include "mapping/pivot_kernels.h"
 #include "mapping/point_kernels.h"
 #include "mapping/sammon_kernels.h"
+#include "mapping/stress_kernels.h"
 
 namespace qvtx {
 
 QVTX_DECLARE_KERNEL(GodKernels, god_table)
 QVTX_DECLARE_KERNEL(IsotopKernels, isotop_table)
-QVTX_DECLARE_KERNEL(MappingKernels, mapping_table)
 QVTX_DECLARE_KERNEL(PivotKernels, pivot_table)
 QVTX_DECLARE_KERNEL(PointKernels, point_table)
 QVTX_DECLARE_KERNEL(SammonKernels, sammon_table)
+QVTX_DECLARE_KERNEL(StressKernels, stress_table)
 
 const GodKernels& god_kernels() { return QVTX_KERNEL(god_table); }
 const IsotopKernels& isotop_kernels() { return QVTX_KERNEL(isotop_table); }
-const MappingKernels& mapping_kernels() { return QVTX_KERNEL(mapping_table); }
 const PivotKernels& pivot_kernels() { return QVTX_KERNEL(pivot_table); }
 const PointKernels& point_kernels() { return QVTX_KERNEL(point_table); }
 const SammonKernels& sammon_kernels() { return QVTX_KERNEL(sammon_table); }
+const StressKernels& stress_kernels() { return QVTX_KERNEL(stress_table); }
 
 }  // namespace qvtx

@@ -1,7 +1,7 @@
 // The passes of Sammon's mapping round one image. Square roots and divisions are their price, so that a pair
 // takes one of each.
 
-#include "base/vector_lanes.h"
+#include "mapping/image_lanes.h"
 #include "mapping/sammon_kernels.h"
 
 namespace qvtx::QVTX_ISA {
@@ -10,161 +10,121 @@ extern const SammonKernels sammon_table;
 
 namespace {
 
-static_assert(image_padding % newton_lanes == 0 && newton_lanes % lanes == 0);
+static_assert(group % newton_lanes == 0 && newton_lanes % lanes == 0);
 
 /// Vectors that hold one partial sum of each kind.
-constexpr int parts = newton_lanes / lanes;
-
-/// Output distances from an image, measured. axes: their number, where the compiler should know it; else 0.
-template <int axes>
-struct MeasuredDistances {
-  const ImageView& images;
-  const double* origin;
-
-  Vec at(long first) const {
-    const double* y = images.axes + first;
-    Vec sum{};
-    for (long k = (axes > 0 ? axes : images.p) - 1; k >= 0; --k) {
-      const Vec t = load(y + k * images.stride) - origin[k * images.stride];
-      sum += t * t;
-    }
-    return root(sum);
-  }
-};
-
-/// Output distances that were computed before.
-struct KnownDistances {
-  const double* d;
-  Vec at(long first) const { return load(d + first); }
-};
-
-/// Calls body(j, D) for every group of eight pairs, those from j on; D: their input distances, 0 beyond the
-/// last pair.
-template <class Body>
-inline void for_groups(const double* input, long n, Body body) {
-  long j = 0;
-  for (; j + newton_lanes <= n; j += newton_lanes) body(j, input + j);
-  if (j == n) return;
-  double rest[newton_lanes] = {};
-  for (long l = 0; j + l < n; ++l) rest[l] = input[j + l];
-  body(j, rest);
-}
+constexpr int sum_parts = newton_lanes / lanes;
 
 /// What all axes of a pair share; 0 where the pair does not count.
 struct Terms {
-  Vec slope;  // (D - d) / (D d)
-  Vec cube;   // 1 / d^3
-};
+  Vec slope[parts];  // (D - d) / (D d)
+  Vec cube[parts];   // 1 / d^3
 
-inline Terms terms(Vec from, Vec to) {
-  const Bits counts = (from > 0.0) & (to > 0.0);
-  const Vec r = 1.0 / (from * to);
-  const Vec v = from * r;
-  return {counts ? (from - to) * r : Vec{}, counts ? v * v * v : Vec{}};
-}
-
-/// Partial sums of one axis.
-struct AxisSums {
-  Vec gradient[parts];
-  Vec curvature[parts];
-
-  void add(int part, const Terms& pair, Vec t) {
-    gradient[part] += pair.slope * t;
-    curvature[part] += pair.slope - t * t * pair.cube;
+  Terms(const Vec (&from)[parts], const Vec (&to)[parts]) {
+    for (int i = 0; i < parts; ++i) slope[i] = 1.0 / (from[i] * to[i]);
+    for (int i = 0; i < parts; ++i) {
+      const Mask counts = above(from[i], Vec{}) & above(to[i], Vec{});
+      const Vec r = slope[i];
+      const Vec v = from[i] * r;
+      slope[i] = select(counts, (from[i] - to[i]) * r, Vec{});
+      cube[i] = select(counts, v * v * v, Vec{});
+    }
   }
 };
 
-double total(const Vec (&sums)[parts]) {
+/// Partial sums of one axis.
+struct AxisSums {
+  Vec gradient[sum_parts];
+  Vec curvature[sum_parts];
+
+  /// y: the axis of the images of the group.
+  void add(const Terms& pairs, double origin, const double* y) {
+    for (int i = 0; i < parts; ++i) {
+      const Vec t = origin - load(y + i * lanes);
+      gradient[i % sum_parts] += pairs.slope[i] * t;
+      curvature[i % sum_parts] += pairs.slope[i] - t * t * pairs.cube[i];
+    }
+  }
+};
+
+double total(const Vec (&sums)[sum_parts]) {
   double sum = 0;
-  for (int part = 0; part < parts; ++part)
+  for (int part = 0; part < sum_parts; ++part)
     for (int l = 0; l < lanes; ++l) sum += sums[part][l];
   return sum;
 }
 
-/// Few axes: all sums stay in registers.
-template <int axes, class Distances>
-void newton_few(const Distances& distances, const double* origin, const double* input,
-                const ImageView& images, double* gradient, double* curvature) {
-  AxisSums sums[axes] = {};
-  for_groups(
-      input, images.n, [&](long first, const double* from) __attribute__((always_inline)) {
-        for (int part = 0; part < parts; ++part) {
-          const long j = first + part * lanes;
-          const Terms pair = terms(load(from + part * lanes), distances.at(j));
-          for (int k = 0; k < axes; ++k)
-            sums[k].add(part, pair, origin[k * images.stride] - load(images.axes + k * images.stride + j));
-        }
-      });
-  for (int k = 0; k < axes; ++k) {
-    gradient[k] = total(sums[k].gradient);
-    curvature[k] = total(sums[k].curvature);
-  }
-}
-
-/// Axes whose partial sums are kept at a time; more take another pass over the pairs.
+/// Adds up `count` axes from `low` on. axes: their number, where the compiler should know it, so that all
+/// sums stay in registers; else 0 and `count` at most `axes_at_once`.
 constexpr long axes_at_once = 8;
-
-/// Many axes: their sums stay in memory.
-template <class Distances>
-void newton_many(const Distances& distances, const double* origin, const double* input,
-                 const ImageView& images, double* gradient, double* curvature) {
-  for (long low = 0; low < images.p; low += axes_at_once) {
-    const long axes = images.p - low < axes_at_once ? images.p - low : axes_at_once;
-    AxisSums sums[axes_at_once] = {};
-    for_groups(
-        input, images.n, [&](long first, const double* from) __attribute__((always_inline)) {
-          for (int part = 0; part < parts; ++part) {
-            const long j = first + part * lanes;
-            const Terms pair = terms(load(from + part * lanes), distances.at(j));
-            for (long k = 0; k < axes; ++k) {
-              const long axis = (low + k) * images.stride;
-              sums[k].add(part, pair, origin[axis] - load(images.axes + axis + j));
-            }
-          }
-        });
-    for (long k = 0; k < axes; ++k) {
-      gradient[low + k] = total(sums[k].gradient);
-      curvature[low + k] = total(sums[k].curvature);
-    }
+template <int axes, class Distances>
+void add_axes(const Distances& distances, const PairRow& row, const ImageView& images, long low, long count,
+              double* gradient, double* curvature) {
+  constexpr long most = axes > 0 ? axes : axes_at_once;
+  const long stride = images.stride;
+  double* first = images.axes + low * stride;
+  AxisSums sums[most] = {};
+  for_groups(
+      row.input, row.soon, images.n, [&](long j, const Vec(&from)[parts]) __attribute__((always_inline)) {
+        Vec to[parts];
+        distances.get(j, to);
+        const Terms pairs(from, to);
+        for (long k = 0; k < (axes > 0 ? axes : count); ++k)
+          sums[k].add(pairs, first[k * stride + row.i], first + k * stride + j);
+      });
+  for (long k = 0; k < count; ++k) {
+    gradient[low + k] = total(sums[k].gradient);
+    curvature[low + k] = total(sums[k].curvature);
   }
 }
 
-void newton(long i, const double* input, const double* d, const ImageView& images, double* gradient,
-            double* curvature) {
-  const double* origin = images.axes + i;
-  if (d) return newton_many(KnownDistances{d}, origin, input, images, gradient, curvature);
+/// Any number of axes, some at a time.
+template <class Distances>
+void newton_many(const Distances& distances, const PairRow& row, const ImageView& images, double* gradient,
+                 double* curvature) {
+  for (long low = 0; low < images.p; low += axes_at_once) {
+    const long count = images.p - low < axes_at_once ? images.p - low : axes_at_once;
+    add_axes<0>(distances, row, images, low, count, gradient, curvature);
+  }
+}
+
+void newton(const PairRow& row, const ImageView& images, double* gradient, double* curvature) {
+  const double* origin = images.axes + row.i;
+  if (row.d) return newton_many(KnownDistances{row.d}, row, images, gradient, curvature);
   if (images.p == 2)
-    return newton_few<2>(MeasuredDistances<2>{images, origin}, origin, input, images, gradient, curvature);
+    return add_axes<2>(MeasuredDistances<2>{images, origin}, row, images, 0, 2, gradient, curvature);
   if (images.p == 3)
-    return newton_few<3>(MeasuredDistances<3>{images, origin}, origin, input, images, gradient, curvature);
-  newton_many(MeasuredDistances<0>{images, origin}, origin, input, images, gradient, curvature);
+    return add_axes<3>(MeasuredDistances<3>{images, origin}, row, images, 0, 3, gradient, curvature);
+  newton_many(MeasuredDistances<0>{images, origin}, row, images, gradient, curvature);
 }
 
 template <class Distances>
-void push_by(const Distances& distances, const double* origin, double step, const double* input,
-             const ImageView& images) {
+void push_by(const Distances& distances, double step, const PairRow& row, const ImageView& images) {
+  const double* origin = images.axes + row.i;  // does not move: its own factor is 0
   for_groups(
-      input, images.n, [&](long first, const double* group) __attribute__((always_inline)) {
-        for (int part = 0; part < parts; ++part) {
-          const long j = first + part * lanes;
-          const Vec from = load(group + part * lanes);
-          const Vec to = distances.at(j);
-          const Bits counts = (from > 0.0) & (to > 0.0);
-          const Vec factor = counts ? step * (from - to) / (to * from) : Vec{};
-          for (long k = images.p - 1; k >= 0; --k) {
-            double* place = images.axes + k * images.stride + j;
-            const Vec y = load(place);
-            store(place, y + (y - origin[k * images.stride]) * factor);
+      row.input, row.soon, images.n, [&](long first, const Vec(&from)[parts]) __attribute__((always_inline)) {
+        Vec to[parts];
+        distances.get(first, to);
+        for (int i = 0; i < parts; ++i) {
+          const Mask counts = above(from[i], Vec{}) & above(to[i], Vec{});
+          to[i] = select(counts, step * (from[i] - to[i]) / (to[i] * from[i]), Vec{});
+        }
+        for (long k = images.p - 1; k >= 0; --k) {
+          double* axis = images.axes + k * images.stride + first;
+          const double here = origin[k * images.stride];
+          for (int i = 0; i < parts; ++i) {
+            const Vec y = load(axis + i * lanes);
+            store(axis + i * lanes, y + (y - here) * to[i]);
           }
         }
       });
 }
 
-void push(long i, double step, const double* input, const double* d, const ImageView& images) {
-  const double* origin = images.axes + i;  // does not move: its own factor is 0
-  if (d) return push_by(KnownDistances{d}, origin, step, input, images);
-  if (images.p == 2) return push_by(MeasuredDistances<2>{images, origin}, origin, step, input, images);
-  push_by(MeasuredDistances<0>{images, origin}, origin, step, input, images);
+void push(const PairRow& row, double step, const ImageView& images) {
+  const double* origin = images.axes + row.i;
+  if (row.d) return push_by(KnownDistances{row.d}, step, row, images);
+  if (images.p == 2) return push_by(MeasuredDistances<2>{images, origin}, step, row, images);
+  push_by(MeasuredDistances<0>{images, origin}, step, row, images);
 }
 
 }  // namespace

@@ -104,9 +104,7 @@ struct MeasuredDistances {
 
   /// What a cut is compared with.
   Vec measure(long first) const { return axes.squares(first); }
-  static void distances(Vec (&measures)[parts]) {
-    for (Vec& v : measures) v = fast_root(v);
-  }
+  static void distances(Vec (&measures)[parts]) { fast_roots<2>(measures); }
   static Vec distance(Vec measure) { return root(measure); }
   static double limit(double cut) { return cut * cut < least_square ? least_square : cut * cut; }
 };
@@ -346,18 +344,17 @@ class Pass {
 
 template <class Neighbourhood, class Distances, class Axes>
 long run_pass(const Neighbourhood& neighbourhood, const Distances& distances, const Axes& axes,
-              const CdaPivot& pivot, const double* input, long n, double* dmax) {
+              const CdaPivot& pivot, const PairRow& row, long n, double* dmax) {
   Pass<Neighbourhood, Distances, Axes> pass(neighbourhood, distances, axes, pivot);
   const auto run = [&](const double* from, const double* soon, long first, long m) {
     pivot.crowded ? pass.run_crowded(from, soon, first, m) : pass.run(from, soon, first, m);
   };
-  const double* soon = pivot.next_input ? pivot.next_input : input;
   const long whole = n / image_padding * image_padding;
   for (long first = 0; first < whole; first += block)
-    run(input + first, soon + first, first, whole - first < block ? whole - first : block);
+    run(row.input + first, row.soon + first, first, whole - first < block ? whole - first : block);
   if (whole < n) {
     double rest[image_padding];
-    for (long l = 0; l < image_padding; ++l) rest[l] = whole + l < n ? input[whole + l] : -1.0;
+    for (long l = 0; l < image_padding; ++l) rest[l] = whole + l < n ? row.input[whole + l] : -1.0;
     run(rest, rest, whole, image_padding);
   }
   pass.raise(dmax);
@@ -365,29 +362,28 @@ long run_pass(const Neighbourhood& neighbourhood, const Distances& distances, co
 }
 
 template <class Neighbourhood>
-long move_images(const Neighbourhood& neighbourhood, const CdaPivot& pivot, const double* input,
-                 const double* d, const ImageView& images, double* dmax) {
-  if (!d && images.p == 2) {
-    const FewAxes<2> axes(images, pivot.i);
-    return run_pass(neighbourhood, MeasuredDistances<FewAxes<2>>{axes}, axes, pivot, input, images.n, dmax);
+long move_images(const Neighbourhood& neighbourhood, const CdaPivot& pivot, const PairRow& row,
+                 const ImageView& images, double* dmax) {
+  if (!row.d && images.p == 2) {
+    const FewAxes<2> axes(images, row.i);
+    return run_pass(neighbourhood, MeasuredDistances<FewAxes<2>>{axes}, axes, pivot, row, images.n, dmax);
   }
-  const ManyAxes axes{images, pivot.i};
-  if (!d)
-    return run_pass(neighbourhood, MeasuredDistances<ManyAxes>{axes}, axes, pivot, input, images.n, dmax);
-  return run_pass(neighbourhood, KnownDistances{d}, axes, pivot, input, images.n, dmax);
+  const ManyAxes axes{images, row.i};
+  if (!row.d)
+    return run_pass(neighbourhood, MeasuredDistances<ManyAxes>{axes}, axes, pivot, row, images.n, dmax);
+  return run_pass(neighbourhood, KnownDistances{row.d}, axes, pivot, row, images.n, dmax);
 }
 
-long cda_move(const CdaPivot& pivot, const double* input, const double* d, const ImageView& images,
-              double* dmax) {
+long cda_move(const CdaPivot& pivot, const PairRow& row, const ImageView& images, double* dmax) {
   switch (pivot.function) {
     case 1:
-      return move_images(Linear{0.95 / pivot.width}, pivot, input, d, images, dmax);
+      return move_images(Linear{0.95 / pivot.width}, pivot, row, images, dmax);
     case 2:
-      return move_images(Exponential{-3.0 / pivot.width}, pivot, input, d, images, dmax);
+      return move_images(Exponential{-3.0 / pivot.width}, pivot, row, images, dmax);
     case 3:
-      return move_images(Gaussian{1.0 / pivot.width}, pivot, input, d, images, dmax);
+      return move_images(Gaussian{1.0 / pivot.width}, pivot, row, images, dmax);
     default:
-      return move_images(Step{pivot.width}, pivot, input, d, images, dmax);
+      return move_images(Step{pivot.width}, pivot, row, images, dmax);
   }
 }
 

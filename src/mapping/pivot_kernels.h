@@ -7,29 +7,22 @@ namespace qvtx {
 
 /// One pivot of curvilinear component analysis.
 struct CdaPivot {
-  long i;              ///< the pivot
   int function;        ///< neighbourhood function: 1 linear, 2 exponential, 3 Gaussian, any other: step
   double width;        ///< the pivot's neighbourhood width
   double input_share;  ///< 0..1: how much the weight follows the input distance
   double step;         ///< step factor
   bool crowded;        ///< many pairs are likely to act; chooses between two ways to the same result
-  /// Input distances of the pivot after this one (n numbers) or null: fetched from memory meanwhile.
-  const double* next_input;
 };
 
-/// Input distances are n numbers, 0 for the own row; output distances are `ImageArrays::distance`, padded.
 struct PivotKernels {
-  /// Moves every image away from or towards the pivot, given the input distances from the pivot (negative:
-  /// the pair does not interact) and the output distances d (padded; null: the Euclidean ones, which it
-  /// measures itself). Raises *dmax to the largest output distance of an interacting pair; returns the number
-  /// of active pairs.
+  /// Moves every image away from or towards the pivot, which is the image of the row. Raises *dmax to the
+  /// largest output distance of an interacting pair; returns the number of active pairs.
   ///
   /// With D and d the distances and f = `function` of `width`, the weight W is share f(D) + (1 - share) f(d);
   /// a pair with W >= 0.05 and d > 0 is active, and y += (y - y_i) (s W step), s = (D^2 - d^2) 0.5 / D^2 for
   /// d <= D, else (D - d) / d. Functions, in this order of operations: 1 - x (0.95 / width), not below 0;
   /// exp(x (-3 / width)); exp(-3 (t t)), t = x (1 / width); 1 for x <= width, else 0.
-  long (*cda_move)(const CdaPivot& pivot, const double* input, const double* d, const ImageView& images,
-                   double* dmax);
+  long (*cda_move)(const CdaPivot& pivot, const PairRow& row, const ImageView& images, double* dmax);
 };
 
 /// The loops of the instruction set in use.

@@ -9,18 +9,15 @@ namespace qvtx {
 /// the last.
 inline constexpr long newton_lanes = 8;
 
-/// A pair (i, j) has an input distance D = input[j] (n numbers, 0 for i itself) and an output distance d; it
-/// counts when both are positive. d: padded; null: the Euclidean distances, which the loops measure
-/// themselves.
+/// A pair (i, j) counts when its input distance D and its output distance d are positive.
 struct SammonKernels {
   /// gradient[k], curvature[k]: sums over the pairs that count of c t and c - (t t) v^3, where t is the
   /// coordinate k of image i minus that of image j, c = (D - d) r and v = D r with r = 1 / (D d): a single
   /// division gives both (D - d) / (D d) and 1 / d. v^3 = (v v) v.
-  void (*newton)(long i, const double* input, const double* d, const ImageView& images, double* gradient,
-                 double* curvature);
+  void (*newton)(const PairRow& row, const ImageView& images, double* gradient, double* curvature);
   /// Moves every image of a pair that counts away from or towards image i: y += (y - y_i) (step (D - d) / (d
   /// D)).
-  void (*push)(long i, double step, const double* input, const double* d, const ImageView& images);
+  void (*push)(const PairRow& row, double step, const ImageView& images);
 };
 
 /// The loops of the instruction set in use.

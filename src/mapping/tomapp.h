@@ -11,6 +11,7 @@
 namespace qvtx {
 
 class GraphOrder;
+class InputDistances;
 
 /// The mapping object: the n prototypes of the quantizer and their images in p dimensions, prototype i and
 /// row i of `mprot` belonging together.
@@ -208,9 +209,12 @@ class ToMapp : public VeQuan {
   /// Distance between components that `mapr_rep` is given after an epoch: the largest mixed distance with
   /// graph distances in use, else 0.
   double separation() const;
-  /// Distances of all images from image i, in the class in force; valid until the next call. `images` must be
-  /// loaded; it is stored back where the class asks for the plain form.
-  const double* image_distances(long i);
+  /// What a kernel needs to pass over the pairs of image i; `next` is the image of the next pass. Valid until
+  /// the next call. `images` must be loaded; it is stored back where the class of distances in force asks for
+  /// the plain form.
+  PairRow pair_row(InputDistances& input, long i, long next);
+  /// The same for the image at a position of the presentation order, which runs down to 0.
+  PairRow pair_row_at(InputDistances& input, long position);
   /// The passes of Sammon's mapping over all prototypes in presentation order; `images` must be loaded.
   void newton_steps(double anow);
   void push_from_pivots(double anow);
@@ -219,7 +223,7 @@ class ToMapp : public VeQuan {
   /// Draws the p coordinates of x; `images` must be loaded.
   void draw_stimulus(const MatFullD& sdev, bool around_images, double* x);
   /// The image nearest to x (1 x p) in the class in force, nprot when none is at a finite distance; `images`
-  /// as for `image_distances`.
+  /// as for `pair_row`.
   long nearest_image(const MatFullD& x);
   /// nprot x 1: how far along the graph each winner takes others along; 0 without links.
   const MatFullD& pull_widths(double lnow);
@@ -251,7 +255,7 @@ class ToMapp : public VeQuan {
   MatFullD nbwidth;    ///< nprot x 1: neighbourhood widths of curvilinear component analysis, else no rows
   MatLinkD mlink;      ///< links between the images; columns: strength, length
   ImageArrays images;  ///< work form of the mapped prototypes during an epoch
-  MatFullD plain_distances;  ///< nprot x 1: scratch of `image_distances`
+  MatFullD plain_distances;  ///< nprot x 1: scratch of `pair_row`
   MappingMemory memory;
 };
 

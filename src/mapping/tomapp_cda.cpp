@@ -70,18 +70,15 @@ long ToMapp::cda_itr(double anow, double lnow) {
   images.load(mprot);
   const ImageView view = images.view();
   for (long position = n - 1; position >= 0; --position) {
-    pivot.i = mpidx.get(position, 0);
-    const double* from = input.row(pivot.i);
-    pivot.next_input = input.stored(mpidx.get(position > 0 ? position - 1 : 0, 0));
-    const double* to = euclidean_images() ? nullptr : image_distances(pivot.i);
-    pivot.width = adaptive ? nbwidth(pivot.i, 0) : lnow * dpref.getval(keys.tdxm);
-    const long active = kernels.cda_move(pivot, from, to, view, &dmax);
+    const PairRow row = pair_row_at(input, position);
+    pivot.width = adaptive ? nbwidth(row.i, 0) : lnow * dpref.getval(keys.tdxm);
+    const long active = kernels.cda_move(pivot, row, view, &dmax);
     pivot.crowded = static_cast<double>(active) > crowd * static_cast<double>(n);
     if (adaptive) {
-      const double members = static_cast<double>(compsize.get(pidx.get(pivot.i, 0), 0));
+      const double members = static_cast<double>(compsize.get(pidx.get(row.i, 0), 0));
       pivot.width *= std::sqrt(lnow / (static_cast<double>(active + 1) / members));
     }
-    nbwidth(pivot.i, 0) = pivot.width;
+    nbwidth(row.i, 0) = pivot.width;
     total += static_cast<double>(active);
   }
   images.store(mprot);

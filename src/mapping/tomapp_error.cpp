@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "mapping/input_distances.h"
-#include "mapping/mapping_kernels.h"
+#include "mapping/stress_kernels.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {
@@ -64,15 +64,20 @@ double ToMapp::lost_links() const {
   return total > 0 ? static_cast<double>(misses) / static_cast<double>(total) : 0;
 }
 
-const double* ToMapp::image_distances(long i) {
-  if (euclidean_images()) {
-    mapping_kernels().image_distances(images.view(), i, images.distance());
-    return images.distance();
+PairRow ToMapp::pair_row(InputDistances& input, long i, long next) {
+  PairRow row{i, input.row(i), nullptr, input.stored(next)};
+  if (!row.soon) row.soon = row.input;
+  if (!euclidean_images()) {
+    images.store(mprot);
+    mprot.sdav(i, plain_distances, no_bound);
+    std::copy_n(plain_distances.data(), mprot.nrow(), images.distance());  // where there is padding
+    row.d = images.distance();
   }
-  images.store(mprot);
-  mprot.sdav(i, plain_distances, no_bound);
-  std::copy_n(plain_distances.data(), mprot.nrow(), images.distance());  // where there is padding
-  return images.distance();
+  return row;
+}
+
+PairRow ToMapp::pair_row_at(InputDistances& input, long position) {
+  return pair_row(input, mpidx.get(position, 0), mpidx.get(std::max(position - 1, 0L), 0));
 }
 
 double ToMapp::mapr_err() {
@@ -80,12 +85,10 @@ double ToMapp::mapr_err() {
   const long n = prot.nrow();
   InputDistances input(*this, balance(), true, memory.distances);
   StressSums sums{};
-  const MappingKernels& kernels = mapping_kernels();
   images.load(mprot);
-  for (long i = n - 1; i >= 0; --i) {
-    const double* from = input.row(i);
-    kernels.stress(from, image_distances(i), n, &sums);
-  }
+  const ImageView view = images.view();
+  for (long i = n - 1; i >= 0; --i)
+    stress_kernels().add(pair_row(input, i, std::max(i - 1, 0L)), view, &sums);
   double error = 0;
   double scale = 0;
   for (long l = 0; l < stress_lanes; ++l) {

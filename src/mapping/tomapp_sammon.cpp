@@ -51,8 +51,7 @@ void ToMapp::newton_steps(double anow) {
   double* curvature = sums.row(1);
   for (long position = prot.nrow() - 1; position >= 0; --position) {
     const long i = mpidx.get(position, 0);
-    const double* to = euclidean_images() ? nullptr : image_distances(i);
-    sammon_kernels().newton(i, input.row(i), to, view, gradient, curvature);
+    sammon_kernels().newton(pair_row_at(input, position), view, gradient, curvature);
     for (long k = view.p - 1; k >= 0; --k) {
       double& y = view.axes[k * view.stride + i];
       if (curvature[k] > 0) y += anow * gradient[k] / curvature[k];
@@ -65,9 +64,7 @@ void ToMapp::push_from_pivots(double anow) {
   InputDistances input(*this, balance(), true, memory.distances);
   const ImageView view = images.view();
   for (long position = prot.nrow() - 1; position >= 0; --position) {
-    const long i = mpidx.get(position, 0);
-    const double* to = euclidean_images() ? nullptr : image_distances(i);
-    sammon_kernels().push(i, anow, input.row(i), to, view);
+    sammon_kernels().push(pair_row_at(input, position), anow, view);
   }
 }
 
