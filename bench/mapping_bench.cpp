@@ -59,9 +59,14 @@ struct Plain {
   long n;
   const Mapping& mapping;
   std::vector<double> y;
+  std::vector<long> order;  // of the pivots: random, as in a mapping
 
   explicit Plain(const Mapping& m)
-      : n(m.getprot().nrow()), mapping(m), y(m.getmprot().data(), m.getmprot().data() + 2 * n) {}
+      : n(m.getprot().nrow()), mapping(m), y(m.getmprot().data(), m.getmprot().data() + 2 * n) {
+    for (long i = 0; i < n; ++i) order.push_back(i);
+    for (long i = n - 1; i >= 0; --i)
+      std::swap(order[static_cast<std::size_t>(i)], order[static_cast<std::size_t>(ul_rand() % n)]);
+  }
 
   double distance(long i, long j) const {
     const double s = y[at(j, 1)] - y[at(i, 1)], t = y[at(j, 0)] - y[at(i, 0)];
@@ -72,7 +77,7 @@ struct Plain {
   template <class F>
   double epoch(const F& weight_of, double a) {
     double dmax = 0;
-    for (long i = n - 1; i >= 0; --i) {
+    for (const long i : order) {
       const double* input = mapping.input(i);
       for (long j = n - 1; j >= 0; --j) {
         const double from = input[j];

@@ -5,24 +5,45 @@
 
 namespace qvtx {
 
+// What exponential_of asks of a type of numbers beside + - *. Groups of vectors have the same
+// (vector_group.h).
+
+/// 2^k mantissa, where the lowest bits of `shifted` hold k: by adding k to the exponent.
+[[gnu::always_inline]] inline double scaled(double mantissa, double shifted) {
+  const std::uint64_t exponent = __builtin_bit_cast(std::uint64_t, shifted) << 52;
+  return __builtin_bit_cast(double, __builtin_bit_cast(std::uint64_t, mantissa) + exponent);
+}
+
+/// Logarithms of the smallest normal number, and of the largest number.
+constexpr double least_exponent = -0x1.6232bdd7abcd2p+9;
+constexpr double largest_exponent = 0x1.62e42fefa39efp+9;
+
+/// e^x, given what the arithmetic made of it: that where it is in range, 0 or infinity where not, NaN for
+/// NaN.
+[[gnu::always_inline]] inline double in_range(double x, double power) {
+  const double bounded = x < least_exponent ? 0.0 : power;
+  return x <= largest_exponent ? bounded : x + __builtin_inf();
+}
+
 // Cody and Waite, "Software Manual for the Elementary Functions", 1980, chapter 6: x = k ln 2 + r with |r| <=
 // ln 2 / 2, then e^x = 2^k e^r. The comments count the error in units of the last place (ulp) of the result.
-[[gnu::always_inline]] inline double fixed_exp(double x) {
+template <class Real>
+[[gnu::always_inline]] inline Real exponential_of(const Real& x) {
   // k is the integer nearest to x / ln 2. Adding 1.5 * 2^52 leaves no bits for a fraction, so that the
   // addition rounds, and k stands as a two's complement number in the lowest bits: no conversion to integer,
   // which SSE2 lacks.
-  const double shifted = x * 0x1.71547652b82fep+0 + 0x1.8p+52;
-  const double k = shifted - 0x1.8p+52;
+  const Real shifted = x * 0x1.71547652b82fep+0 + 0x1.8p+52;
+  const Real k = shifted - 0x1.8p+52;
 
   // ln 2 in two parts. The first has 32 bits, so that k times it and the difference are exact. The rounding
   // error of r goes to `tail`; without it, it would cost another quarter ulp.
-  const double high = x - k * 0x1.62e42feep-1;
-  const double low = k * 0x1.a39ef35793c76p-33;
-  const double r = high - low;
-  const double tail = (high - r) - low;
+  const Real high = x - k * 0x1.62e42feep-1;
+  const Real low = k * 0x1.a39ef35793c76p-33;
+  const Real r = high - low;
+  const Real tail = (high - r) - low;
 
   // e^r = 1 + r + r^2/2 + r^3 q(r): the minimax polynomial of degree 12 for |r| <= 1.0002 ln 2 / 2.
-  double q = 0x1.20d17e36c0c7ap-29;
+  Real q = 0x1.20d17e36c0c7ap-29;
   q = q * r + 0x1.af7a45f0a0fefp-26;
   q = q * r + 0x1.27e40bd9a66cap-22;
   q = q * r + 0x1.71dde7a907ddep-19;
@@ -32,17 +53,12 @@ namespace qvtx {
   q = q * r + 0x1.111111110e32cp-7;
   q = q * r + 0x1.555555555556fp-5;
   q = q * r + 0x1.555555555555dp-3;
-  const double square = r * r;
+  const Real square = r * r;
   // At most 1/2 ulp from this sum, 1/4 from the inner one, and less than 1/8 from the polynomial.
-  const double mantissa = 1.0 + (r + (tail + (0.5 * square + square * (r * q))));
-
-  // 2^k by adding k to the exponent, which overflows for no x that the selections below let pass.
-  const std::uint64_t exponent = __builtin_bit_cast(std::uint64_t, shifted) << 52;
-  const double power = __builtin_bit_cast(double, __builtin_bit_cast(std::uint64_t, mantissa) + exponent);
-
-  // ln of the smallest normal number, and of the largest number.
-  const double bounded = x < -0x1.6232bdd7abcd2p+9 ? 0.0 : power;
-  return x <= 0x1.62e42fefa39efp+9 ? bounded : x + __builtin_inf();  // also NaN for NaN
+  const Real mantissa = 1.0 + (r + (tail + (0.5 * square + square * (r * q))));
+  return in_range(x, scaled(mantissa, shifted));  // k overflows for no x that is in range
 }
+
+[[gnu::always_inline]] inline double fixed_exp(double x) { return exponential_of(x); }
 
 }  // namespace qvtx

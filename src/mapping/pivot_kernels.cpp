@@ -8,8 +8,7 @@
 
 #include "mapping/pivot_kernels.h"
 
-#include "base/exponential.h"
-#include "base/vector_lanes.h"
+#include "base/vector_group.h"
 
 namespace qvtx::QVTX_ISA {
 
@@ -120,13 +119,6 @@ struct KnownDistances {
 };
 
 // ---- Neighbourhood functions of a group ----
-
-inline void exponentials(Vec (&v)[parts]) {
-  double x[group];
-  for (int i = 0; i < parts; ++i) store(x + i * lanes, v[i]);
-  for (int l = 0; l < group; ++l) x[l] = fixed_exp(x[l]);
-  for (int i = 0; i < parts; ++i) v[i] = load(x + i * lanes);
-}
 
 struct Step {
   double width;
