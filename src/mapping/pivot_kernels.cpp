@@ -153,6 +153,31 @@ struct Gaussian {
   }
 };
 
+/// Multiplies factors by the weights of the output distances, and takes out pairs of too small a weight.
+template <class Neighbourhood>
+inline void apply(const Neighbourhood& neighbourhood, const Vec (&to)[parts], Vec (&factor)[parts],
+                  Mask (&acts)[parts]) {
+  Vec weight[parts];
+  for (int i = 0; i < parts; ++i) weight[i] = to[i];
+  neighbourhood.weigh(weight);
+  for (int i = 0; i < parts; ++i) {
+    acts[i] &= at_least(weight[i], broadcast(least_weight));
+    factor[i] *= weight[i];
+  }
+}
+/// All weights are 1.
+inline void apply(const Step& step, const Vec (&to)[parts], Vec (&)[parts], Mask (&acts)[parts]) {
+  for (int i = 0; i < parts; ++i) acts[i] &= at_least(broadcast(step.width), to[i]);
+}
+/// Weights that are clipped at 0 are too small anyway.
+inline void apply(const Linear& linear, const Vec (&to)[parts], Vec (&factor)[parts], Mask (&acts)[parts]) {
+  for (int i = 0; i < parts; ++i) {
+    const Vec weight = 1.0 - to[i] * linear.scale;
+    acts[i] &= at_least(weight, broadcast(least_weight));
+    factor[i] *= weight;
+  }
+}
+
 // ---- Picking out ----
 
 /// Writes the lanes of a mask, close together, and the numbers of these lanes, the first of which has the
@@ -188,12 +213,6 @@ inline long pick(double* to, int* numbers, Vec v, long first, unsigned mask) {
     result[i] = select(nearer, (divisor[i] - to[i] * to[i]) * 0.5, from[i] - to[i]);
   }
   for (int i = 0; i < parts; ++i) result[i] /= divisor[i];
-}
-
-/// Which pairs act.
-inline Mask acting(Vec from, Vec to, Vec weight) {
-  return static_cast<Mask>(at_least(from, Vec{}) & above(to, Vec{}) &
-                           at_least(weight, broadcast(least_weight)));
 }
 
 /// The larger of the top and the measure of a pair, which counts when the pair interacts.
@@ -296,28 +315,37 @@ class Pass {
     const double share = share_, step = step_;
     long active = 0;
     for (long j = 0; j < count; j += group) {
-      Vec from[parts], to[parts], weight[parts], factor[parts];
+      Vec from[parts], to[parts], factor[parts];
+      Mask acts[parts];
       for (int i = 0; i < parts; ++i) from[i] = load(input + j + i * lanes);
       for (int i = 0; i < parts; ++i) to[i] = measure(j + i * lanes, from[i]);
       Distances::distances(to);
-      for (int i = 0; i < parts; ++i) weight[i] = to[i];
-      neighbourhood.weigh(weight);
-      if (share > 0) mix_input_weights(neighbourhood, share, from, weight);
       displacements(from, to, factor);
+      for (int i = 0; i < parts; ++i) acts[i] = at_least(from[i], Vec{}) & above(to[i], Vec{});
+      if (share > 0) {
+        apply_mixed(neighbourhood, share, from, to, factor, acts);
+      } else {
+        apply(neighbourhood, to, factor, acts);
+      }
       for (int i = 0; i < parts; ++i) {
-        const Mask acts = acting(from[i], to[i], weight[i]);
-        move(j + i * lanes, acts, factor[i] * weight[i] * step);
-        active += __builtin_popcount(mask_of(acts));
+        move(j + i * lanes, acts[i], factor[i] * step);
+        active += __builtin_popcount(mask_of(acts[i]));
       }
     }
     active_ += active;
   }
-  static void mix_input_weights(const Neighbourhood& neighbourhood, double share, const Vec (&from)[parts],
-                                Vec (&weight)[parts]) {
-    Vec input_weight[parts];
+  static void apply_mixed(const Neighbourhood& neighbourhood, double share, const Vec (&from)[parts],
+                          const Vec (&to)[parts], Vec (&factor)[parts], Mask (&acts)[parts]) {
+    Vec input_weight[parts], weight[parts];
     for (int i = 0; i < parts; ++i) input_weight[i] = from[i];
+    for (int i = 0; i < parts; ++i) weight[i] = to[i];
     neighbourhood.weigh(input_weight);
-    for (int i = 0; i < parts; ++i) weight[i] = share * input_weight[i] + (1.0 - share) * weight[i];
+    neighbourhood.weigh(weight);
+    for (int i = 0; i < parts; ++i) {
+      const Vec mixed = share * input_weight[i] + (1.0 - share) * weight[i];
+      acts[i] &= at_least(mixed, broadcast(least_weight));
+      factor[i] *= mixed;
+    }
   }
 
   static constexpr long room = block + group;
