@@ -1,7 +1,6 @@
 // The winner of a stimulus and the moves towards it.
 
-#include "base/exponential.h"
-#include "base/vector_lanes.h"
+#include "base/vector_group.h"
 #include "mapping/isotop_kernels.h"
 
 namespace qvtx::QVTX_ISA {
@@ -89,7 +88,18 @@ long nearest(const ImageView& images, const double* x) {
 
 /// weight[j] becomes exp(-3 (d[j] / width)^2) step.
 inline void weigh(const double* d, long m, double width, double step, double* weight) {
-  for (long j = 0; j < m; ++j) {
+  constexpr int parts = 4;
+  long j = 0;
+  for (; j + parts * lanes <= m; j += parts * lanes) {
+    Vec x[parts];
+    for (int i = 0; i < parts; ++i) {
+      const Vec rho = load(d + j + i * lanes) / width;
+      x[i] = -3.0 * (rho * rho);
+    }
+    exponentials(x);
+    for (int i = 0; i < parts; ++i) store(weight + j + i * lanes, x[i] * step);
+  }
+  for (; j < m; ++j) {
     const double rho = d[j] / width;
     weight[j] = fixed_exp(-3.0 * (rho * rho)) * step;
   }
