@@ -8,6 +8,10 @@
 
 namespace qvtx::QVTX_ISA {
 
+/// Vectors that loops take side by side, and the numbers in them.
+constexpr int parts = 4;
+constexpr long group = parts * lanes;
+
 template <int count>
 struct VecGroup {
   Vec part[count];

@@ -2,15 +2,11 @@
 // What the passes over all pairs of an image have in common: groups of vectors, and the output distances in
 // them. For sources called *_kernels.cpp only.
 
-#include "base/vector_lanes.h"
+#include "base/vector_group.h"
 #include "mapping/image_arrays.h"
 
 namespace qvtx::QVTX_ISA {
 
-/// Vectors that are handled side by side: most operations wait for the one before, and the processor does not
-/// look far enough ahead to fill the time with later vectors of a loop on its own.
-constexpr int parts = 4;
-constexpr long group = parts * lanes;
 static_assert(image_padding % group == 0);
 
 /// Output distances from an image, measured. axes: their number, where the compiler should know it; else 0.

@@ -26,10 +26,6 @@ constexpr double least_square = 1e-290;
 
 /// Images of which the pairs that act are picked out at a time.
 constexpr long block = 2048;
-/// Vectors that are handled side by side, one operation after the other: most operations wait for the one
-/// before, and the processor does not look far enough ahead to fill the time with later vectors on its own.
-constexpr int parts = 4;
-constexpr long group = parts * lanes;
 static_assert(image_padding % group == 0 && block % image_padding == 0);
 
 // ---- Where distances come from ----

@@ -88,9 +88,8 @@ long nearest(const ImageView& images, const double* x) {
 
 /// weight[j] becomes exp(-3 (d[j] / width)^2) step.
 inline void weigh(const double* d, long m, double width, double step, double* weight) {
-  constexpr int parts = 4;
   long j = 0;
-  for (; j + parts * lanes <= m; j += parts * lanes) {
+  for (; j + group <= m; j += group) {
     Vec x[parts];
     for (int i = 0; i < parts; ++i) {
       const Vec rho = load(d + j + i * lanes) / width;
