@@ -46,10 +46,13 @@ struct VecGroup {
   }
 };
 
+/// Exponents out of range may wrap round: `in_range` drops what comes of them.
+typedef unsigned long long WrappingBits __attribute__((vector_size(register_bytes)));
+
 template <int count>
 inline VecGroup<count> scaled(VecGroup<count> mantissa, const VecGroup<count>& shifted) {
   for (int i = 0; i < count; ++i)
-    mantissa.part[i] = (Vec)((Bits)mantissa.part[i] + ((Bits)shifted.part[i] << 52));
+    mantissa.part[i] = (Vec)((WrappingBits)mantissa.part[i] + ((WrappingBits)shifted.part[i] << 52));
   return mantissa;
 }
 

@@ -9,8 +9,8 @@
 namespace qvtx {
 
 /// The rows of GraphPaths, with the same bits, for callers that want the rows of all nodes: sources that lie
-/// near each other are searched together, one in each lane. Memory for a copy of the links and for 24 numbers
-/// a node. The graph may change after the construction; the copy does not.
+/// near each other are searched together, one in each lane. Memory for two copies of the links and for 30
+/// numbers a node. The graph may change after the construction; the copy does not.
 class PathRows {
  public:
   static constexpr long group = paths::sources;

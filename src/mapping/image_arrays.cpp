@@ -1,5 +1,6 @@
 #include "mapping/image_arrays.h"
 
+#include <algorithm>
 #include <memory>
 
 namespace qvtx {
@@ -20,6 +21,7 @@ void ImageArrays::load(const MatFullD& images) {
   for (long k = 0; k < p_; ++k) {
     double* axis = begin_ + k * stride_;
     for (long j = 0; j < n_; ++j) axis[j] = y[j * p_ + k];
+    std::fill(axis + n_, axis + stride_, 0.0);  // an earlier mapping may have left anything
   }
 }
 

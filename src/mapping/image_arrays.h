@@ -12,7 +12,7 @@ namespace qvtx {
 inline constexpr long image_padding = 32;
 
 /// Raw view for kernels: coordinate k of image j is axes[k * stride + j], j < n, k < p. What lies between n
-/// and stride is finite at first and may be overwritten.
+/// and stride is 0 after a load and may be overwritten.
 struct ImageView {
   double* axes;
   long stride;

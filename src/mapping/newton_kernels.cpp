@@ -15,19 +15,24 @@ static_assert(group % newton_lanes == 0 && newton_lanes % lanes == 0);
 /// Vectors that hold one partial sum of each kind.
 constexpr int sum_parts = newton_lanes / lanes;
 
+inline Mask pairs_that_count(Vec from, Vec to) {
+  return static_cast<Mask>(above(from, Vec{}) & above(to, Vec{}));
+}
+
 /// What all axes of a pair share; 0 where the pair does not count.
 struct Terms {
+  Mask counts[parts];
   Vec slope[parts];  // (D - d) / (D d)
   Vec cube[parts];   // 1 / d^3
 
   Terms(const Vec (&from)[parts], const Vec (&to)[parts]) {
     for (int i = 0; i < parts; ++i) slope[i] = 1.0 / (from[i] * to[i]);
     for (int i = 0; i < parts; ++i) {
-      const Mask counts = above(from[i], Vec{}) & above(to[i], Vec{});
+      counts[i] = pairs_that_count(from[i], to[i]);
       const Vec r = slope[i];
       const Vec v = from[i] * r;
-      slope[i] = select(counts, (from[i] - to[i]) * r, Vec{});
-      cube[i] = select(counts, v * v * v, Vec{});
+      slope[i] = select(counts[i], (from[i] - to[i]) * r, Vec{});
+      cube[i] = select(counts[i], v * v * v, Vec{});
     }
   }
 };
@@ -40,7 +45,8 @@ struct AxisSums {
   /// y: the axis of the images of the group.
   void add(const Terms& pairs, double origin, const double* y) {
     for (int i = 0; i < parts; ++i) {
-      const Vec t = origin - load(y + i * lanes);
+      // Images and padding may be infinite or NaN, which a factor of 0 would not silence.
+      const Vec t = select(pairs.counts[i], origin - load(y + i * lanes), Vec{});
       gradient[i % sum_parts] += pairs.slope[i] * t;
       curvature[i % sum_parts] += pairs.slope[i] - t * t * pairs.cube[i];
     }
@@ -100,21 +106,22 @@ void newton(const PairRow& row, const ImageView& images, double* gradient, doubl
 
 template <class Distances>
 void push_by(const Distances& distances, double step, const PairRow& row, const ImageView& images) {
-  const double* origin = images.axes + row.i;  // does not move: its own factor is 0
+  const double* origin = images.axes + row.i;  // does not move: its own pair does not count
   for_groups(
       row.input, row.soon, images.n, [&](long first, const Vec(&from)[parts]) __attribute__((always_inline)) {
         Vec to[parts];
         distances.get(first, to);
+        Mask counts[parts];
         for (int i = 0; i < parts; ++i) {
-          const Mask counts = above(from[i], Vec{}) & above(to[i], Vec{});
-          to[i] = select(counts, step * (from[i] - to[i]) / (to[i] * from[i]), Vec{});
+          counts[i] = pairs_that_count(from[i], to[i]);
+          to[i] = step * (from[i] - to[i]) / (to[i] * from[i]);
         }
         for (long k = images.p - 1; k >= 0; --k) {
           double* axis = images.axes + k * images.stride + first;
           const double here = origin[k * images.stride];
           for (int i = 0; i < parts; ++i) {
             const Vec y = load(axis + i * lanes);
-            store(axis + i * lanes, y + (y - here) * to[i]);
+            store(axis + i * lanes, select(counts[i], y + (y - here) * to[i], y));
           }
         }
       });

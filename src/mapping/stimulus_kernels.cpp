@@ -13,6 +13,8 @@ namespace {
 constexpr int chains = 4;
 /// Images handled at a time: their work rows stay in the first-level cache.
 constexpr long block = 256;
+/// Weight of an image that is not pulled. With 0 a -0 would lose its sign, and infinity become NaN.
+constexpr double stays = __builtin_nan("");
 
 /// The nearest image met so far.
 struct Nearest {
@@ -113,12 +115,15 @@ void pull_near(const IsotopPull& pull, const ImageView& images) {
     weigh(d, m, width, pull.step, weight);
     for (long j = 0; j < m; ++j) {
       const bool near = (d[j] >= 0) & (d[j] <= width);
-      weight[j] = near ? weight[j] : 0.0;
+      weight[j] = near ? weight[j] : stays;
     }
     for (long k = images.p - 1; k >= 0; --k) {
       double* y = images.axes + k * images.stride + first;
       const double target = pull.x[k];
-      for (long j = 0; j < m; ++j) y[j] += (target - y[j]) * weight[j];
+      for (long j = 0; j < m; ++j) {
+        const double moved = y[j] + (target - y[j]) * weight[j];
+        y[j] = weight[j] == weight[j] ? moved : y[j];
+      }
     }
   }
 }

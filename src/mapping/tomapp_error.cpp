@@ -10,8 +10,8 @@ namespace qvtx {
 
 namespace {
 
-/// Largest number of unit spheres that touch a unit sphere in d dimensions (the best known arrangement): as
-/// many neighbours as a point can have at equal distances.
+/// Largest number of unit spheres that touch a unit sphere in d dimensions (the best known arrangement), as
+/// many neighbours as a point can have at equal distances; from 8 dimensions on that of 8.
 long kissing_number(long d) {
   constexpr long known[] = {0, 2, 6, 12, 24, 40, 72, 126, 240};
   return known[std::min(d, 8L)];

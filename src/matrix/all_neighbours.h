@@ -13,7 +13,7 @@ namespace qvtx {
 /// What NeighbourSearch finds for each row of the matrix, itself left out, in the distance class and exponent
 /// in force. Under the Euclidean distance many rows search together: scores in single precision, for which
 /// the rows pass through the nearest cache once for all of them, leave few candidates, and exact distances
-/// decide. Memory: the rows once more in single precision, nothing that grows with k.
+/// decide. Memory: the rows once more in single precision, and 64 lists of k rows.
 class AllNeighbours {
  public:
   /// The rows must outlive the object and stay as they are.

@@ -14,6 +14,8 @@
 #include "mapping/god_kernels.h"
 #include "mapping/pivot_kernels.h"
 #include "mapping/point_kernels.h"
+#include "mapping/sammon_kernels.h"
+#include "mapping/stress_kernels.h"
 #include "matrix/matfulld.h"
 
 namespace qvtx::test {
@@ -84,6 +86,74 @@ TEST_P(Kernels, DistancesAreRoundedRoots) {
           << images(j, 0) << ' ' << images(j, 1);
     }
     ASSERT_EQ(*std::max_element(input.begin(), input.end()), dmax);
+  }
+}
+
+// More images than a block has, some of which do not interact.
+TEST_P(Kernels, APivotMovesTheImagesOfAllBlocks) {
+  constexpr long n = 4173, pivot = 2050;
+  constexpr double width = 0.3, step = 0.4;
+  MatFullD images(n, 2), plain;
+  images.setrows(n, 0.0);
+  images.random(0, 0.0, 1.0, 0, -1, 0, -1);
+  const std::vector<double> input = uniform(n, -0.1, 1.0);
+  plain.copy(images);
+  double top = 0;
+  long count = 0;
+  for (long j = 0; j < n; ++j) {
+    const double x = images(j, 0) - images(pivot, 0), y = images(j, 1) - images(pivot, 1);
+    const double from = input[static_cast<std::size_t>(j)], to = std::sqrt(y * y + x * x);
+    if (from >= 0) top = std::max(top, to);
+    if (from < 0 || to <= 0 || to > width) continue;
+    const double s = to <= from ? (from * from - to * to) * 0.5 / (from * from) : (from - to) / to;
+    for (long k = 0; k < 2; ++k) plain(j, k) += (images(j, k) - images(pivot, k)) * (s * step);
+    ++count;
+  }
+  for (const bool crowded : {false, true}) {
+    ImageArrays arrays;
+    arrays.load(images);
+    const PairRow row{pivot, input.data(), nullptr, input.data()};
+    double dmax = 0;
+    EXPECT_EQ(count, pivot_kernels().cda_move({0, width, 0.0, step, crowded}, row, arrays.view(), &dmax));
+    EXPECT_EQ(top, dmax);
+    MatFullD moved;
+    moved.copy(images);
+    arrays.store(moved);
+    for (long j = 0; j < n; ++j)
+      ASSERT_TRUE(moved(j, 0) == plain(j, 0) && moved(j, 1) == plain(j, 1)) << j << ' ' << crowded;
+  }
+}
+
+TEST_P(Kernels, WhatLiesBehindTheImagesDoesNotCount) {
+  for (const long n : {5L, 37L}) {
+    MatFullD images(n, 2);
+    images.setrows(n, 0.0);
+    images.random(0, 0.0, 1.0, 0, -1, 0, -1);
+    std::vector<double> input = uniform(n, 0.1, 1.0), expected;
+    input[2] = 0.0;
+    const PairRow row{2, input.data(), nullptr, input.data()};
+    for (const double behind : {0.0, nan, infinity}) {
+      ImageArrays arrays;
+      arrays.load(images);
+      const ImageView view = arrays.view();
+      for (long k = 0; k < 2; ++k)
+        std::fill(view.axes + k * view.stride + n, view.axes + (k + 1) * view.stride, behind);
+      std::vector<double> found(4, 0.0);
+      sammon_kernels().newton(row, view, &found[0], &found[2]);
+      StressSums sums{};
+      stress_kernels().add(row, view, &sums);
+      found.insert(found.end(), sums.error, sums.error + stress_lanes);
+      found.insert(found.end(), sums.scale, sums.scale + stress_lanes);
+      found.push_back(0.0);
+      pivot_kernels().cda_move({1, 0.7, 0.0, 0.1, true}, row, view, &found.back());
+      sammon_kernels().push(row, 0.1, view);
+      MatFullD moved;
+      moved.copy(images);
+      arrays.store(moved);
+      found.insert(found.end(), moved.data(), moved.data() + 2 * n);
+      if (expected.empty()) expected = found;
+      ASSERT_EQ(expected, found) << n << ' ' << behind;
+    }
   }
 }
 
