@@ -1,10 +1,8 @@
 // The exponential, the generator and the scalar quantizer.
 
 #include <cfloat>
-#include <cstring>
 
 #include "base/exponential.h"
-#include "base/isa.h"
 #include "base/random.h"
 #include "base/scquan.h"
 #include "base/support.h"
@@ -49,32 +47,6 @@ TEST(FixedExp, SpecialValues) {
   EXPECT_TRUE(std::isnan(fixed_exp(std::nan(""))));
 }
 
-// The same loop for every instruction set, as in the kernels.
-#define EXP_LOOP(name)                                     \
-  void name(double* out, const double* x, long n) {        \
-    for (long i = 0; i < n; ++i) out[i] = fixed_exp(x[i]); \
-  }
-EXP_LOOP(exp_plain)
-#if defined(__x86_64__)
-__attribute__((target("avx2"))) EXP_LOOP(exp_avx2)
-    __attribute__((target("avx512f,avx512dq,avx512bw,avx512vl"))) EXP_LOOP(exp_avx512)
-#else
-constexpr auto exp_avx2 = exp_plain, exp_avx512 = exp_plain;
-#endif
-
-        TEST(FixedExp, LoopsHaveTheBitsOfTheScalarForm) {
-  std::mt19937_64 words(7);
-  std::vector<double> x = {infinite, -infinite, 0.0, largest, smallest, DBL_MAX, -DBL_MAX}, expected;
-  for (int k = 0; k < 100003; ++k) x.push_back(static_cast<double>(words() >> 11) * 0x1p-53 * 1600 - 800);
-  for (const volatile double& one : x) expected.push_back(fixed_exp(one));  // volatile: one at a time
-  void (*const loops[])(double*, const double*, long) = {exp_plain, exp_avx2, exp_avx512};
-  for (int level = 0; level <= static_cast<int>(isa_best()); ++level) {
-    std::vector<double> out(x.size());
-    loops[level](out.data(), x.data(), static_cast<long>(x.size()));
-    EXPECT_EQ(std::memcmp(out.data(), expected.data(), x.size() * sizeof(double)), 0) << "level " << level;
-  }
-}
-
 // ---- The generator ----
 
 /// The standard library's generator, put into the state that the 69069 rule gives.
@@ -100,23 +72,6 @@ TEST(Random, IsMersenneTwisterSeededByTheMultiplierRule) {
   }
 }
 
-TEST(Random, DerivedDrawsFollowTheWords) {
-  setseed(99);
-  std::mt19937 words = seeded_oracle(99);
-  bool negative = false;
-  for (const long n : {1L, 2L, 7L, 1000L, 2147483647L, 5000000000L, 3L, 10L, 10L, 10L}) {
-    const auto word = static_cast<std::int32_t>(words());
-    negative = negative || word < 0;
-    EXPECT_EQ(draw_index(n), std::llabs(word % n)) << n;
-  }
-  EXPECT_TRUE(negative);  // the case in which the remainder needs its absolute value has occurred
-  for (int k = 0; k < 9; ++k) EXPECT_EQ(u_rand(), static_cast<double>(words()) / 4294967295.0);
-  const RandomState state = getrandom();
-  const double u1 = u_rand(), u2 = u_rand();
-  setrandom(state);
-  EXPECT_EQ(gauss_rand(), std::sqrt(-2.0 * std::log(u1)) * std::cos(6.2831853076 * u2));
-}
-
 // ---- The scalar quantizer ----
 
 TEST(ScQuan, BinsAreClosedBelow) {
@@ -132,6 +87,23 @@ TEST(ScQuan, BinsAreClosedBelow) {
     for (const double above : {q.ub(), infinite}) EXPECT_EQ(q.getidx(above), q.bins() - 1);
     EXPECT_EQ(q.getidx(-infinite), 0);
   }
+}
+
+TEST(Random, DerivedDrawsFollowTheWords) {
+  setseed(99);
+  std::mt19937 words = seeded_oracle(99);
+  bool negative = false;
+  for (const long n : {1L, 2L, 7L, 1000L, 2147483647L, 5000000000L, 3L, 10L, 10L, 10L}) {
+    const auto word = static_cast<std::int32_t>(words());
+    negative = negative || word < 0;
+    EXPECT_EQ(draw_index(n), std::llabs(word % n)) << n;
+  }
+  EXPECT_TRUE(negative);  // the case in which the remainder needs its absolute value has occurred
+  for (int k = 0; k < 9; ++k) EXPECT_EQ(u_rand(), static_cast<double>(words()) / 4294967295.0);
+  const RandomState state = getrandom();
+  const double u1 = u_rand(), u2 = u_rand();
+  setrandom(state);
+  EXPECT_EQ(gauss_rand(), std::sqrt(-2.0 * std::log(u1)) * std::cos(6.2831853076 * u2));
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "console/program.h"
 
 namespace qvtx::console {
@@ -10,39 +12,16 @@ namespace {
 TEST(EndOfInput, EndsTheProgramAtTheLoopPromptAndFailsInsideADialogue) {
   Workplace here;
   here.bring("iris.dat");
-  const std::vector<const char*> sessions[2] = {// The fast question of fc counts as answered with 0.
-                                                {"", "hh", "tv ", "ld iris ng 9", "ms x x", "ld iris fc 9"},
-                                                {"x",
-                                                 "xt",
-                                                 "is",
-                                                 "mx",
-                                                 "dc",
-                                                 "ld",
-                                                 "ld nothing",
-                                                 "la nothing",
-                                                 "ms",
-                                                 "ms x",
-                                                 "ms s",
-                                                 "ms s 1",
-                                                 "ld iris km",
-                                                 "ld iris dk",
-                                                 "ld iris dk m",
-                                                 "ld iris dk a",
-                                                 "ld iris om 9",
-                                                 "ld iris lm nothing",
-                                                 "ld iris sm",
-                                                 "ld iris st",
-                                                 "ld iris xg",
-                                                 "ld iris ng 9 cc",
-                                                 "ld iris ng 9 cc m",
-                                                 "ld iris ng 9 cc mp",
-                                                 "ld iris ng 9 md mp m",
-                                                 "ld iris ng 9 md mp a",
-                                                 "ld iris ng 9 md mp m 2 bw",
-                                                 "ld iris ng 9 md mp m 2 bw 1",
-                                                 "ld iris ng 9 cc mp m 2 cc iv nothing"}};
+  // By exit status, one session a line. The fast question of fc counts as answered with 0.
+  const char* const sessions[2] = {
+      "\nhh\ntv \nld iris ng 9\nms x x\nld iris fc 9",
+      "x\nxt\nis\nmx\ndc\nld\nld nothing\nla nothing\nms\nms x\nms s\nms s 1\nms ?\nld iris km\nld iris dk\n"
+      "ld iris dk m\nld iris dk a\nld iris om 9\nld iris lm nothing\nld iris sm\nld iris st\nld iris xg\n"
+      "ld iris ng 9 cc\nld iris ng 9 cc m\nld iris ng 9 cc mp\nld iris ng 9 md mp m\nld iris ng 9 md mp a\n"
+      "ld iris ng 9 md mp m 2 bw\nld iris ng 9 md mp m 2 bw 1\nld iris ng 9 cc mp m 2 cc iv nothing"};
   for (const int status : {0, 1}) {
-    for (const char* session : sessions[status]) {
+    std::istringstream lines(sessions[status]);
+    for (std::string session; std::getline(lines, session);) {
       const Result r = here.feed(session);
       EXPECT_EQ(r.status, status) << session;
       EXPECT_EQ(occurrences(r.err, "unexpected end of input"), status) << session << "\n" << r.err;

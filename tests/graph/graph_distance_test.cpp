@@ -1,5 +1,4 @@
 
-#include "graph/graph_paths.h"
 #include "graph/graph_support.h"
 
 namespace qvtx {
@@ -89,36 +88,6 @@ TEST(ShortestPaths, EqualDistancesSettleByNumber) {
   const long order[] = {3, 0, 2, 4, 5, 1};
   for (long s = 0; s < 6; ++s) EXPECT_EQ(order[s], pred(s, 1));
   EXPECT_EQ(4, pred(1, 0));  // found from 4 first, 5 comes as late
-}
-
-/// Every source of a graph by both searches.
-void expect_same_rows(const MatLinkD& links) {
-  GraphPaths paths(links, 1);
-  const long n = links.nnode();
-  double row[100];
-  long path[200];
-  MatFullL pred;
-  MatFullD dist;
-  for (long src = 0; src < n; ++src) {
-    ASSERT_EQ(links.gdav(src, 1, pred, dist, no_bound), paths.row(src, row, path));
-    ASSERT_TRUE(std::equal(row, row + n, dist.data()));
-    ASSERT_TRUE(std::equal(path, path + 2 * n, pred.data()));
-    paths.row(src, row, nullptr);
-    ASSERT_TRUE(std::equal(row, row + n, dist.data()));
-  }
-}
-
-TEST(ShortestPaths, FlatSearchAgreesToTheBitAmongTiesAndOddLengths) {
-  Numbers numbers(11);
-  MatLinkD links;
-  for (long round = 0; round < 20 && !HasFatalFailure(); ++round) {
-    build_random(links, 80, 240, round % 4, numbers);
-    for (long k = 0; k < links.nslot() && round % 2 == 1; ++k) links.setvalue(k, 1, numbers.real());
-    expect_same_rows(links);
-  }
-  build(links, 5, {{0, 1, -2.0}, {1, 2, 3.0}, {2, 0, 1.0}, {2, 3, no_bound}, {0, 4, -no_bound}, {1, 4, 0.0}});
-  links.setvalue(links.add_link(1, 3), 1, no_bound - no_bound);
-  expect_same_rows(links);
 }
 
 TEST(LinkLengths, AreTheShortestToEachDirectNeighbour) {

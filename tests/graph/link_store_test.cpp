@@ -270,14 +270,6 @@ MatLinkD sample() {
   return store;
 }
 
-TEST(LinkStore, SnapshotLoadsToTheSameBytesAndGoesOn) {
-  MatLinkD store = sample(), loaded;
-  ASSERT_EQ(1, load_record(loaded, record_of(store)));
-  EXPECT_EQ(record_of(store), record_of(loaded));
-  EXPECT_EQ(store.add_link(1, 5), loaded.add_link(1, 5));
-  EXPECT_EQ(record_of(store), record_of(loaded));
-}
-
 std::string with_word(std::string bytes, std::size_t place, long v) {
   for (std::size_t b = 0; b < 4; ++b) bytes[place + b] = static_cast<char>(v >> (8 * b) & 255);
   return bytes;

@@ -1,4 +1,5 @@
-// Shortest paths from all nodes, sixteen at a time, against the search from each.
+// Shortest paths from all nodes, one by one over flat arrays and sixteen at a time, against the heap's
+// search.
 
 #include "graph/path_rows.h"
 
@@ -66,6 +67,15 @@ Rows rows_of_single_searches(const MatLinkD& links) {
   return rows;
 }
 
+Rows rows_of_flat_searches(const MatLinkD& links, bool with_pred) {
+  GraphPaths paths(links, 1);
+  const auto n = static_cast<std::size_t>(links.nnode());
+  Rows rows{std::vector(n, std::vector<double>(n)), std::vector(n, std::vector<long>(2 * n))};
+  for (std::size_t i = 0; i < n; ++i)
+    paths.row(static_cast<long>(i), rows.dist[i].data(), with_pred ? rows.pred[i].data() : nullptr);
+  return rows;
+}
+
 Rows rows_of_groups(const MatLinkD& links, bool with_pred) {
   PathRows paths(links, 1);
   const auto n = static_cast<std::size_t>(links.nnode());
@@ -92,7 +102,10 @@ TEST(PathRowsTest, EqualsTheSearchFromEachNode) {
     for (const long n : {1L, 2L, 15L, 16L, 17L, 40L, 170L}) {
       MatLinkD links;
       link(links, n, n % 2 == 0 ? 6 : 2, kind, draws);
-      const Rows expected = rows_of_single_searches(links);
+      const Rows expected = rows_of_single_searches(links), flat = rows_of_flat_searches(links, true);
+      EXPECT_EQ(expected.dist, flat.dist);
+      EXPECT_EQ(expected.pred, flat.pred);
+      EXPECT_EQ(expected.dist, rows_of_flat_searches(links, false).dist);
       for (const Isa isa : {Isa::baseline, Isa::avx2, Isa::avx512}) {
         set_isa_level(isa);
         SCOPED_TRACE(testing::Message() << int(kind) << " n " << n << " isa " << int(isa));

@@ -1,5 +1,3 @@
-#include <numbers>
-
 #include "graph/graph_support.h"
 
 namespace qvtx {
@@ -134,28 +132,6 @@ TEST(Tearing, LeavesTheLinksOfItsDefinition) {
     cut_in_all += cut;
   }
   EXPECT_GT(cut_in_all, 0);  // the graphs do have long loops
-}
-
-TEST(Tearing, CutsEachOfTwoRingsOnce) {
-  constexpr long n = 60;
-  for (const int tree : {1, 2}) {
-    MatFullD points(n, 3);
-    points.setrows(n, 0.0);
-    MatLinkD links(n, 2);
-    links.addrow(n);
-    for (long i = 0; i < n; ++i) {
-      const double angle = std::numbers::pi * static_cast<double>(i / 2) / 15.0;
-      points(i, 0) = std::cos(angle) + static_cast<double>(i % 2);
-      points(i, 1 + i % 2) = std::sin(angle);
-      links.add_link(i, (i + 2) % n);
-    }
-    links.setpos(points, 1);
-    EXPECT_EQ(2, links.tear(tree, 10, 0, points)) << "tree " << tree;
-    const std::vector<long> comp = components(links);
-    EXPECT_EQ(1, *std::max_element(comp.begin(), comp.end()));  // two strings: neither ring lost two links
-    // The ring of node 0 opens between the two nodes that are farthest from it.
-    EXPECT_TRUE(tree == 1 || links.get_link(30, 28) < 0 || links.get_link(30, 32) < 0);
-  }
 }
 
 }  // namespace

@@ -117,10 +117,8 @@ TEST_F(Cda, EpochsAreThoseOfThePlainLoop) {
   MatFullD::miex = 1;
   prepare_mapping(40, 3, 2, 0, 0.0);
   compare(ReferenceCda(tm, 0.0));
-}
-
-TEST_F(Cda, SizesRoundTheLanesAndBlocksOfTheKernels) {
-  for (const auto& [n, p] :
+  MatFullD::miex = 2;
+  for (const auto& [n, p] :  // round the lanes and blocks of the kernels
        {std::pair{1L, 2L}, {2L, 1L}, {8L, 3L}, {9L, 5L}, {255L, 1L}, {256L, 2L}, {261L, 3L}}) {
     prepare_mapping(n, 2, p, 0, 0.0);
     ReferenceCda r(tm, 0.0);

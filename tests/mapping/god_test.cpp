@@ -128,26 +128,6 @@ TEST_F(God, EveryVariantIsTheDirectDoubleLoop) {
   }
 }
 
-TEST_F(God, APerfectMappingHasNoDifference) {
-  for (const double exponent : {2.0, 1.0}) {
-    MatFullD::miex = exponent;
-    prepare_mapping(40, 2, 2, 0, 0.0);
-    tm.mprot.copy(tm.prot);
-    ASSERT_EQ(1, run(euclidean));
-    const Column cells = dense();
-    for (std::size_t r = 0; r < 128; ++r) {
-      EXPECT_EQ(0, stats(static_cast<long>(r), 1));
-      EXPECT_EQ(1, stats(static_cast<long>(r), 2));
-      EXPECT_EQ(cells[r][r], std::accumulate(cells[r].begin(), cells[r].end(), 0L));
-    }
-    EXPECT_EQ(1, stats(127, 3));
-    // An axis that multidimensional scaling could not fill.
-    for (long i = 0; i < 40; ++i) tm.mprot(i, 1) = std::nan("");
-    ASSERT_EQ(1, run(euclidean));
-    EXPECT_EQ(0, hist.count());
-  }
-}
-
 TEST_F(God, SelfNeedsNeitherDistancesNorImages) {
   MatFullD points;
   uniform_points(points, 40, 3, 2);

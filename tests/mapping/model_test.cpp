@@ -109,14 +109,17 @@ TEST_F(Mapping, ClosingLinksTheImagesByTheRuleOfThePrototypes) {
   };
   MatFullD points;
   uniform_points(points, 30, 3, 1);
+  const auto set = [this](double radius, double neighbours, double tolerance) {
+    tm.setkey("vleeps", radius);
+    tm.setkey("vlnnbr", neighbours);
+    tm.setkey("vlrtol", tolerance);
+  };
   for (std::size_t rule = 0; rule < rules.size(); ++rule) {
     ASSERT_EQ(1, tm.dataload(points, 1));
-    for (const auto& [key, value] : {std::pair{"vleeps", 0.4}, {"vlnnbr", 4.0}, {"vlrtol", 0.6}})
-      tm.setkey(key, value);
+    set(0.4, 4, 0.6);
     tm.setkey("vglink_p", static_cast<double>(rule));
     ASSERT_EQ(1, tm.nq() * tm.dist_ini(0) * tm.mapr_ini(2, 2));
-    for (const auto& [key, value] : {std::pair{"vleeps", 0.3}, {"vlnnbr", 3.0}, {"vlrtol", 0.5}})
-      tm.setkey(key, value);
+    set(0.3, 3, 0.5);
     tm.setkey("vglink_p", 5);  // not committed: the links that exist count
     uniform_points(tm.mprot, 30, 2, 7);
     tm.verbose = 1;

@@ -43,30 +43,8 @@ TYPED_TEST(Container, GrowsByTheIncrementAndFillsRowsComingIntoUse) {
   for (long i = 0; i < 2000; ++i) ASSERT_EQ(m.addrow(m, i), i + 8);  // its own rows, while the block moves
   const TypeParam period[] = {7, f, 1, 1, 1, 1, 7};
   for (long i = 0; i < 2007; ++i) ASSERT_EQ(m(i, 1), period[i % 7]) << i;
-}
-
-TYPED_TEST(Container, TransposesEveryShape) {
-  for (const auto& [rows, cols] : {std::pair{1L, 5L}, {5L, 1L}, {3L, 3L}, {31L, 33L}, {64L, 70L}}) {
-    MatFullT<TypeParam> m(rows + 2, cols);
-    m.setrows(rows);
-    for (long k = 0; k < rows * cols; ++k) m.data()[k] = static_cast<TypeParam>(k % 113);
-    m.tsp();
-    ASSERT_TRUE(m.nrow() == cols && m.ncol() == rows);
-    for (long k = 0; k < rows * cols; ++k) ASSERT_EQ(m(k % cols, k / cols), static_cast<TypeParam>(k % 113));
-  }
-}
-
-TYPED_TEST(Container, RowsAreCopiedAndExchanged) {
-  using M = MatFullT<TypeParam>;
-  const M src = filled<M, TypeParam>(2, {1, 2, 3, 4, 5, 6});
-  M m = filled<M, TypeParam>(2, {7, 8, 9, 10});
-  m.copy(0, src, 2);
-  EXPECT_EQ(contents(m), (std::vector<TypeParam>{5, 6, 9, 10}));
-  m.copy(src);
-  m.swaprows(0, 2);
-  EXPECT_EQ(contents(m), (std::vector<TypeParam>{5, 6, 3, 4, 1, 2}));
-  m.copy(m, 1);
-  EXPECT_EQ(contents(m), (std::vector<TypeParam>{3, 4}));
+  m.copy(m, 2);  // one of its own rows
+  EXPECT_EQ(contents(m), (std::vector<TypeParam>{1, 1}));
 }
 
 TYPED_TEST(Container, AssignCombinesEveryShapeWithEveryOperation) {

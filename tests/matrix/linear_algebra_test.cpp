@@ -180,7 +180,7 @@ double plain_dot(const double* x, const double* y, long n, long lanes) {
 
 TEST_F(LinearAlgebra, DotHasTheBitsOfThePlainLoopAtEveryLevel) {
   const MatFullD a = random_matrix(2, 100, 3);
-  for (const Isa level : levels()) {
+  for (const Isa level : all_levels) {
     set_isa_level(level);
     for (const long n : {0L, 1L, 7L, 15L, 16L, 17L, 31L, 32L, 33L, 100L})
       EXPECT_EQ(linear_kernels().dot(a.row(0), a.row(1), n), plain_dot(a.row(0), a.row(1), n, 16)) << n;
@@ -199,7 +199,7 @@ TEST_F(LinearAlgebra, MultiplyAddHasTheBitsOfThePlainLoopAtEveryLevel) {
         const long k = first + step * t;
         for (long c = 0; c < rows * cols; ++c) expected.data()[c] -= a(c / cols, k) * b(k, c % cols);
       }
-      for (const Isa level : levels()) {
+      for (const Isa level : all_levels) {
         set_isa_level(level);
         MatFullD c = copy_of(start);
         linear_kernels().multiply_add(c.data(), cols, a.data() + first, inner + 1, step,
@@ -235,7 +235,7 @@ TEST_F(LinearAlgebra, AbsorbRowsHasTheBitsOfThePlainLoopAtEveryLevel) {
       MatFullD block = random_matrix(n, qr_block_rows, part);
       plain_absorb(expected, block);
     }
-    for (const Isa level : levels()) {
+    for (const Isa level : all_levels) {
       set_isa_level(level);
       MatFullD r = matrix(n, n);
       for (const unsigned long part : {1UL, 2UL})

@@ -76,14 +76,7 @@ inline std::vector<double> sorted_values(const MatFullD& w) {
   return values;
 }
 
-/// The instruction sets that this machine runs.
-inline std::vector<Isa> levels() {
-  std::vector<Isa> all;
-  for (const Isa level : {Isa::baseline, Isa::avx2, Isa::avx512}) {
-    if (level <= isa_best()) all.push_back(level);
-  }
-  return all;
-}
+inline constexpr Isa all_levels[] = {Isa::baseline, Isa::avx2, Isa::avx512};
 
 /// Catches the console and runs in an empty directory of its own.
 class LinearAlgebra : public ::testing::Test {

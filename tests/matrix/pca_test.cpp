@@ -1,4 +1,4 @@
-// Principal components against the covariance and against the decomposition of the centred data.
+// Principal components against the covariance.
 
 #include "matrix/linear_support.h"
 
@@ -27,27 +27,6 @@ TEST_F(PrincipalComponents, ComponentsDiagonaliseTheCovariance) {
     EXPECT_LE(difference(turned, diagonal), 1e-11 * values(0, 0));
     EXPECT_LE(difference(product(vectors, transposed(vectors)), identity(d)), 1e-11);
     EXPECT_TRUE(std::is_sorted(values.data(), values.data() + d, std::greater<>()));
-  }
-}
-
-TEST_F(PrincipalComponents, AreThoseOfTheDecomposedData) {
-  // Wide data have the bits of the decomposition, tall ones go by the triangle.
-  for (const auto& [n, d] : {std::pair{6L, 9L}, {700L, 12L}}) {
-    const MatFullD x = random_matrix(n, d, 32);
-    MatFullD mean, vectors, values, w, v;
-    x.pca(mean, vectors, values, d, 0);
-    MatFullD centred = copy_of(x);
-    centred.center(mean);
-    centred.svd(w, v, 1e-6);
-    v.tsp();
-    for (long c = 0; c < d; ++c) {
-      const long best = std::max_element(w.data(), w.data() + d) - w.data();  // the first of equal ones
-      const double variance = w(0, best) * w(0, best) / static_cast<double>(n);
-      EXPECT_NEAR(values(c, 0), variance, n < d ? 0 : 1e-13 * values(0, 0));
-      EXPECT_TRUE(n < d ? same_bits(vectors.row(c), v.row(best), d)
-                        : cosine(vectors, c, v, best) > 1 - 1e-12);
-      w(0, best) = -1;
-    }
   }
 }
 

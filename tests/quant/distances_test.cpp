@@ -65,22 +65,23 @@ class Distances : public QuantizerTest {
 };
 
 TEST_F(Distances, RowsAndRangesAreThoseOfPlainReferences) {
-  quantize(60, 3);
+  const long n = 60;
+  quantize(n, 3);
   vq.setkey("tdgb", 0.25);
   ASSERT_EQ(1, vq.dist_ini(0));
   EXPECT_EQ(1, vq.done(VeQuan::dinidone));
-  EXPECT_EQ(60, vq.npath());
+  EXPECT_EQ(n, vq.npath());
   const Rows graph = paths(true), counts = paths(false);
   double lo[3] = {infinity, infinity, infinity}, hi[3] = {0.0, 0.0, 0.0}, hops = 0.0;
   MatFullD scratch, scratch2, scratch3;
   MatFullL path;
-  for (long i = 0; i < 60; ++i) {
+  for (long i = 0; i < n; ++i) {
     const double* const e = vq.space_row(i, scratch);
     const double* const g = vq.graph_row(i, scratch2);
     const long* const p = vq.path_row(i, path, scratch3);
     EXPECT_EQ(i, p[1]);
     EXPECT_EQ(-1, p[2 * i]);
-    for (long j = 0; j < 60; ++j) {
+    for (long j = 0; j < n; ++j) {
       const double steps = counts[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
       const double length = graph[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
       EXPECT_EQ(space_distance(i, j), e[j]);
@@ -111,20 +112,19 @@ TEST_F(Distances, RowsAndRangesAreThoseOfPlainReferences) {
 }
 
 TEST(LinkDiameter, IsTheLargestNumberOfLinksOnAShortestPath) {
-  const auto diameter = [](long n, const std::vector<std::pair<long, long>>& pairs) {
+  for (int round = 0; round < 1000; ++round) {
+    const long n = 1 + draw_index(24);
     MatLinkD links(n, 3);
     links.addrow(n);
-    for (const auto& [i, j] : pairs) links.add_link(i, j);
-    return link_diameter(links);
-  };
-  EXPECT_EQ(0, diameter(3, {}));
-  EXPECT_EQ(2, diameter(5, {{0, 1}, {0, 2}, {0, 3}})) << "a star and a single node";
-  EXPECT_EQ(3, diameter(7, {{4, 6}, {0, 1}, {1, 2}, {2, 5}})) << "the longer one of two paths";
-  std::vector<std::pair<long, long>> ring;
-  for (long i = 0; i < 31; ++i) ring.emplace_back(i, (i + 1) % 31);
-  EXPECT_EQ(15, diameter(31, ring));
-  ring.pop_back();
-  EXPECT_EQ(30, diameter(31, ring)) << "a path";
+    for (long k = 0; k < n + n / 4; ++k) links.add_link(draw_index(n), draw_index(n));
+    long largest = 0;
+    MatFullL order, hops;
+    for (long i = 0; i < n; ++i) {
+      links.nrav(i, order, hops, n);
+      largest = std::max(largest, hops(order(order.nrow() - 1, 0), 0));
+    }
+    ASSERT_EQ(largest, link_diameter(links)) << round;
+  }
 }
 
 TEST_F(Distances, WithoutGraphDistancesTheMixIsTheSpace) {

@@ -1,7 +1,6 @@
 // The epochs of the iterative methods against plain loops, bit for bit, and what the methods reach.
 
 #include "base/istr.h"
-#include "quant/rank_tree.h"
 #include "support/reference_quantizer.h"
 
 namespace qvtx::test {
@@ -101,8 +100,6 @@ TEST_F(EpochTest, HugeAndUndefinedNumbersTakeThePlainWay) {
   EXPECT_EQ(3, vq.prot.nrow());
 }
 
-// ---- K-means ----
-
 TEST_F(EpochTest, KMeansStopsAtItsLimits) {
   vq.setkey("vgcent_p", 0);
   for (const long most : {1L, 2L, 3L, 4L, 5L, 6L, 7L, 8L}) {
@@ -127,19 +124,6 @@ TEST_F(EpochTest, KMeansStopsAtItsLimits) {
   EXPECT_TRUE(vq.lbg_itr(-1));
 }
 
-TEST_F(EpochTest, OnlineMethodsQuantizeAsWellAsKMeans) {
-  load_uniform(1500, 2);
-  vq.setkey("vgcent_p", 0);
-  ASSERT_EQ(1, vq.lbg(40));
-  const double batch = vq.prot_err();
-  for (const bool gas : {false, true}) {
-    ASSERT_EQ(1, gas ? vq.ng(40, nullptr) : vq.cl(40, nullptr));
-    EXPECT_STREQ(gas ? "Neural Gas" : "Competitive Learning", vq.getmethod());
-    EXPECT_EQ(0, vq.protnbr(0));
-    EXPECT_LE(vq.prot_err(), batch);
-  }
-}
-
 TEST_F(EpochTest, DynamicKMeansFitsTheCellsToTheRadius) {
   load_uniform(300, 2);
   vq.setkey("vgcent_p", 0);
@@ -153,21 +137,6 @@ TEST_F(EpochTest, DynamicKMeansFitsTheCellsToTheRadius) {
   ASSERT_EQ(1, vq.dlbg(10.0));
   EXPECT_EQ(2, vq.prot.nrow());
 }
-
-// ---- Growing methods ----
-
-TEST_F(EpochTest, RadiusMarginDecidesWhetherADatumIsAPrototype) {
-  // The search admits squared distances up to 1.001 times the squared radius.
-  for (const auto& [x, n] : {std::pair(1.0004, 1L), std::pair(1.0006, 2L)}) {
-    load({{0.0}, {x}});
-    vq.setkey("vgswap_d", 0);
-    ASSERT_EQ(1, vq.prot_ini(1, 3));
-    ASSERT_EQ(1, vq.nw_itr(1.0, 0.0));
-    EXPECT_EQ(n, vq.prot.nrow());
-  }
-}
-
-// ---- Fast competitive learning ----
 
 TEST_F(EpochTest, FastFlagIsAskedFor) {
   load_uniform(200, 1);
@@ -189,40 +158,6 @@ TEST_F(EpochTest, FastFlagIsAskedFor) {
     EXPECT_EQ(fast, clean == 14) << answer;
   }
   is = before;
-}
-
-// ---- RankTree ----
-
-TEST(RankTreeTest, EqualsASelectionSortThatKeepsItsList) {
-  // Numbers whose roots coincide: neighbours of 2, of a subnormal number, zeros, and others far away.
-  const double up = std::nextafter(2.0, 3.0);
-  const double tiny = std::numeric_limits<double>::denorm_min();
-  const double values[] = {
-      2.0, up, std::nextafter(up, 3.0), std::nextafter(2.0, 1.0), 0.0, tiny, 2.0 * tiny, 1e300, 7.0};
-  ReferenceDraws draws;
-  for (const long n : {1L, 2L, 3L, 8L, 9L, 31L, 200L}) {
-    SCOPED_TRACE(n);
-    MatFullL ridx(n);
-    ridx.setrows(n);
-    ridx.setidx(0, 0, 1);
-    std::vector<long> list(ridx.data(), ridx.data() + n);
-    RankTree tree(ridx);
-    for (int round = 0; round < 50; ++round) {
-      std::vector<double> sums;
-      for (long k = 0; k < n; ++k) sums.push_back(round % 2 ? values[draws.index(9)] : draws.uniform());
-      std::copy(sums.begin(), sums.end(), tree.leaves());
-      EXPECT_EQ(std::min_element(sums.begin(), sums.end()) - sums.begin(), tree.winner());
-      const long m = draws.index(n) + (round % 3 ? 1 : 0);
-      tree.rank(m);
-      const auto nearer = [&](long a, long b) {
-        return std::sqrt(sums.data()[a]) < std::sqrt(sums.data()[b]);
-      };
-      for (auto place = list.begin(); place < list.begin() + m; ++place) {
-        std::iter_swap(place, std::min_element(place, list.end(), nearer));
-      }
-      ASSERT_EQ(list, std::vector<long>(ridx.data(), ridx.data() + n));
-    }
-  }
 }
 
 }  // namespace

@@ -154,28 +154,6 @@ TEST_F(JarvisPatrickTest, PassesEqualBruteForce) {
   }
 }
 
-TEST_F(JarvisPatrickTest, TellsACircleFromTheOneInside) {
-  Rows x;
-  for (long i = 0; i < 1000; ++i) {
-    const double turn = 6.283185307179586 * u_rand(), r = (i % 2 ? 0.5 : 1.0) + 0.1 * (u_rand() - 0.5);
-    x.push_back({r * std::cos(turn), r * std::sin(turn)});
-  }
-  load(x);
-  ASSERT_EQ(1, vq.jp(nullptr));
-  for (long i = 0; i < 1000; ++i) EXPECT_EQ(i % 2, vq.bmu(i, 0));
-  MatFullD samples;  // the means of both clusters are near (0, 0)
-  MatFullL code;
-  fill(samples, {{0.0, 1.02}, {0.0, 0.47}, {-0.5, 0.0}, {0.71, -0.71}});
-  ASSERT_EQ(1, vq.cod(samples, code));
-  EXPECT_EQ((Column{{0}, {1}, {1}, {0}}), rows_of(code));
-  // Clusters are always new ones.
-  const Rows expected = rows_of(vq.prot);
-  ASSERT_EQ(1, vq.lbg(30));
-  vq.setkey("vgkeep_p", 1);
-  ASSERT_EQ(1, vq.jp(nullptr));
-  EXPECT_EQ(expected, rows_of(vq.prot));
-}
-
 TEST_F(JarvisPatrickTest, DefaultListsAreTwiceTheThreshold) {
   vq.verbose = 1;
   for (const auto& [n, shared, k] :

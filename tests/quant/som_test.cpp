@@ -42,6 +42,12 @@ class SomTest : public ReferenceTest {
     ASSERT_EQ(1, vq.som_ini(width * length, static_cast<double>(width) / static_cast<double>(length)));
     ASSERT_EQ(width, vq.lwork2(0, 0));
     ASSERT_EQ(length, vq.lwork2(0, 1));
+    for (long k = 0; k < width * length; ++k) {
+      const bool odd = hexagonal && k / width % 2 == 1;
+      EXPECT_EQ(static_cast<double>(k % width) + (odd ? 0.5 : 0.0), vq.lwork(k, 0));
+      EXPECT_DOUBLE_EQ(static_cast<double>(k / width) * (hexagonal ? std::sqrt(3.0) / 2.0 : 1.0),
+                       vq.lwork(k, 1));
+    }
   }
 
   /// The share of the data whose two nearest nodes are no neighbours on the grid.
@@ -74,26 +80,6 @@ TEST_F(SomTest, GridSizesFollowNumberAndRatio) {
     ASSERT_EQ(1, vq.som_ini(c.n, c.ratio));
     EXPECT_EQ((Column{{c.width, c.length, 1}}), rows_of(vq.lwork2)) << c.n << ", " << c.ratio;
     EXPECT_EQ(c.width * c.length, vq.prot.nrow());
-  }
-}
-
-TEST_F(SomTest, GridNeighboursAreExactlyOneApart) {
-  load_uniform(20, 2);
-  for (const bool hexagonal : {true, false}) {
-    for (const auto& [width, length] : std::initializer_list<std::pair<long, long>>{{7, 5}, {6, 6}, {9, 1}}) {
-      SCOPED_TRACE(::testing::Message() << width << " x " << length << (hexagonal ? " hexagonal" : ""));
-      lay_out(width, length, hexagonal);
-      const long n = width * length;
-      for (long k = 0; k < n; ++k) {
-        const bool odd = hexagonal && k / width % 2 == 1;
-        EXPECT_EQ(static_cast<double>(k % width) + (odd ? 0.5 : 0.0), vq.lwork(k, 0));
-        EXPECT_DOUBLE_EQ(static_cast<double>(k / width) * (hexagonal ? std::sqrt(3.0) / 2.0 : 1.0),
-                         vq.lwork(k, 1));
-        for (long j = 0; j < n; ++j)
-          EXPECT_EQ(grid_distance(k, j, width, hexagonal) == 1.0, vq.link.get_link(k, j) >= 0)
-              << k << " " << j;
-      }
-    }
   }
 }
 
@@ -189,35 +175,6 @@ TEST_F(SomTest, StartsOnThePrincipalPlane) {
   EXPECT_NEAR(std::sqrt(8.0), std::fabs(vq.prot(0, 0) - 3.0), 1e-12);
 }
 
-TEST_F(SomTest, StringFollowsAParabola) {
-  MatFullD m;
-  uniform_points(m, 600, 2, 3);
-  for (long i = 0; i < m.nrow(); ++i) {
-    m(i, 0) = 2.0 * m(i, 0) - 1.0;
-    m(i, 1) = m(i, 0) * m(i, 0);
-  }
-  ASSERT_EQ(1, vq.dataload(m, 0));
-  vq.verbose = 1;
-  ASSERT_EQ(1, vq.som(30, 30.0, nullptr));
-  EXPECT_LE(vq.som_tst(), 0.02);
-  EXPECT_EQ(29, vq.link.nlive());
-  char tail[64];
-  std::snprintf(tail, sizeof tail, "VeQuan.som: topographic error= %.4f\n", vq.som_tst());
-  const std::string text = console.take();
-  EXPECT_NE(std::string::npos, text.find(tail)) << text;
-  EXPECT_NE(std::string::npos, text.find("keeping links ... ")) << text;
-  // The batch rule needs no draws.
-  vq.setkey("vsomrule", 1);
-  ASSERT_EQ(1, vq.som(30, 30.0, nullptr));
-  EXPECT_LE(vq.som_tst(), 0.02);
-  const auto first = rows_of(vq.prot);
-  setseed(99);
-  vq.setkey("vglink_p", 0);
-  ASSERT_EQ(1, vq.som(30, 30.0, nullptr));
-  EXPECT_EQ(first, rows_of(vq.prot)) << "the seed does not matter";
-  EXPECT_EQ(-1.0, vq.som_tst()) << "no links";
-}
-
 TEST_F(SomTest, TrainingGoesOnAfterASnapshot) {
   load_uniform(200, 2);
   const Scratch directory;
@@ -272,6 +229,35 @@ TEST_F(SomTest, KeptPrototypesMustFitTheGrid) {
   ASSERT_EQ(1, vq.som_ini(12, 1.3));
   EXPECT_EQ(before, rows_of(vq.prot));
   EXPECT_EQ(4, vq.lwork2(0, 0));
+}
+
+TEST_F(SomTest, StringFollowsAParabola) {
+  MatFullD m;
+  uniform_points(m, 600, 2, 3);
+  for (long i = 0; i < m.nrow(); ++i) {
+    m(i, 0) = 2.0 * m(i, 0) - 1.0;
+    m(i, 1) = m(i, 0) * m(i, 0);
+  }
+  ASSERT_EQ(1, vq.dataload(m, 0));
+  vq.verbose = 1;
+  ASSERT_EQ(1, vq.som(30, 30.0, nullptr));
+  EXPECT_LE(vq.som_tst(), 0.02);
+  EXPECT_EQ(29, vq.link.nlive());
+  char tail[64];
+  std::snprintf(tail, sizeof tail, "VeQuan.som: topographic error= %.4f\n", vq.som_tst());
+  const std::string text = console.take();
+  EXPECT_NE(std::string::npos, text.find(tail)) << text;
+  EXPECT_NE(std::string::npos, text.find("keeping links ... ")) << text;
+  // The batch rule needs no draws.
+  vq.setkey("vsomrule", 1);
+  ASSERT_EQ(1, vq.som(30, 30.0, nullptr));
+  EXPECT_LE(vq.som_tst(), 0.02);
+  const auto first = rows_of(vq.prot);
+  setseed(99);
+  vq.setkey("vglink_p", 0);
+  ASSERT_EQ(1, vq.som(30, 30.0, nullptr));
+  EXPECT_EQ(first, rows_of(vq.prot)) << "the seed does not matter";
+  EXPECT_EQ(-1.0, vq.som_tst()) << "no links";
 }
 
 }  // namespace

@@ -49,16 +49,6 @@ TEST(MatPara, EndsAreExactAndRowsNeverRise) {
       }
 }
 
-TEST(MatPara, RowsComeAndGoAndNegativeValuesAreFound) {
-  MatParaD schedule(0, 2);
-  for (const auto& [n, rows] : {std::pair{3L, 3L}, {-1L, 2L}, {-9L, 0L}, {4L, 4L}})
-    EXPECT_EQ(rows, schedule.additer(n));
-  schedule(3, 1) = -0.1;
-  schedule(2, 0) = std::nan("");
-  for (const auto& [columns, sound] : {std::pair{0L, 1}, {1L, 1}, {2L, 0}, {3L, 0}})
-    EXPECT_EQ(sound, schedule.control(columns)) << columns;
-}
-
 TEST(MatParaDeathTest, ArgumentErrorsEndTheProgramInTheirOrder) {
   MatParaD schedule(0, 2);
   schedule.additer(5);
