@@ -2,28 +2,33 @@
 // What loads can be saved, and comes back.
 
 #include "fuzz.h"
+#include "matrix/matfulld.h"
 
 namespace qvtx::fuzz {
 
-/// A file format by its two operations on a matrix, each returning whether it succeeded.
-template <class Matrix>
-struct Format {
-  int (*load)(Matrix& m, const char* name);
-  int (*save)(const Matrix& m, const char* name);
-};
-
-/// Loads the bytes; when that succeeds, saves the matrix and loads it again: both are given to `compare`.
-template <class Matrix, class Compare>
-void round_trip(const std::uint8_t* bytes, std::size_t size, const Format<Matrix>& format, Compare compare) {
+/// Loads the bytes in a file format; when that succeeds, saves the matrix and loads it again. The format has
+/// static templates `load` and `save` on a matrix and a file name, which return whether they succeeded, and
+/// `compare`, which is given the matrix and the one that came back.
+template <class Format, class Matrix>
+void round_trip(const std::uint8_t* bytes, std::size_t size) {
   const InputFile input(bytes, size);
   Matrix m;
-  if (!format.load(m, input.path())) return;
+  if (!Format::load(m, input.path())) return;
   const InputFile saved;
-  demand(format.save(m, saved.path()));
+  demand(Format::save(m, saved.path()));
   Matrix again;
-  demand(format.load(again, saved.path()));
+  demand(Format::load(again, saved.path()));
   demand(again.nrow() == m.nrow() && again.ncol() == m.ncol());
-  compare(m, again);
+  Format::compare(m, again);
+}
+
+/// The whole of a target for a file format of matrices.
+template <class Format>
+int round_trips(const std::uint8_t* bytes, std::size_t size) {
+  silence();
+  round_trip<Format, MatFullD>(bytes, size);
+  round_trip<Format, MatFullL>(bytes, size);
+  return 0;
 }
 
 }  // namespace qvtx::fuzz
