@@ -1,12 +1,11 @@
 #pragma once
 // Interpolation and reconstruction once more, written from their formulas over vectors: ranks, affine maps,
-// shares, weights, and the distances behind Sammon's variant. Nothing is shared with the program.
+// shares, weights, and the steps of Sammon's variant. Nothing is shared with the program.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numeric>
 #include <vector>
 
@@ -215,37 +214,6 @@ class ReferenceBlend {
   Row reach_x_, reach_y_;
   std::vector<Rows> forward_, inverse_;
   std::vector<std::vector<bool>> trust_x_, trust_y_;
-};
-
-/// Distances of samples from prototypes in the mix of space and graph, with all pairs by Floyd and Warshall;
-/// +infinity where there is none.
-struct ReferenceDistances {
-  Rows x, graph;
-  Lists links;
-  double w;
-
-  ReferenceDistances(const Rows& prototypes, const Lists& neighbours, double weight)
-      : x(prototypes),
-        graph(x.size(), Row(x.size(), std::numeric_limits<double>::infinity())),
-        links(neighbours),
-        w(weight) {
-    for (std::size_t i = 0; i < x.size(); ++i) {
-      graph[i][i] = 0;
-      for (const std::size_t j : links[i]) graph[i][j] = euclidean(x[i], x[j]);
-    }
-    for (std::size_t k = 0; k < x.size(); ++k) {
-      for (Row& row : graph) {
-        for (std::size_t j = 0; j < x.size(); ++j) row[j] = std::min(row[j], row[k] + graph[k][j]);
-      }
-    }
-  }
-  double mixed(double space, double along) const { return w == 0 ? space : (1 - w) * space + w * along; }
-  double stored(std::size_t i, std::size_t j) const { return mixed(euclidean(x[i], x[j]), graph[i][j]); }
-  double from(const Row& q, std::size_t nearest, std::size_t j) const {
-    double along = euclidean(q, x[nearest]) + graph[nearest][j];
-    for (const std::size_t c : links[nearest]) along = std::min(along, euclidean(q, x[c]) + graph[c][j]);
-    return mixed(euclidean(q, x[j]), along);
-  }
 };
 
 /// Fixed points and the distances that a free one should have from them.
