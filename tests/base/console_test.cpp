@@ -61,10 +61,6 @@ TEST(Ostr, ProgressBarPlacesEachMarkAsSoonAsItIsDue) {
   }
 }
 
-TEST(EndProgramDeathTest, FlushesAndEndsWithStatusZero) {
-  EXPECT_FATAL((os.ow("last words"), end_program()), testing::Eq("last words"));
-}
-
 TEST(Prompts, CommandIsTwoCharactersWithGapsBetween) {
   for (const char* typed : {"km", " k\tm", "\r\n k\r\nm\n"}) {
     const ConsoleRedirect console(typed);
@@ -95,17 +91,6 @@ TEST(Prompts, NumbersAreWholeWordsInRange) {
   EXPECT_TRUE(n == 99 && x == 99);
 }
 
-TEST(Prompts, WordThatIsNoNumberIsReadWholeAndChangesNothing) {
-  const ConsoleRedirect console("12abc 1e999 5 0.000125");
-  long n = 3;
-  double x = 4;
-  EXPECT_FALSE(getlong(n) || getdouble(x));
-  EXPECT_TRUE(n == 3 && x == 4 && comtrac.empty());
-  EXPECT_EQ(console.err(), "\nnot a number: 12abc\n\nnot a number: 1e999\n");
-  EXPECT_TRUE(getlong(n) && getdouble(x) && n == 5 && x == 0.000125);
-  EXPECT_EQ(comtrac, "5\n1.250000e-04\n");
-}
-
 TEST(Prompts, ConfirmAndAutomaticTraceEveryCharacterAndTheAnswer) {
   const struct {
     int (*ask)();
@@ -120,21 +105,6 @@ TEST(Prompts, ConfirmAndAutomaticTraceEveryCharacterAndTheAnswer) {
     const ConsoleRedirect console(c.typed);
     EXPECT_EQ(c.ask(), c.answer) << c.typed;
     EXPECT_EQ(comtrac, c.trace) << c.typed;
-  }
-}
-
-TEST(PromptsDeathTest, EndOfInputInsideADialogueEndsTheProgram) {
-  char a, b;
-  std::string name;
-  long n;
-  double x;
-  const std::pair<const char*, std::function<void()>> cases[] = {
-      {"k\n", [&] { getc1c2(a, b); }}, {"", [&] { getsub(a, b); }}, {"", [&] { getfile(name); }},
-      {"\r", [&] { getlong(n); }},     {"", [&] { getdouble(x); }}, {"qx", [] { confirm(); }},
-      {"y", [] { automatic(); }}};
-  for (const auto& [typed, ask] : cases) {
-    std::istringstream in(typed);
-    EXPECT_EXIT((is = Istr(in), ask()), testing::ExitedWithCode(1), "unexpected end of input\n$") << typed;
   }
 }
 
