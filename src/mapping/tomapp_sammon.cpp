@@ -50,10 +50,10 @@ void ToMapp::newton_steps(double anow) {
   double* gradient = sums.row(0);
   double* curvature = sums.row(1);
   for (long position = prot.nrow() - 1; position >= 0; --position) {
-    const long i = mpidx.get(position, 0);
-    sammon_kernels().newton(pair_row_at(input, position), view, gradient, curvature);
+    const PairRow row = pair_row_at(input, position);
+    sammon_kernels().newton(row, view, gradient, curvature);
     for (long k = view.p - 1; k >= 0; --k) {
-      double& y = view.axes[k * view.stride + i];
+      double& y = view.axes[k * view.stride + row.i];
       if (curvature[k] > 0) y += anow * gradient[k] / curvature[k];
       if (curvature[k] < 0) y -= anow * gradient[k] / curvature[k];
     }
