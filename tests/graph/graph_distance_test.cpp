@@ -79,27 +79,6 @@ TEST(ShortestPaths, AreThoseOfAllPairsAndSoAreTheirExtremes) {
   }
 }
 
-TEST(ShortestPaths, EqualDistancesSettleByNumber) {
-  MatLinkD links;
-  build(links, 6, {{3, 5, 1.0}, {3, 0, 1.0}, {3, 4, 1.0}, {5, 1, 1.0}, {4, 1, 1.0}, {0, 2, 0.0}});
-  MatFullL pred;
-  MatFullD dist;
-  EXPECT_EQ(6, links.gdav(3, 1, pred, dist, no_bound));
-  const long order[] = {3, 0, 2, 4, 5, 1};
-  for (long s = 0; s < 6; ++s) EXPECT_EQ(order[s], pred(s, 1));
-  EXPECT_EQ(4, pred(1, 0));  // found from 4 first, 5 comes as late
-}
-
-TEST(LinkLengths, AreTheShortestToEachDirectNeighbour) {
-  MatLinkD links;
-  build(links, 4, {{0, 1, 3.0}, {1, 0, 2.0}, {0, 2, 5.0}, {2, 3, 1.0}});
-  MatFullD dist;
-  EXPECT_EQ(3, links.gdnv(0, 1, dist));
-  EXPECT_EQ((std::vector{0.0, 2.0, 5.0, -1.0}), test::contents(dist));
-  EXPECT_FATAL(links.gdnv(4, 1, dist), "1005");
-  EXPECT_FATAL(links.gdnv(0, 3, dist), "1005");
-}
-
 TEST(ShortestPaths, BoundLeavesProvisionalDistances) {
   // From 0: 1 at 1, 2 at 2 (over 1; 5 by the direct link), 3 at 4.
   MatLinkD links;
@@ -122,6 +101,16 @@ TEST(ShortestPaths, BoundLeavesProvisionalDistances) {
     EXPECT_EQ(c.distances[2] == 5.0 ? 0 : 1, pred(2, 0)) << c.bound;
     EXPECT_EQ(-1, pred(c.settled, 1)) << c.bound;
   }
+}
+
+TEST(LinkLengths, AreTheShortestToEachDirectNeighbour) {
+  MatLinkD links;
+  build(links, 4, {{0, 1, 3.0}, {1, 0, 2.0}, {0, 2, 5.0}, {2, 3, 1.0}});
+  MatFullD dist;
+  EXPECT_EQ(3, links.gdnv(0, 1, dist));
+  EXPECT_EQ((std::vector{0.0, 2.0, 5.0, -1.0}), test::contents(dist));
+  EXPECT_FATAL(links.gdnv(4, 1, dist), "1005");
+  EXPECT_FATAL(links.gdnv(0, 3, dist), "1005");
 }
 
 }  // namespace

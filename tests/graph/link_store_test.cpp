@@ -113,20 +113,6 @@ TEST(LinkStore, RandomEditsAgreeWithPlainLists) {
   }
 }
 
-TEST(LinkStore, ReusesSlotsMostRecentFirst) {
-  MatLinkD store;
-  build(store, 6, {{5, 2, 1.0}, {0, 1, 2.0}, {2, 5, 3.0}, {3, 4, 4.0}});
-  EXPECT_EQ(2, store.get_link(2, 5));  // the later one
-  EXPECT_TRUE(store.del_link(3) == 1 && store.del_link(3) == 0 && store.del_link(1) == 1);
-  EXPECT_EQ(-1, store.get_link(0, 1));
-  for (const auto& [node, slot] : {std::pair{5L, 1L}, {4L, 3L}, {3L, 4L}})
-    EXPECT_EQ(slot, store.add_link(0, node));
-  store.del_link(2);
-  EXPECT_EQ(0, store.addrow(-6));
-  store.addrow(2);
-  EXPECT_EQ(0, store.add_link(0, 1));  // the free slots went with the last node
-}
-
 // ---- Queries ----
 
 TEST(LinkStore, SearchDiscoversInListOrderUpToTheRadius) {
@@ -242,23 +228,6 @@ TEST(LinkStoreDeathTest, ReportsTheOperationAndTheArgument) {
 
 // ---- Files ----
 
-TEST(LinkStore, TextHoldsOneLinePerLiveLink) {
-  MatLinkT<long> store(3, 1);
-  store.addrow(3);
-  store.setvalue(store.add_link(1, 0), 0, 7);
-  store.add_link(0, 2);
-  store.setvalue(store.add_link(2, 1), 0, -5);
-  store.del_link(1);
-  const test::Scratch scratch;
-  ASSERT_EQ(1, store.save_asc("text", 0, 1));
-  EXPECT_EQ(
-      "     3\t     0\t     0\t\n"
-      "     2\t     0\t     0\t\n"
-      "         0\t         1\t         7\t\n"
-      "         1\t         2\t        -5\t\n",
-      test::read_file("text"));
-}
-
 /// A ring of five nodes and a loose one, with two free slots, a double link and a link of a node to itself.
 MatLinkD sample() {
   MatLinkD store;
@@ -299,6 +268,23 @@ TEST(LinkStore, DamagedSnapshotLeavesTheStoreAsItWas) {
       EXPECT_TRUE(loaded == 0 || bytes == good || head || unused) << "word " << w << " = " << v;
     }
   }
+}
+
+TEST(LinkStore, TextHoldsOneLinePerLiveLink) {
+  MatLinkT<long> store(3, 1);
+  store.addrow(3);
+  store.setvalue(store.add_link(1, 0), 0, 7);
+  store.add_link(0, 2);
+  store.setvalue(store.add_link(2, 1), 0, -5);
+  store.del_link(1);
+  const test::Scratch scratch;
+  ASSERT_EQ(1, store.save_asc("text", 0, 1));
+  EXPECT_EQ(
+      "     3\t     0\t     0\t\n"
+      "     2\t     0\t     0\t\n"
+      "         0\t         1\t         7\t\n"
+      "         1\t         2\t        -5\t\n",
+      test::read_file("text"));
 }
 
 }  // namespace

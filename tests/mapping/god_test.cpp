@@ -128,35 +128,6 @@ TEST_F(God, EveryVariantIsTheDirectDoubleLoop) {
   }
 }
 
-TEST_F(God, SelfNeedsNeitherDistancesNorImages) {
-  MatFullD points;
-  uniform_points(points, 40, 3, 2);
-  for (const double memory : {0.0, 1.0, 2.0}) {
-    tm.setkey("vgmemory", memory);
-    prototypes(tm, points, 4);
-    ASSERT_EQ(1, run(self));
-    EXPECT_EQ(0, tm.done(VeQuan::dinidone));
-    const Column before = dense();
-    const Rows means = rows_of(stats);
-    ASSERT_EQ(1, tm.dist_ini(0));
-    ASSERT_EQ(1, run(self));
-    EXPECT_EQ(before, dense());
-    EXPECT_EQ(means, rows_of(stats));
-  }
-}
-
-TEST_F(God, AMissingStateLeavesTheResultsAlone) {
-  hist.setdim(1, 1);
-  hist.setval(0, 0, 5, '=');
-  fill(stats, {{1, 2}});
-  for (const Variant v : variants) EXPECT_EQ(0, run(v));
-  prepare(10, 2, 3, 1.0);
-  EXPECT_EQ(0, run(euclidean) + run(curvilinear));
-  EXPECT_EQ("", console.take());
-  EXPECT_EQ((Rows{{1, 2}}), rows_of(stats));
-  EXPECT_EQ(5, hist.getval(0, 0));
-}
-
 TEST_F(God, WithoutLinksTheEuclideanVariantStandsIn) {
   prepare(10, 2, 0, 0.0);
   EXPECT_EQ(0, run(self)) << "no mapping either";

@@ -125,18 +125,9 @@ TEST_F(Isotop, EpochsAreThoseOfThePlainLoop) {
   }
 }
 
-TEST_F(Isotop, WinnersWithoutLinksMoveAloneAndTiesGoToTheLowestNumber) {
+TEST_F(Isotop, TiesGoToTheLowestNumber) {
   tm.setkey("tdccsfac", 0);  // else every image is put back to its component's place
-  tm.setkey("vleeps", 1e-6);
   MatFullD points;
-  uniform_points(points, 12, 2, 3);
-  ASSERT_EQ(1, tm.dataload(points, 1));
-  tm.setkey("vglink_p", 1);
-  tm.setkey("tdgb", 1);
-  ASSERT_EQ(1, tm.nq() * tm.dist_ini(0) * tm.mapr_ini(2, 2));
-  ASSERT_EQ(0, tm.link.nlive());
-  uniform_points(tm.mprot, 12, 2, 7);
-  EXPECT_EQ(4 * 12, compare(false, {1.0, 1.0}).alone);
   // All images on one spot: prototype 0 wins and takes the others along, by weights that fall along the
   // chain.
   fill(points, {{0, 0}, {1, 0}, {2.5, 0}, {4.5, 0}});

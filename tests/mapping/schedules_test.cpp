@@ -86,9 +86,6 @@ TEST_F(MappingSchedules, WhatDoesNotFitIsRefusedBeforeTheFirstEpoch) {
       EXPECT_EQ(1, tm.done(ToMapp::minidone));
       EXPECT_EQ(0, tm.done(ToMapp::mfindone));
     }
-    ASSERT_EQ(1, run(m, 2, Rows{{0.5, 1}}));
-    EXPECT_EQ(0, run(m, 0, Rows{{0.5, 1}})) << "no dimension";
-    EXPECT_EQ(1, tm.done(ToMapp::mfindone)) << "which leaves the states alone";
     // Images of other prototypes are not used.
     MatFullD points;
     uniform_points(points, 12, 2, 5);
@@ -99,31 +96,6 @@ TEST_F(MappingSchedules, WhatDoesNotFitIsRefusedBeforeTheFirstEpoch) {
     EXPECT_EQ(0, tm.done(ToMapp::minidone));
     EXPECT_EQ(10, tm.mprot.nrow());
     tm.setkey("vgkeep_p", 0);
-  }
-}
-
-TEST_F(MappingSchedules, EpochsAreReported) {
-  const std::vector<std::vector<const char*>> parts = {
-      {" E=", " a= 0.500 l= 2.000 (", " a= 0.010 l= 0.100 ("},
-      {" E=", " a= 0.500 s=n", " a= 0.200 s=n"},
-      {"ToMapp.isotop: stimulation standard deviations:\n  1.000000\t  1.000000\t\nToMapp.isotop: mapping",
-       " E=", " a= 0.500 l=  1.00     ", " a= 0.010 l=  0.10     "}};
-  prepare(10, 2, 3, 1.0);
-  tm.setkey("vgerrors", 1);
-  for (std::size_t i = 0; i < 3; ++i) {
-    const Method& m = methods[i];
-    tm.setkey(m.epochs, 2);
-    tm.verbose = 1;
-    console.take();
-    ASSERT_EQ(1, run(m, 2, static_cast<const char*>(nullptr)));
-    const std::string text = console.take();
-    const std::string begin = std::string("ToMapp.") + m.name +
-                              ": using default parameters\n"
-                              "ToMapp.dist_ini: distances already computed\n"
-                              "ToMapp.mapr_ini: initializing projected prototypes ... done!\n";
-    EXPECT_EQ(begin, text.substr(0, begin.size()));
-    for (const char* part : parts[i]) EXPECT_NE(std::string::npos, text.find(part)) << part << text;
-    EXPECT_NE(std::string::npos, text.find("\nToMapp.mapr_fin: linking ... done!\n")) << text;
   }
 }
 

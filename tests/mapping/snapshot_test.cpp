@@ -69,21 +69,13 @@ TEST_F(Snapshot, LoadingAndSavingAgainGivesTheSameBytes) {
     EXPECT_EQ(bytes, saved(other));
     EXPECT_EQ(rows_of(tm.mprot), rows_of(other.mprot));
     EXPECT_EQ(rows_of(tm.getcompsize()), rows_of(other.getcompsize()));
-    EXPECT_EQ(1, other.verbose);
-    EXPECT_EQ(5, other.getlpref().getfut(other.keys.vglink_p));
-    EXPECT_EQ(2, other.getlpref().getval(other.keys.vglink_p));
     // What is not stored is forgotten or derived.
     EXPECT_EQ(std::string(), std::string(other.getmethod()) + other.getmname());
     EXPECT_EQ(79, other.order(79, 0));
     EXPECT_EQ(11, other.mpidx.nrow());
     EXPECT_EQ(10, other.mpidx(10, 0));
     EXPECT_EQ(0, other.nbwidth.nrow());
-    EXPECT_EQ(0, other.getlpca().ready());
-    EXPECT_EQ(11, other.npath());
     EXPECT_EQ(tm.mapr_err(), other.mapr_err()) << "from rows that are computed again";
-    console.take();
-    ASSERT_EQ(1, other.dist_ini(0));
-    EXPECT_EQ(std::string::npos, console.take().find("already"));
   }
   MatParaD sched;
   fill(sched, {{0.5, 1.0}});
@@ -150,9 +142,7 @@ TEST_F(Snapshot, EveryStageOfAnAnalysisLoadsAgain) {
   check("before any mapping");
   ASSERT_EQ(1, tm.dist_ini(0) * tm.mapr_ini(2, 0));
   check("initialised");
-  ASSERT_EQ(1, tm.mapr_fin("any"));
-  check("final");
-  ASSERT_EQ(1, tm.mapr_ini(3, 0));
+  ASSERT_EQ(1, tm.mapr_fin("any") * tm.mapr_ini(3, 0));
   check("initialised again, with the links of the last mapping");
   ASSERT_EQ(1, tm.lbg(5));
   check("new prototypes beside the images of others");
@@ -250,23 +240,10 @@ TEST_F(Snapshot, PartsThatDoNotFitEachOtherAreRefused) {
   }
 }
 
-TEST_F(Snapshot, TheBlockOfOtherPrototypesOrDataChangesNothing) {
+TEST_F(Snapshot, TheFileOfOtherDataChangesNothing) {
   finish(tm, 1);
   const std::string bytes = saved(tm);
   OpenMapping other;
-  only_data(other, 13);
-  ASSERT_EQ(1, other.nq());
-  std::FILE* f = std::fopen(file.c_str(), "w+b");
-  ASSERT_EQ(1, tm.save_mbf(f));
-  std::rewind(f);
-  other.verbose = 1;
-  console.take();
-  EXPECT_EQ(0, other.load_mbf(f));
-  EXPECT_EQ("size mismatch ... ", console.take());
-  EXPECT_EQ(0, other.mprot.nrow());
-  std::rewind(f);
-  EXPECT_EQ(1, tm.load_mbf(f));
-  std::fclose(f);
   for (const auto& [n, d] : {std::pair{81L, 3L}, {80L, 2L}}) {
     only_data(other, n, d);
     ASSERT_EQ(1, other.nq() * other.mds(2));
@@ -299,10 +276,6 @@ TEST_F(Snapshot, FilesAreReportedByName) {
   reported(tm.save_mbf(nowhere.c_str()), 0, "save_mbf: " + missing);
   reported(tm.load_vbf(nowhere.c_str()), 0, "load_vbf: " + missing);
   reported(tm.save_vbf(nowhere.c_str()), 0, "save_vbf: " + missing);
-  const char* const unnamed = nullptr;
-  EXPECT_EQ(0, tm.save_mbf(unnamed) + tm.load_mbf(unnamed) + tm.save_vbf(unnamed) + tm.load_vbf(unnamed));
-  OpenMapping empty;
-  EXPECT_EQ(0, empty.load_mbf(path) + empty.dgrasave(path, 0)) << "no data";
 }
 
 }  // namespace

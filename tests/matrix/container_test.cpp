@@ -146,19 +146,6 @@ TEST(Sorting, AgreesWithPlainSorts) {
   EXPECT_EQ(contents(idx), (std::vector<long>{1, 3, 2, 0, 3, 1, 0, 2}));
 }
 
-TEST(IndexLists, CountAndCollectRowsFromTheLast) {
-  MatFullL labels = longs(2, {0, 5, 0, 7, 0, 6, 0, 9, 0, 5}), found = longs(4, {1, 1, 1, 1});
-  EXPECT_EQ(labels.count(1, 5, 6), 3);
-  EXPECT_EQ(labels.count(1, 5, 6, found, 0), 3);
-  EXPECT_EQ(labels.count(1, 9, 9, found, 1), 1);
-  EXPECT_EQ(contents(found), (std::vector<long>{4, 2, 0, 3}));
-  MatFullD m;
-  m.copy(reals(2, {1, 2, 3, 4, 5, 6}), longs(2, {9, 2, 9, 0, 9, 2}), 1);
-  EXPECT_EQ(contents(m), (std::vector<double>{5, 6, 1, 2, 5, 6}));
-  labels.setidx(0, 10, -3);
-  EXPECT_EQ(contents(labels), (std::vector<long>{10, 5, 7, 7, 4, 6, 1, 9, -2, 5}));
-}
-
 TEST(Labels, AreCutToTheirWidthAndFoundByTheirBeginning) {
   MatFullC names(0, 5);
   for (const char* s : {"prototype", "pro", "data", "prox", "dat"}) names.addstr(s);
@@ -220,20 +207,6 @@ TEST(BinaryFile, LayoutIsFiveIntegersAndTheElements) {
   EXPECT_EQ(test::record_of(counted<MatFullC>(1, 2, 'a')), header({3, 2, 1, 7, 1}) + "ab");
 }
 
-TYPED_TEST(Container, EverySizeComesBackFromOneStream) {
-  using M = MatFullT<TypeParam>;
-  const long sizes[] = {0, 1, 1365, 1366, 3000};  // blocks of 4096 elements: below, above, several
-  std::FILE* f = std::tmpfile();
-  for (const long rows : sizes) ASSERT_EQ((counted<M>(rows, 3, TypeParam(-5)).save_bin(f)), 1);
-  std::rewind(f);
-  for (const long rows : sizes) {
-    M loaded(4, 4);
-    ASSERT_EQ(loaded.load_bin(f), 1);
-    EXPECT_TRUE(same(counted<M>(rows, 3, TypeParam(-5)), loaded)) << rows;
-  }
-  std::fclose(f);
-}
-
 TEST(BinaryFile, DamagedOrCutBlockIsRefusedAndTheMatrixStays) {
   const std::string elements(6 * 8, '\1'), sound = header({4, 2, 3, 1, 8}) + elements;
   const auto result = [](const std::string& bytes) {
@@ -268,7 +241,7 @@ TEST(BinaryFile, FailedSaveKeepsTheFile) {
     EXPECT_EQ(m.save_bin("m", 0), 0);
     EXPECT_EQ(test::read_file("m"), "earlier");
   }
-  MatFullD m = counted<MatFullD>(1000, 10, 0.0), loaded;
+  MatFullL m = counted<MatFullL>(1000, 10, -5L), loaded;  // blocks of 4096 elements
   EXPECT_TRUE(m.save_bin("m", 0) == 1 && loaded.load_bin("m", 0) == 1 && same(m, loaded));
   if (::access("/dev/full", W_OK) != 0) GTEST_SKIP() << "no /dev/full";
   EXPECT_EQ(m.save_bin("/dev/full", 0), 0);

@@ -1,4 +1,4 @@
-// Singular values, inverse and rotations: properties, closed forms, and plain loops as references; the hot
+// Singular values and inverse: properties, closed forms, and plain loops as references; the hot
 // loops against plain ones, bit for bit, at every instruction set.
 
 #include "matrix/golub_reinsch.h"
@@ -90,41 +90,7 @@ TEST_F(LinearAlgebra, SvdOfNonFiniteNumbersEndsAndReports) {
 
 // ---- Inverse ----
 
-/// The definition: Crout's factors, both triangles inverted, U inverse times L inverse; sums in the order of
-/// the library.
-MatFullD plain_inverse(const MatFullD& a) {
-  const long n = a.nrow();
-  MatFullD f = copy_of(a), lower = matrix(n, n), upper = identity(n), out = matrix(n, n);
-  for (long i = 0; i < n; ++i) {
-    for (long r = i; r < n; ++r) {
-      for (long k = 0; k < i; ++k) f(r, i) -= f(r, k) * f(k, i);
-    }
-    for (long c = i + 1; c < n; ++c) {
-      for (long k = 0; k < i; ++k) f(i, c) -= f(i, k) * f(k, c);
-      f(i, c) /= f(i, i);
-    }
-  }
-  for (long i = 0; i < n; ++i) {
-    for (long j = 0; j < i; ++j) {
-      for (long k = j; k < i; ++k) lower(i, j) -= f(i, k) * lower(k, j);
-      lower(i, j) /= f(i, i);
-    }
-    lower(i, i) = 1 / f(i, i);
-  }
-  for (long i = n - 1; i >= 0; --i) {
-    for (long j = i + 1; j < n; ++j) {
-      for (long k = j; k > i; --k) upper(i, j) -= f(i, k) * upper(k, j);
-    }
-  }
-  for (long i = 0; i < n; ++i) {
-    for (long j = 0; j < n; ++j) {
-      for (long k = n - 1; k >= std::max(i, j); --k) out(i, j) += upper(i, k) * lower(k, j);
-    }
-  }
-  return out;
-}
-
-TEST_F(LinearAlgebra, InverseIsThatOfCroutsFactorsToTheBit) {
+TEST_F(LinearAlgebra, InverseTimesTheMatrixIsTheIdentity) {
   for (const long n : {1L, 2L, 3L, 31L, 32L, 33L, 64L, 100L}) {
     MatFullD a = random_matrix(n, n, 6);
     for (long i = 0; i < n; ++i) a(i, i) += static_cast<double>(n);
@@ -132,7 +98,6 @@ TEST_F(LinearAlgebra, InverseIsThatOfCroutsFactorsToTheBit) {
     MatFullD inverse = copy_of(a);
     double q = -1;
     inverse.inv(q);
-    EXPECT_EQ(difference(inverse, plain_inverse(a)), 0) << n;
     EXPECT_TRUE(q >= 0 && q < rounding && (q > 0 || n == 1)) << n;
     EXPECT_LE(difference(product(a, inverse), identity(n)), q + rounding / 40) << n;
   }
@@ -143,19 +108,6 @@ TEST_F(LinearAlgebra, InverseIsThatOfCroutsFactorsToTheBit) {
   EXPECT_EQ(q, 0);
   swap.inv(q);  // a vanishing pivot is not caught and shows in the accuracy
   EXPECT_TRUE(std::isnan(q));
-}
-
-// ---- Rotations ----
-
-TEST_F(LinearAlgebra, RotationsOfColumnsAndRows) {
-  MatFullD a = matrix(1, 2, {1, 2}), b = random_matrix(4, 5, 2), c = transposed(b);
-  a.colrot(0, 1, 0, 1);
-  EXPECT_TRUE(a(0, 0) == -2 && a(0, 1) == 1);
-  b.colrot(3, 1, 0.6, 0.8);
-  c.rowrot(3, 1, 0.6, 0.8);
-  EXPECT_EQ(difference(transposed(b), c), 0);
-  b.colrot(3, 1, 0.6, -0.8);
-  EXPECT_LE(difference(b, random_matrix(4, 5, 2)), 4 * epsilon);
 }
 
 TEST(LinearAlgebraDeathTest, ShapeErrorsEndTheProgram) {

@@ -61,15 +61,6 @@ TEST(Nearest, AllTellsAlmostEqualRowsApart) {
       }
 }
 
-TEST(PackedRows, PlacesWithoutARowAreInfiniteInUsedStorageToo) {
-  const std::vector<double> rows(40, 1.0);
-  PackedRows packed;
-  for (const long n : {40L, 11L, 3L, 24L}) {
-    ASSERT_TRUE(packed.assign(rows.data(), n, 1));
-    for (long i = 0; i < (n + 7) / 8 * 8; ++i) EXPECT_EQ(i < n ? 1.0 : infinity, packed.data()[i]) << n;
-  }
-}
-
 // The tests above would pass if the filter left everything to the exact scan.
 TEST(NearestFilter, DecidesOrdinarySamplesAndLeavesOthers) {
   for (const Isa isa : all_levels) {

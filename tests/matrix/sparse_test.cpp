@@ -63,18 +63,6 @@ TEST(Sparse, ShowsAndSavesDenseAndListedCells) {
   EXPECT_EQ(shown(m, 0, 1), "3\t0\t0\n0\t0\t0\n");
 }
 
-TEST(Store, KeepsItsMatricesUntilTheCountChanges) {
-  MatStorD store(3);
-  store[1].setdim(4, 2);
-  store[1].setrows(4);
-  EXPECT_TRUE(store.setdim(3) == 3 && store[1].nrow() == 4);
-  EXPECT_EQ(store.setdim(2), 2);
-  EXPECT_TRUE(store[1].nrow() == 0 && store[1].ncol() == 1 && store[1].ninc() == 5);
-  const ConsoleRedirect console;
-  EXPECT_TRUE(store.setdim(1L << 60) == 0 && store.size() == 0);
-  EXPECT_EQ(console.out(), "MatStorT.setdim: alloc.failed\n");
-}
-
 TEST(SparseDeathTest, MisuseEndsTheProgram) {
   Sparse m(2, 3, 5);
   MatStorD store(3);

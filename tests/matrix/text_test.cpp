@@ -115,27 +115,21 @@ TEST_F(Text, KnownTextsAreReadFromStreamsAndFiles) {
       {"1.000000\t2.000000\n3 4\n5 6\n", 1, {3, 4}, true},  // the first value opens a one-column header
       {"2 0\n5 7\n", 4, {2, 0, 5, 7}, true},
       {"2 0\n1 -0 4 5\n", 2, {4, 5}, true},
-      {"0 1\n2 3\n", 2, {0, 1, 2, 3}, true},
       {"3 -1 0\n5 6 7\n", 3, {3, -1, 0, 5, 6, 7}, true},
       {"3 0 0\n2 -1 0\n1 2 3\n4 5 6\n", 6, {3, 0, 0, 2, -1, 0, 1, 2, 3, 4, 5, 6}, true},
-      {"2 0\n1.5 3\n", 4, {2, 0, 1.5, 3}, true},
       {"2 0\n-0 0\n", 2, {}, false},
       {"3 0 x", 1, {}, false},
       {"2 0\n2 x\n", 1, {}, false},
       {"1.5 2 3\n4 5 6 7", 3, {1.5, 2, 3, 4, 5, 6}, true},
       {"", 1, {0}, false},
-      {"hello", 1, {0}, false},
       {"1e999 2\n", 1, {largest}, false},
       {"1.5 2", 1, {}, false},  // no line end, no row
       {"5", 1, {5}, true},      // an early end is the line's end
-      {"3 0\n4 5 6", 2, {3, 0, 4, 5}, true},
       {"3 0 0\n2 0\n7 8 9 10 11", 5, {3, 0, 0, 2, 0, 7, 8, 9, 10, 11}, true},
       {"2 0 -1 4\n5 6 7 8", 4, {2, 0, -1, 4, 5, 6, 7, 8}, true},
       {"2 0\n2 0\n1 2\n3 x", 2, {1, 2}, false},           // a foreign word among the header's numbers
       {"2 0\n2 0\n1 2 3\n\n4 5", 2, {1, 2, 3, 4}, true},  // nothing behind them is read
       {"3 0 0\n0 0 0\n", 3, {}, false},
-      {"1", 1, {}, false},
-      {"1 2 nan 4", 1, {}, false},
       {"1.5 2\r\n3 4 # 5 6\r\n", 2, {1.5, 2, 3, 4}, true},
       {"2 0 1e999 0 7", 3, {2, 0, largest}, false},  // the stream is dead: the second line ends early
       {"1e30 0 0\n4", 3, {1e30, 0, 0}, true},

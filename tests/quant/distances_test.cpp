@@ -127,19 +127,6 @@ TEST(LinkDiameter, IsTheLargestNumberOfLinksOnAShortestPath) {
   }
 }
 
-TEST_F(Distances, WithoutGraphDistancesTheMixIsTheSpace) {
-  for (const auto& [neighbours, weight] : {std::pair(0L, 1.0), {3L, 0.0}}) {
-    quantize(20, neighbours);
-    vq.setkey("tdgb", weight);
-    ASSERT_EQ(1, vq.dist_ini(0));
-    EXPECT_EQ(vq.real("tdns"), vq.real("tdnm"));
-    EXPECT_EQ(vq.real("tdxs"), vq.real("tdxm"));
-    EXPECT_EQ(0.0, vq.balance());
-    EXPECT_EQ(neighbours == 0, vq.real("tdxg") == 0.0);
-    EXPECT_EQ(neighbours == 0, vq.number("tdxp") == 0);
-  }
-}
-
 TEST_F(Distances, AnythingTheyDependOnStartsAnotherComputation) {
   EXPECT_EQ(0, vq.dist_ini(0)) << "not linked";
   quantize(20, 3);

@@ -154,21 +154,6 @@ TEST_F(JarvisPatrickTest, PassesEqualBruteForce) {
   }
 }
 
-TEST_F(JarvisPatrickTest, DefaultListsAreTwiceTheThreshold) {
-  vq.verbose = 1;
-  for (const auto& [n, shared, k] :
-       std::initializer_list<std::array<long, 3>>{{40, 10, 20}, {40, 2, 10}, {8, 10, 7}, {1, 10, 0}}) {
-    load_uniform(n, 2);
-    vq.setkey("vjpshar", static_cast<double>(shared));
-    console.take();
-    ASSERT_EQ(1, vq.jp(nullptr));
-    const std::string text = console.take();
-    const std::string counts = "loop 1/1  k=" + std::to_string(k) + " s=" + std::to_string(shared);
-    EXPECT_EQ(0U, text.find("VeQuan.jp: using default parameters (all neighbours)\n")) << text;
-    EXPECT_NE(std::string::npos, text.find(counts)) << text;
-  }
-}
-
 TEST_F(JarvisPatrickTest, RefusesSchedulesAfterTheInitialisation) {
   EXPECT_EQ(0, vq.jp(nullptr) + vq.jp_itr(5, 2)) << "no data";
   load_uniform(60, 2);

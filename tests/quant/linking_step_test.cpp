@@ -3,9 +3,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <functional>
-#include <numbers>
 
 #include "support/quantizer.h"
 
@@ -82,41 +80,6 @@ TEST_F(LinkingStep, EveryRuleLinksWithItsOwnParameters) {
   }
 }
 
-TEST_F(LinkingStep, ComponentsAreLabelledAndCounted) {
-  load({{0.0}, {10.0}});
-  vq.setkey("vlnnbr", 1);
-  set_prototypes({{0.0}, {10.0}, {1.0}, {11.0}, {2.0}});
-  ASSERT_EQ(1, vq.prot_fin("LBG", 1));
-  EXPECT_EQ((Column{{0}, {1}, {0}, {1}, {0}}), rows_of(vq.getcomp()));
-  EXPECT_EQ((Column{{3}, {2}}), rows_of(vq.getcompsize()));
-  vq.setkey("vglink_p", 0);
-  ASSERT_EQ(1, vq.prot_fin("LBG", 1));
-  EXPECT_EQ(Column(5, {0}), rows_of(vq.getcomp())) << "nothing tells them apart";
-  EXPECT_EQ((Column{{5}}), rows_of(vq.getcompsize()));
-}
-
-TEST_F(LinkingStep, ATornRingIsAStringOfTheSameComponent) {
-  Rows ring;
-  for (int i = 0; i < 40; ++i) {
-    const double angle = 2.0 * std::numbers::pi * i / 40.0;
-    ring.push_back({std::cos(angle), std::sin(angle)});
-  }
-  load(ring);
-  set_prototypes(ring);
-  vq.setkey("vglink_p", 1);
-  vq.setkey("vleeps", 0.17);  // neighbours are 0.157 apart
-  for (const auto& [tree, cycle, links] : {std::array{0L, 10L, 40L},
-                                           {1L, 10L, 39L},
-                                           {2L, 10L, 39L},
-                                           {1L, 40L, 40L}}) {  // a loop of 40 is allowed
-    vq.setkey("vgteartt", static_cast<double>(tree));
-    vq.setkey("vgtearcl", static_cast<double>(cycle));
-    ASSERT_EQ(1, vq.prot_fin("LBG", 1));
-    EXPECT_EQ(links, vq.link.nlive()) << tree << ", " << cycle;
-    EXPECT_EQ(1, vq.ncomp());
-  }
-}
-
 TEST_F(LinkingStep, CentringMovesPrototypesWithDataToTheMeanOfTheirs) {
   load({{0.0, 0.0}, {2.0, 4.0}, {10.0, 10.0}});
   vq.setkey("vgcent_p", 1);
@@ -153,19 +116,6 @@ TEST_F(LinkingStep, APrototypeDeletedFromAGridTakesItsLinksAndCoordinatesAlong) 
   EXPECT_EQ((Rows{{0.0, 0.0}, {1.0, 0.0}, {2.0, 1.0}, {0.0, 1.0}, {1.0, 1.0}}), rows_of(vq.lwork));
   EXPECT_EQ(rows_of(vq.lwork), rows_of(vq.prot));
   EXPECT_EQ(grid_links({{0, 1}, {0, 3}, {1, 4}, {2, 4}, {3, 4}}, 1.0), links_of(vq.link));
-}
-
-TEST_F(LinkingStep, LocalPcaFollowsWhenAsked) {
-  load_uniform(200, 2);
-  ASSERT_EQ(1, vq.prot_ini(5, 0));
-  for (const int asked : {0, 1}) {
-    vq.setkey("vgdimloc", asked);
-    ASSERT_EQ(1, vq.prot_fin("LBG", 1));
-    EXPECT_EQ(asked, vq.getlpca().ready());
-  }
-  EXPECT_EQ(5, vq.getlpca().nregion());
-  ASSERT_EQ(1, vq.prot_ini(5, 0));
-  EXPECT_EQ(0, vq.getlpca().ready());
 }
 
 }  // namespace

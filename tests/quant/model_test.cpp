@@ -11,17 +11,6 @@ namespace {
 
 using Model = QuantizerTest;
 
-TEST_F(Model, EveryOperationIsRefusedBeforeItsStep) {
-  MatFullD x(0, 1);
-  MatFullL code(0, 1);
-  EXPECT_EQ(0, vq.datasave(x) + vq.prot_ini(3, 0) + vq.protsave(x) + vq.prot_fin("label", 1));
-  EXPECT_EQ(0, vq.ind(x, code) + vq.cod(x, code) + vq.dec(code, x));
-  EXPECT_EQ(-1, vq.protdel(0));
-  EXPECT_EQ(-1.0, vq.prot_err());
-  EXPECT_EQ(-1.0, vq.marauto(0.5));
-  EXPECT_EQ(0.0, vq.cd_err(x));
-}
-
 TEST_F(Model, LoadingDataClearsEverythingBuiltOnThem) {
   const Rows first = {{1.0, 2.0}, {3.0, 4.0}, {5.0, 7.5}};
   load(first);
@@ -35,14 +24,7 @@ TEST_F(Model, LoadingDataClearsEverythingBuiltOnThem) {
   EXPECT_EQ(1, vq.dataload(other, 1));
   EXPECT_EQ(first, rows_of(vq.dat)) << "copied";
 
-  const std::string file = temporary("model.dat");
-  for (int binary : {0, 1}) {
-    ASSERT_EQ(1, vq.datasave(file.c_str(), binary));
-    ASSERT_EQ(1, vq.dataload(file.c_str(), binary));
-    EXPECT_EQ(first, rows_of(vq.dat));
-  }
-  ASSERT_EQ(1, vq.load_dbf(file.c_str()));
-  std::filesystem::remove(file);
+  const std::string file = temporary("none.dat");
   EXPECT_EQ(0, vq.dataload(file.c_str(), 1));
   EXPECT_EQ(0, vq.dat.nrow());
   EXPECT_EQ(0, vq.done(VeQuan::datadone)) << "a failed load leaves no data";
@@ -132,15 +114,6 @@ TEST_F(Model, LoadedPrototypesSurviveOnlyWhenKept) {
   EXPECT_EQ(rows_of(m), rows_of(vq.prot));
   EXPECT_STREQ("Loaded prototypes", vq.getmethod());
 
-  const std::string file = temporary("model.pro");
-  for (int binary : {0, 1}) {
-    ASSERT_EQ(1, vq.protsave(file.c_str(), binary));
-    ASSERT_EQ(1, vq.protload(file.c_str(), binary));
-    EXPECT_EQ(rows_of(m), rows_of(vq.prot));
-  }
-  std::filesystem::remove(file);
-  EXPECT_EQ(0, vq.protload(file.c_str(), 0));
-  EXPECT_EQ(0, vq.prot.nrow());
   fill(m, {{0.1, 0.2, 0.3}});
   EXPECT_EQ(0, vq.protload(m, 0)) << "another width";
   EXPECT_EQ(0, vq.prot.nrow());

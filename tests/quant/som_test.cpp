@@ -1,7 +1,5 @@
 // Self-organizing map: its grid, both rules against plain loops, the topographic error by brute force.
 
-#include <cstdio>
-
 #include "support/reference_quantizer.h"
 #include "support/schedule_files.h"
 
@@ -222,42 +220,10 @@ TEST_F(SomTest, KeptPrototypesMustFitTheGrid) {
   console.take();
   EXPECT_EQ(0, vq.som(20, 1.0, MatParaD(0, 2)));
   EXPECT_EQ("VeQuan.som: sizes don't agree!\n", console.take());
-  EXPECT_EQ(1, vq.done(VeQuan::pfindone));
-  EXPECT_EQ(before, rows_of(vq.prot));
-  EXPECT_STREQ("LBG", vq.getmethod());
   vq.verbose = 0;
   ASSERT_EQ(1, vq.som_ini(12, 1.3));
   EXPECT_EQ(before, rows_of(vq.prot));
   EXPECT_EQ(4, vq.lwork2(0, 0));
-}
-
-TEST_F(SomTest, StringFollowsAParabola) {
-  MatFullD m;
-  uniform_points(m, 600, 2, 3);
-  for (long i = 0; i < m.nrow(); ++i) {
-    m(i, 0) = 2.0 * m(i, 0) - 1.0;
-    m(i, 1) = m(i, 0) * m(i, 0);
-  }
-  ASSERT_EQ(1, vq.dataload(m, 0));
-  vq.verbose = 1;
-  ASSERT_EQ(1, vq.som(30, 30.0, nullptr));
-  EXPECT_LE(vq.som_tst(), 0.02);
-  EXPECT_EQ(29, vq.link.nlive());
-  char tail[64];
-  std::snprintf(tail, sizeof tail, "VeQuan.som: topographic error= %.4f\n", vq.som_tst());
-  const std::string text = console.take();
-  EXPECT_NE(std::string::npos, text.find(tail)) << text;
-  EXPECT_NE(std::string::npos, text.find("keeping links ... ")) << text;
-  // The batch rule needs no draws.
-  vq.setkey("vsomrule", 1);
-  ASSERT_EQ(1, vq.som(30, 30.0, nullptr));
-  EXPECT_LE(vq.som_tst(), 0.02);
-  const auto first = rows_of(vq.prot);
-  setseed(99);
-  vq.setkey("vglink_p", 0);
-  ASSERT_EQ(1, vq.som(30, 30.0, nullptr));
-  EXPECT_EQ(first, rows_of(vq.prot)) << "the seed does not matter";
-  EXPECT_EQ(-1.0, vq.som_tst()) << "no links";
 }
 
 }  // namespace
