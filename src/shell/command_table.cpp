@@ -39,8 +39,8 @@ constexpr Command table[] = {
 
     {"rl", Needs::prototypes, &S::remove_lost, false, 3, nullptr, "  rl = Remove Lost prototypes", 0},
     {"rc", Needs::prototypes, &S::remove_copies, false, 3, nullptr, "  rc = Remove Copy prototypes", 1},
-    {"us", Needs::prototypes, &S::unfold_map, true, 3, "Dimension Reduction :",
-     "  us = Unfold Self-organizing map"},
+    {"us", Needs::prototypes, &S::unfold_map, true, 3,
+     "Dimension Reduction :", "  us = Unfold Self-organizing map"},
     {"md", Needs::prototypes, &S::scaling, true, 3, nullptr, "  md = MultiDimensional Scaling"},
     {"mm", Needs::prototypes, &S::sammon, true, 3, nullptr, "  mm = Sammon Mapping"},
     {"cc", Needs::prototypes, &S::curvilinear, true, 3, nullptr, "  cc = Curvilinear Component Analysis"},
@@ -69,13 +69,20 @@ const Command* find_command(char c1, char c2) {
 
 bool Session::allowed(const Command& command) const {
   switch (command.needs) {
-    case Needs::nothing: return true;
-    case Needs::data: return analysis_.done(VeQuan::datadone);
-    case Needs::prototypes: return analysis_.done(VeQuan::pfindone);
-    case Needs::distances: return analysis_.done(VeQuan::dinidone);
-    case Needs::mapping: return analysis_.done(ToMapp::minidone);
-    case Needs::projection: return work_.prj.nrow() > 0;
-    case Needs::reconstruction: return work_.jrp.nrow() > 0;
+    case Needs::nothing:
+      return true;
+    case Needs::data:
+      return analysis_.done(VeQuan::datadone);
+    case Needs::prototypes:
+      return analysis_.done(VeQuan::pfindone);
+    case Needs::distances:
+      return analysis_.done(VeQuan::dinidone);
+    case Needs::mapping:
+      return analysis_.done(ToMapp::minidone);
+    case Needs::projection:
+      return work_.prj.nrow() > 0;
+    case Needs::reconstruction:
+      return work_.jrp.nrow() > 0;
   }
   return false;
 }
