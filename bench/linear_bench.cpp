@@ -9,7 +9,7 @@
 #include "base/random.h"
 #include "local/lpca.h"
 #include "local/mgceigen.h"
-#include "matrix/golub_reinsch.h"
+#include "matrix/linear/golub_reinsch.h"
 #include "matrix/matfulld.h"
 #include "plain_eigen.h"
 

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "matrix/all_neighbours.h"
+#include "matrix/distance/all_neighbours.h"
+#include "matrix/distance/row_search.h"
 #include "matrix/matfulld.h"
-#include "matrix/row_search.h"
 
 namespace {
 

@@ -12,7 +12,7 @@ endfunction()
 # of its own (the macro QVTX_ISA), and the program picks one of them at run time (base/isa.h). Such a source must not
 # use inline functions of the standard library: the linker could keep the copy that the narrower machine cannot run.
 function(qvtx_folder name)
-  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${name}/*.cpp)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${name}/*.cpp)
   set(kernels ${sources})
   list(FILTER sources EXCLUDE REGEX "_kernels\\.cpp$")
   list(FILTER kernels INCLUDE REGEX "_kernels\\.cpp$")

@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "fuzz.h"
-#include "matrix/number_scanner.h"
+#include "matrix/text/number_scanner.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(bytes),

@@ -5,7 +5,7 @@
 #include "base/files.h"
 #include "graph/matlink.h"
 #include "matrix/file_report.h"
-#include "matrix/text_writer.h"
+#include "matrix/text/text_writer.h"
 
 namespace qvtx {
 

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "matrix/neighbour_search.h"
+#include "matrix/distance/neighbour_search.h"
 #include "quant/vequan.h"
 
 namespace qvtx {

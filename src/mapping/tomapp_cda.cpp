@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "mapping/input_distances.h"
-#include "mapping/pivot_kernels.h"
+#include "mapping/kernels/cda_kernels.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {

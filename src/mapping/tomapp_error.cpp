@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "mapping/input_distances.h"
-#include "mapping/stress_kernels.h"
+#include "mapping/kernels/stress_kernels.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {

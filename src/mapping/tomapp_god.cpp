@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "base/scquan.h"
-#include "mapping/god_kernels.h"
 #include "mapping/input_distances.h"
+#include "mapping/kernels/god_kernels.h"
 #include "mapping/tomapp.h"
-#include "matrix/row_search.h"
+#include "matrix/distance/row_search.h"
 
 namespace qvtx {
 

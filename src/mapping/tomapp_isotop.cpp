@@ -6,7 +6,7 @@
 
 #include "base/random.h"
 #include "mapping/graph_order.h"
-#include "mapping/isotop_kernels.h"
+#include "mapping/kernels/isotop_kernels.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "mapping/input_distances.h"
-#include "mapping/sammon_kernels.h"
+#include "mapping/kernels/sammon_kernels.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {

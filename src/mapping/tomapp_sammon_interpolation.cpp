@@ -10,7 +10,7 @@
 
 #include "graph/graph_paths.h"
 #include "mapping/affine_blend.h"
-#include "mapping/point_kernels.h"
+#include "mapping/kernels/interpolation_kernels.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {

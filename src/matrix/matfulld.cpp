@@ -1,10 +1,5 @@
 #include "matrix/matfulld.h"
 
-#include <algorithm>
-#include <vector>
-
-#include "matrix/heap_sort.h"
-
 namespace qvtx {
 
 char MatFullD::mesp = 'm';
@@ -37,34 +32,6 @@ void MatFullD::atb(const MatFullD& a, const MatFullD& b) {
     }
   }
   swap(product);
-}
-
-void MatFullD::maxsort(long col, MatFullL& idx, long n) const {
-  if (col < 0 || col >= ncol()) ermessage('s', 141, 1, col);
-  if (n < 0 || n >= nrow()) n = nrow();
-  std::vector<long> order(static_cast<std::size_t>(nrow()));
-  for (std::size_t i = 0; i < order.size(); ++i) order[i] = static_cast<long>(i);
-  // Repeated selection of the smallest value, the lowest row among equals, is this order's beginning.
-  const auto before = [value = data(), d = ncol(), col](long i, long j) {
-    const double x = value[i * d + col], y = value[j * d + col];
-    if (x < y || x > y) return x < y;
-    if (x != x || y != y) return y != y && (x == x || i < j);  // NaN last
-    return i < j;
-  };
-  std::partial_sort(order.begin(), order.begin() + n, order.end(), before);
-  idx.setdim(nrow(), 2);
-  idx.setrows(nrow());
-  if (idx.nrow() != nrow()) return;
-  for (long k = 0; k < n; ++k) {
-    const long i = order[static_cast<std::size_t>(k)];
-    idx(k, 0) = i;
-    idx(i, 1) = k;
-  }
-}
-
-void MatFullD::potsort(long col, MatFullL& idx) const {
-  if (col < 0 || col >= ncol()) ermessage('s', 141, 1, col);
-  heap_sort(data(), ncol(), col, nrow(), idx);
 }
 
 }  // namespace qvtx

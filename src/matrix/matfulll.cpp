@@ -1,7 +1,5 @@
 #include "matrix/matfulll.h"
 
-#include "matrix/heap_sort.h"
-
 namespace qvtx {
 
 long MatFullL::count(long col, long lo, long hi) const {
@@ -33,11 +31,6 @@ long MatFullL::count(long col, long lo, long hi, MatFullL& idx, int keep) const 
 void MatFullL::setidx(long col, long start, long step) {
   if (col < 0 || col >= ncol()) ermessage('m', 171, 1, col);
   for (long i = nrow() - 1; i >= 0; --i) data()[i * ncol() + col] = start + i * step;
-}
-
-void MatFullL::potsort(long col, MatFullL& idx) const {
-  if (col < 0 || col >= ncol()) ermessage('s', 141, 1, col);
-  heap_sort(data(), ncol(), col, nrow(), idx);
 }
 
 }  // namespace qvtx

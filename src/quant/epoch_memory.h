@@ -3,9 +3,9 @@
 
 #include <vector>
 
+#include "matrix/distance/nearest_memory.h"
+#include "matrix/distance/packed_rows.h"
 #include "matrix/matfulld.h"
-#include "matrix/nearest_memory.h"
-#include "matrix/packed_rows.h"
 #include "quant/rank_sort.h"
 
 namespace qvtx {

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "matrix/number_order.h"
+#include "matrix/sort/number_order.h"
 #include "quant/rank_tree.h"
 
 namespace qvtx {

@@ -8,7 +8,7 @@
 
 #include "graph/laplacian.h"
 #include "graph/path_rows.h"
-#include "matrix/row_search.h"
+#include "matrix/distance/row_search.h"
 #include "quant/link_diameter.h"
 #include "quant/vequan.h"
 

@@ -7,7 +7,7 @@
 #include <numeric>
 #include <vector>
 
-#include "matrix/all_neighbours.h"
+#include "matrix/distance/all_neighbours.h"
 #include "quant/centroids.h"
 #include "quant/vequan.h"
 

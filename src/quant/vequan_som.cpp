@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "base/exponential.h"
-#include "matrix/neighbour_search.h"
+#include "matrix/distance/neighbour_search.h"
 #include "quant/centroids.h"
 #include "quant/epoch_memory.h"
 #include "quant/vequan.h"

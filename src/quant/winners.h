@@ -2,7 +2,7 @@
 // Best-matching prototypes for whole epochs. A method that asks for the winner of every datum gets it here
 // several times as fast as from VeQuan::prot_bmu, with the same results.
 
-#include "matrix/row_search.h"
+#include "matrix/distance/row_search.h"
 #include "quant/epoch_memory.h"
 #include "quant/vequan.h"
 

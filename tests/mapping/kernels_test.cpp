@@ -11,11 +11,11 @@
 #include "base/isa.h"
 #include "base/random.h"
 #include "base/scquan.h"
-#include "mapping/god_kernels.h"
-#include "mapping/pivot_kernels.h"
-#include "mapping/point_kernels.h"
-#include "mapping/sammon_kernels.h"
-#include "mapping/stress_kernels.h"
+#include "mapping/kernels/cda_kernels.h"
+#include "mapping/kernels/god_kernels.h"
+#include "mapping/kernels/interpolation_kernels.h"
+#include "mapping/kernels/sammon_kernels.h"
+#include "mapping/kernels/stress_kernels.h"
 #include "matrix/matfulld.h"
 
 namespace qvtx::test {

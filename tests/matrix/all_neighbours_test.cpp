@@ -1,6 +1,6 @@
 // Neighbours of all rows against the search for each.
 
-#include "matrix/all_neighbours.h"
+#include "matrix/distance/all_neighbours.h"
 
 #include <cmath>
 

@@ -1,8 +1,8 @@
 // Singular values and inverse: properties, closed forms, and plain loops as references; the hot
 // loops against plain ones, bit for bit, at every instruction set.
 
-#include "matrix/golub_reinsch.h"
-#include "matrix/linear_kernels.h"
+#include "matrix/linear/golub_reinsch.h"
+#include "matrix/linear/linear_kernels.h"
 #include "matrix/linear_support.h"
 
 namespace qvtx::test {

@@ -1,9 +1,9 @@
 // Nearest-row search in all its forms against the plain scan.
 
+#include "matrix/distance/nearest_filter.h"
+#include "matrix/distance/neighbour_search.h"
+#include "matrix/distance/row_search.h"
 #include "matrix/distance_support.h"
-#include "matrix/nearest_filter.h"
-#include "matrix/neighbour_search.h"
-#include "matrix/row_search.h"
 
 namespace qvtx {
 namespace {

@@ -6,7 +6,7 @@
 #include "base/support.h"
 #include "matrix/matfullc.h"
 #include "matrix/matfulld.h"
-#include "matrix/number_scanner.h"
+#include "matrix/text/number_scanner.h"
 
 namespace qvtx {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "base/isa.h"
 #include "gtest/gtest.h"
-#include "matrix/packed_rows.h"
+#include "matrix/distance/packed_rows.h"
 #include "quant/gas_kernels.h"
 
 namespace qvtx {

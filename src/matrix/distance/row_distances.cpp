@@ -1,0 +1,97 @@
+#include "matrix/distance/row_distances.h"
+
+#include <new>
+
+#include "matrix/distance/distance_rules.h"
+#include "matrix/matfulld.h"
+
+namespace qvtx::distance {
+namespace {
+
+// Sums to distances in place, -1 beyond the limit, without a branch: the rows are measured whole. A sum that
+// is NaN is right only when nothing could have been abandoned before the NaN came in; returns how many need
+// the plain loop.
+template <class Rule>
+long finish_sums(const Rule& rule, double limit, long n, double* out) {
+  long undecided = 0;
+  const bool bounded = limit < no_bound;
+  for (long i = 0; i < n; ++i) {
+    const double sum = out[i];
+    undecided += sum != sum && bounded ? 1 : 0;
+    out[i] = sum > limit ? abandoned : distance_of(rule, sum);
+  }
+  return undecided;
+}
+
+double cosine(const double* x, const double* y, long d, double yy) {
+  return cosine_of(dot(x, y, d), dot(x, x, d), yy);
+}
+
+double area_or_modulus(const double* x, const double* y, long d, double bound, bool area) {
+  return with_rule(MatFullD::miex, [=](const auto& rule) {
+    const double limit = limit_of(rule, bound);
+    return distance_of(rule, area ? accumulate(rule, PairArea{x, y, d}, d, 0.0, limit)
+                                  : accumulate(rule, PairModulus{x, y}, d, 0.0, limit));
+  });
+}
+
+void finish_rows(const double* rows, long n, long d, const double* x, double bound, double* out) {
+  const long undecided = with_rule(
+      MatFullD::miex, [=](const auto& rule) { return finish_sums(rule, limit_of(rule, bound), n, out); });
+  for (long i = 0; undecided > 0 && i < n; ++i)
+    if (out[i] != out[i]) out[i] = area_or_modulus(rows + i * d, x, d, bound, false);
+}
+
+}  // namespace
+
+char distance_class() { return MatFullD::mesp == 'a' || MatFullD::mesp == 'c' ? MatFullD::mesp : 'm'; }
+
+const RuleKernels* fast_kernels() {
+  if (distance_class() != 'm') return nullptr;
+  const double p = MatFullD::miex;
+  if (p == 2.0) return &kernels().squares;
+  if (p == 1.0) return &kernels().moduli;
+  if (p >= 8.0) return &kernels().largest;
+  return nullptr;
+}
+
+double between(const double* x, const double* y, long d, double bound) {
+  const char kind = distance_class();
+  if (kind == 'c') return cosine(x, y, d, dot(y, y, d));
+  return area_or_modulus(x, y, d, bound, kind == 'a');
+}
+
+void to_rows(const double* rows, long n, long d, const double* x, double bound, double* out) {
+  if (const RuleKernels* fast = fast_kernels()) {
+    fast->row_sums(rows, n, d, x, out);
+    finish_rows(rows, n, d, x, bound, out);
+    return;
+  }
+  const char kind = distance_class();
+  const double xx = kind == 'c' ? dot(x, x, d) : 0.0;
+  for (long i = n - 1; i >= 0; --i)
+    out[i] = kind == 'c' ? cosine(rows + i * d, x, d, xx)
+                         : area_or_modulus(rows + i * d, x, d, bound, kind == 'a');
+}
+
+PreparedRows::PreparedRows(const double* rows, long n, long d) : rows_(rows), ncol_(d) {
+  if (const RuleKernels* fast = fast_kernels(); fast && packed_.assign(rows, n, d)) kernels_ = fast;
+  if (distance_class() != 'c') return;
+  squares_.reset(new (std::nothrow) double[static_cast<std::size_t>(n)]);
+  for (long i = 0; squares_ && i < n; ++i)
+    squares_[static_cast<std::size_t>(i)] = dot(rows + i * d, rows + i * d, d);
+}
+
+void PreparedRows::distances(const double* x, long count, double* out) const {
+  if (kernels_) {
+    kernels_->packed_sums(packed_.data(), count, ncol_, x, out);
+    finish_rows(rows_, count, ncol_, x, no_bound, out);
+    return;
+  }
+  if (!squares_) return to_rows(rows_, count, ncol_, x, no_bound, out);
+  const double xx = dot(x, x, ncol_);
+  for (long i = count - 1; i >= 0; --i)
+    out[i] = cosine_of(dot(rows_ + i * ncol_, x, ncol_), squares_[static_cast<std::size_t>(i)], xx);
+}
+
+}  // namespace qvtx::distance

@@ -1,0 +1,320 @@
+// Text files of the dense matrix: writer, reader and the stream operators.
+
+#include <cmath>
+#include <istream>
+#include <limits>
+#include <ostream>
+#include <type_traits>
+
+#include "base/files.h"
+#include "matrix/file_report.h"
+#include "matrix/matfull.h"
+#include "matrix/matfullc.h"
+#include "matrix/matfulld.h"
+#include "matrix/text/number_scanner.h"
+#include "matrix/text/text_writer.h"
+
+namespace qvtx {
+namespace {
+
+// ---- Writing ----
+
+template <class T>
+void write_text(TextWriter& writer, Ostr* console, const MatFullT<T>& m, bool header) {
+  TextTable table(writer, console);
+  if (header) table.header(m.nrow(), m.ncol());
+  for (long i = 0; i < m.nrow(); ++i) {
+    const T* const values = m.data() + i * m.ncol();
+    table.begin_line();
+    for (long j = 0; j < m.ncol(); ++j) table.put(values[j]);
+    table.end_line();
+  }
+  table.end();
+}
+
+// ---- Reading ----
+
+bool is_line_end(int c) { return c == '\n' || c == '\r'; }
+bool starts_number(int c) { return (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.'; }
+bool is_count(double x, double least) { return x >= least && std::round(x) == x; }
+
+/// The element that stores x: rounded to the nearest integer (halves away from zero) and clamped to the
+/// type's range.
+template <class T>
+T to_element(double x) {
+  if constexpr (std::is_same_v<T, double>) {
+    return x;
+  } else {
+    using Code = std::conditional_t<std::is_same_v<T, char>, signed char, T>;
+    using Limits = std::numeric_limits<Code>;
+    const double nearest = std::round(x);
+    // -min is a power of two and exact, unlike max as a double.
+    constexpr double beyond = -static_cast<double>(Limits::min());
+    if (nearest >= beyond) return static_cast<T>(Limits::max());
+    if (nearest <= -beyond) return static_cast<T>(Limits::min());
+    return static_cast<T>(static_cast<Code>(nearest));
+  }
+}
+
+/// What becomes of a matrix that the text does not hold in full.
+enum class Incomplete {
+  kept,    ///< the rows that were read are the result
+  refused  ///< the reader fails; as far as possible before it has touched the matrix
+};
+
+/// Reads one matrix, with or without header. The header test works on the text as it comes; lines that turn
+/// out to be no header are data. Numbers go straight to where they stay: there is never a second copy of more
+/// than the first row.
+template <class T, class Source>
+class TextReader {
+ public:
+  TextReader(MatFullT<T>& target, Source& source, Incomplete policy)
+      : target_(target), source_(source), policy_(policy) {}
+
+  /// False when not all of a header's numbers were read, when there is no first row, or when storage ran out.
+  bool read() {
+    const double columns = source_.number();
+    // Even a failed first extraction counts as a value, which is the whole matrix then.
+    if (source_.failed()) return append(columns) && finish_first_row();
+    if (!is_count(columns, 1)) return append(columns) && first_row_goes_on();
+    double foreign = 0;
+    const Header first = header_line(columns, foreign);
+    if (first.end != LineEnd::whole) {
+      return append_header_line(columns, first.values) && continue_after(first, foreign);
+    }
+    const double rows = source_.number();
+    if (!is_count(rows, 0)) {
+      return append_header_line(columns, first.values) && append(rows) && first_row_goes_on();
+    }
+    const Header second = header_line(columns, foreign);
+    if (second.end == LineEnd::whole) return header_rows(rows, first.values);
+    return append_header_line(columns, first.values) && append_header_line(rows, second.values) &&
+           continue_after(second, foreign);
+  }
+
+  /// Whether the target holds a part of the text.
+  bool touched() const { return touched_; }
+
+ private:
+  enum class LineEnd { whole, early, no_number, not_zero };
+  struct Header {
+    LineEnd end;
+    long values;  ///< the first number and the zeros read behind it
+  };
+
+  /// Reads the zeros behind the first number of a header line. Whether the line ends after the last one does
+  /// not matter.
+  Header header_line(double columns, double& foreign) {
+    long k = 1;
+    for (; static_cast<double>(k) < columns; ++k) {
+      const int c = source_.look();
+      if (c < 0) return {LineEnd::early, k};
+      if (is_line_end(c)) {
+        source_.take();
+        return {LineEnd::early, k};
+      }
+      if (!starts_number(c)) return {LineEnd::no_number, k};
+      foreign = source_.number();
+      if (foreign != 0) return {LineEnd::not_zero, k};
+    }
+    return {LineEnd::whole, k};
+  }
+
+  /// The line was no header: what was read of it opens the first row, which its end completes.
+  bool continue_after(const Header& line, double foreign) {
+    if (line.end == LineEnd::early) return finish_first_row() && data_rows();
+    if (line.end == LineEnd::not_zero && !append(foreign)) return false;
+    return first_row_goes_on();
+  }
+
+  bool append_header_line(double first, long values) {
+    bool done = append(first);
+    for (long k = 1; done && k < values; ++k) done = append(0);
+    return done;
+  }
+
+  /// One more number of the first row, whose length is not known yet.
+  bool append(double x) {
+    if (!add_row(line_)) return false;
+    line_.data()[line_.nrow() - 1] = to_element<T>(x);
+    return true;
+  }
+
+  /// Numbers up to the line end make the first row; without line end there is no row.
+  bool first_row_goes_on() {
+    for (;;) {
+      const int c = source_.look();
+      if (is_line_end(c)) break;
+      if (!starts_number(c) || !append(source_.number())) return false;
+    }
+    source_.take();
+    return finish_first_row() && data_rows();
+  }
+
+  /// The column of numbers becomes the first row of the target.
+  bool finish_first_row() {
+    if (policy_ == Incomplete::refused && source_.failed()) return false;
+    const long columns = line_.nrow();
+    line_.tsp();
+    if (line_.ncol() != columns) line_.ermessage('m', 151, 1, 1, columns);
+    line_.setinc(target_.ninc());
+    target_.swap(line_);
+    line_.setdim(0, 1);
+    return touched_ = true;
+  }
+
+  /// Rows behind the first one: line ends carry no meaning any more. A last row that is only partly filled is
+  /// dropped.
+  bool data_rows() {
+    const long columns = target_.ncol();
+    while (at_number()) {
+      if (!add_row(target_)) return false;
+      const long i = target_.nrow() - 1;
+      T* const values = target_.data() + i * columns;
+      for (long j = 0; j < columns; ++j) {
+        if (!at_number()) {
+          target_.setrows(i);
+          break;
+        }
+        values[j] = to_element<T>(source_.number());
+      }
+    }
+    return true;
+  }
+
+  bool at_number() {
+    int c = source_.look();
+    for (; is_line_end(c); c = source_.look()) source_.take();
+    return starts_number(c);
+  }
+
+  /// Exactly rows x columns numbers, whatever the lines. Storage for all of them at once is taken only when
+  /// the text is known to be long enough; else it grows with what is read.
+  bool header_rows(double rows, long columns) {
+    const long capacity = source_.capacity();
+    const bool fits = capacity >= 0 && rows * static_cast<double>(columns) <= static_cast<double>(capacity);
+    if (policy_ == Incomplete::refused && (rows < 1 || source_.failed() || (capacity >= 0 && !fits)))
+      return false;
+    touched_ = true;
+    const long reserved = fits ? static_cast<long>(rows) : 0;
+    if (target_.setdim(reserved, columns) < reserved) return false;
+    bool complete = true;
+    for (double i = 0; complete && i < rows; ++i) {
+      complete = add_row(target_) && read_row(target_.data() + (target_.nrow() - 1) * columns, columns);
+    }
+    return complete;
+  }
+
+  /// Reads one row of the target, its last one; drops it when the text ends or fails.
+  bool read_row(T* values, long columns) {
+    for (long j = 0; j < columns; ++j) {
+      values[j] = to_element<T>(source_.number());
+      if (!source_.failed()) continue;
+      target_.setrows(target_.nrow() - 1);
+      return false;
+    }
+    return true;
+  }
+
+  /// Puts one more row into use; false without storage.
+  static bool add_row(MatFullT<T>& m) {
+    const long n = m.nrow() + 1;
+    m.setrows(n, 0);
+    return m.nrow() == n;
+  }
+
+  MatFullT<T>& target_;
+  Source& source_;
+  const Incomplete policy_;
+  MatFullT<T> line_;  ///< numbers of the first row, a column as long as their count is unknown
+  bool touched_ = false;
+};
+
+}  // namespace
+
+template <class T>
+void MatFullT<T>::show(Ostr& out, int header) const {
+  TextWriter writer(*out.stream);
+  write_text(writer, &out, *this, header != 0);
+}
+
+template <class T>
+int MatFullT<T>::save_asc(const char* name, int verbose, int header) const {
+  SafeFile file(name);
+  if (!file.is_open()) return report_missing("MatFullT.save_asc", name, verbose);
+  report_start("saving ASCII-file ", name, verbose);
+  TextWriter writer(file.file());
+  write_text(writer, nullptr, *this, header != 0);
+  return report_end(file.commit(), verbose);
+}
+
+template <class T>
+int MatFullT<T>::load_asc(const char* name, int verbose) {
+  std::FILE* const file = std::fopen(name, "rb");
+  if (file == nullptr) return report_missing("MatFullT.load_asc", name, verbose);
+  report_start("loading ASCII-file ", name, verbose);
+  std::setvbuf(file, nullptr, _IONBF, 0);  // the source reads whole blocks
+  FileNumbers source(file);
+  TextReader<T, FileNumbers> reader(*this, source, Incomplete::refused);
+  const bool whole = reader.read() && std::ferror(file) == 0;
+  if (!whole && reader.touched()) setdim(0, 1);
+  std::fclose(file);
+  return report_end(whole, verbose);
+}
+
+template <class T>
+long MatFullT<T>::read(Istr& in) {
+  StreamNumbers source(*in.stream);
+  TextReader<T, StreamNumbers> reader(*this, source, Incomplete::kept);
+  reader.read();
+  if (!reader.touched()) setdim(0, 1);
+  return nrow_;
+}
+
+template void MatFullT<double>::show(Ostr&, int) const;
+template void MatFullT<long>::show(Ostr&, int) const;
+template void MatFullT<int>::show(Ostr&, int) const;
+template void MatFullT<char>::show(Ostr&, int) const;
+template int MatFullT<double>::save_asc(const char*, int, int) const;
+template int MatFullT<long>::save_asc(const char*, int, int) const;
+template int MatFullT<int>::save_asc(const char*, int, int) const;
+template int MatFullT<char>::save_asc(const char*, int, int) const;
+template int MatFullT<double>::load_asc(const char*, int);
+template int MatFullT<long>::load_asc(const char*, int);
+template int MatFullT<int>::load_asc(const char*, int);
+template int MatFullT<char>::load_asc(const char*, int);
+template long MatFullT<double>::read(Istr&);
+template long MatFullT<long>::read(Istr&);
+template long MatFullT<int>::read(Istr&);
+template long MatFullT<char>::read(Istr&);
+
+// ---- Stream operators ----
+
+namespace {
+
+template <class M>
+std::ostream& write(std::ostream& out, const M& m) {
+  const std::ios_base::fmtflags flags = out.flags();  // an Ostr sets its own
+  Ostr text(out);
+  m.show(text, 0);
+  out.flags(flags);
+  return out;
+}
+
+template <class M>
+std::istream& read(std::istream& in, M& m) {
+  Istr text(in);
+  m.read(text);
+  return in;
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& out, const MatFullD& m) { return write(out, m); }
+std::ostream& operator<<(std::ostream& out, const MatFullL& m) { return write(out, m); }
+std::ostream& operator<<(std::ostream& out, const MatFullC& m) { return write(out, m); }
+std::istream& operator>>(std::istream& in, MatFullD& m) { return read(in, m); }
+std::istream& operator>>(std::istream& in, MatFullL& m) { return read(in, m); }
+std::istream& operator>>(std::istream& in, MatFullC& m) { return read(in, m); }
+
+}  // namespace qvtx
