@@ -1,14 +1,18 @@
 #pragma once
-// Chooses among the copies of a kernel that the build makes for the instruction sets, each in a namespace of
-// its own.
+// Hot loops exist in several copies, one per instruction set, each in a namespace of its own; the program
+// chooses among them at run time. For `thing_kernels.h`, the header of a table of loops:
+//
+//   struct ThingKernels { ... };               // pointers to the loops, and what they promise
+//   const ThingKernels& thing_kernels();       // defined in the folder's kernel_tables.cpp by QVTX_KERNEL
+//   QVTX_DECLARE_KERNEL(ThingKernels, thing_kernels)   // the copies, defined in thing_kernels.cpp
 
 #include "base/isa.h"
 
 namespace qvtx {
 
-/// The one of three kernels (tables or functions) that the instruction set in use asks for.
-template <class Kernel>
-const Kernel& chosen_kernel(const Kernel& baseline, const Kernel& avx2, const Kernel& avx512) {
+/// The one of three tables that the instruction set in use asks for.
+template <class Kernels>
+const Kernels& chosen_kernels(const Kernels& baseline, const Kernels& avx2, const Kernels& avx512) {
   switch (isa_level()) {
     case Isa::avx512:
       return avx512;
@@ -22,10 +26,10 @@ const Kernel& chosen_kernel(const Kernel& baseline, const Kernel& avx2, const Ke
 
 }  // namespace qvtx
 
-/// QVTX_KERNEL(name): the kernel of that name; its copies must be declared in the enclosing namespace.
-/// QVTX_DECLARE_KERNEL(Type, name): the declarations of a kernel that is a constant.
+/// QVTX_KERNEL(name): the table of that name for the instruction set in use. For namespace qvtx.
+/// QVTX_DECLARE_KERNEL(Type, name): declares its copies. For namespace qvtx.
 #if defined(__x86_64__)
-#define QVTX_KERNEL(name) ::qvtx::chosen_kernel(baseline::name, avx2::name, avx512::name)
+#define QVTX_KERNEL(name) ::qvtx::chosen_kernels(baseline::name, avx2::name, avx512::name)
 #define QVTX_DECLARE_KERNEL(Type, name) \
   namespace baseline {                  \
   extern const Type name;               \

@@ -12,15 +12,12 @@
 namespace qvtx::QVTX_ISA {
 namespace {
 
-using paths::Edge;
-using paths::Graph;
-
-constexpr int vectors = paths::sources / lanes;
+constexpr int vectors = path_sources / lanes;
 
 // The nodes waiting for their turn.
 class Waiting {
  public:
-  Waiting(const Graph& graph, const paths::Workspace& work) : n_(graph.n), work_(work) {
+  Waiting(const PathGraph& graph, const PathWorkspace& work) : n_(graph.n), work_(work) {
     near_ = work.waiting;
     tail_ = near_ % n_;
     limit_ = work.step;
@@ -73,22 +70,22 @@ class Waiting {
   }
 
   const long n_;
-  const paths::Workspace work_;
+  const PathWorkspace work_;
   long head_ = 0, tail_, near_, far_ = 0;
   double limit_;
 };
 
 // Nodes take their turn by their distance from the nearest source, roughly. For near sources that is the
 // order of the distances in every lane, and most nodes have to be visited once or twice only.
-void shorten(const Graph& graph, double* distance, const paths::Workspace& work) {
+void shorten(const PathGraph& graph, double* distance, const PathWorkspace& work) {
   Waiting waiting(graph, work);
   for (int u = waiting.next(); u >= 0; u = waiting.next()) {
     Vec from[vectors];
     for (int i = 0; i < vectors; ++i)
-      from[i] = load(distance + static_cast<long>(u) * paths::sources + i * lanes);
-    const Edge* const end = graph.edges + graph.first[u + 1];
-    for (const Edge* edge = graph.edges + graph.first[u]; edge != end; ++edge) {
-      double* to = distance + static_cast<long>(edge->to) * paths::sources;
+      from[i] = load(distance + static_cast<long>(u) * path_sources + i * lanes);
+    const PathEdge* const end = graph.edges + graph.first[u + 1];
+    for (const PathEdge* edge = graph.edges + graph.first[u]; edge != end; ++edge) {
+      double* to = distance + static_cast<long>(edge->to) * path_sources;
       const Vec length = broadcast(edge->length);
       Bits shorter = {};
       for (int i = 0; i < vectors; ++i) {
@@ -106,14 +103,14 @@ void shorten(const Graph& graph, double* distance, const paths::Workspace& work)
 }
 
 // One vector of sources of one node.
-Bits predecessors_of(const Graph& graph, long v, const double* distance, long* number) {
+Bits predecessors_of(const PathGraph& graph, long v, const double* distance, long* number) {
   const Vec infinite = broadcast(__builtin_inf());
-  const Vec here = load(distance + v * paths::sources);
+  const Vec here = load(distance + v * path_sources);
   Vec nearest = here < infinite ? infinite : -infinite;  // a node out of reach finds none
   Bits found = Bits{} - 1, flat = {};
   for (int e = graph.first[v]; e < graph.first[v + 1]; ++e) {
-    const Edge& edge = graph.edges[e];
-    const Vec there = load(distance + static_cast<long>(edge.to) * paths::sources);
+    const PathEdge& edge = graph.edges[e];
+    const Vec there = load(distance + static_cast<long>(edge.to) * path_sources);
     const Vec sum = there + broadcast(edge.length);
     // Nodes settle in the order of (distance, number), and the edges come by number.
     const Bits earlier = (sum == here) & (there < nearest);
@@ -125,13 +122,13 @@ Bits predecessors_of(const Graph& graph, long v, const double* distance, long* n
   return flat;
 }
 
-unsigned predecessors(const Graph& graph, const double* distance, long* const* pred) {
+unsigned predecessors(const PathGraph& graph, const double* distance, long* const* pred) {
   Bits flat[vectors] = {};
   for (long v = 0; v < graph.n; ++v) {
-    long number[paths::sources];
+    long number[path_sources];
     for (int i = 0; i < vectors; ++i)
       flat[i] |= predecessors_of(graph, v, distance + i * lanes, number + i * lanes);
-    for (int s = 0; s < paths::sources; ++s) pred[s][2 * graph.number[v]] = number[s];
+    for (int s = 0; s < path_sources; ++s) pred[s][2 * graph.number[v]] = number[s];
   }
   unsigned lanes_with_flat = 0;
   for (int i = 0; i < vectors; ++i) lanes_with_flat |= mask_of(flat[i]) << (i * lanes);
@@ -139,8 +136,7 @@ unsigned predecessors(const Graph& graph, const double* distance, long* const* p
 }
 
 }  // namespace
-}  // namespace qvtx::QVTX_ISA
 
-namespace qvtx::paths::QVTX_ISA {
-extern const PathKernels path_kernels = {qvtx::QVTX_ISA::shorten, qvtx::QVTX_ISA::predecessors};
-}
+const PathKernels path_kernels = {shorten, predecessors};
+
+}  // namespace qvtx::QVTX_ISA

@@ -1,26 +1,28 @@
 #pragma once
 // Shortest paths from several sources side by side, one copy per instruction set.
 
-namespace qvtx::paths {
+#include "base/kernel_choice.h"
 
-constexpr int sources = 16;  ///< searched together, one in each lane
+namespace qvtx {
+
+inline constexpr int path_sources = 16;  ///< searched together, one in each lane
 
 /// A link as seen from one end.
-struct Edge {
+struct PathEdge {
   double length;
   int to;
 };
 
 /// A graph in flat arrays, its nodes in an order that keeps neighbours near each other.
-struct Graph {
+struct PathGraph {
   long n;
-  const int* first;    ///< n + 1: where the edges of each node begin
-  const Edge* edges;   ///< of one node: by increasing number of the other end
-  const long* number;  ///< n: the numbers that the nodes have outside
+  const int* first;       ///< n + 1: where the edges of each node begin
+  const PathEdge* edges;  ///< of one node: by increasing number of the other end
+  const long* number;     ///< n: the numbers that the nodes have outside
 };
 
 /// Room for the nodes that wait for their turn, n places each.
-struct Workspace {
+struct PathWorkspace {
   int* near;  ///< the first `waiting` hold the sources
   int* far;
   unsigned char* queued;  ///< 1 for the sources, else 0
@@ -30,28 +32,17 @@ struct Workspace {
 };
 
 struct PathKernels {
-  /// Shortens tentative distances (n x sources; +infinity for none) along the edges until none can be
+  /// Shortens tentative distances (n x path_sources; +infinity for none) along the edges until none can be
   /// shortened. All flags of the workspace are 0 afterwards.
-  void (*shorten)(const Graph& graph, double* distance, const Workspace& work);
+  void (*shorten)(const PathGraph& graph, double* distance, const PathWorkspace& work);
   /// pred[s][2 i] = number of the node before node number i on the path from source s, the first settled of
   /// several, -1 for none, for all lanes. Returns the lanes in which an edge adds nothing to a distance, as
   /// bits: there the order of settling is not that of the distances, and pred may be wrong.
-  unsigned (*predecessors)(const Graph& graph, const double* distance, long* const* pred);
+  unsigned (*predecessors)(const PathGraph& graph, const double* distance, long* const* pred);
 };
 
-namespace baseline {
-extern const PathKernels path_kernels;
-}
-#if defined(__x86_64__)
-namespace avx2 {
-extern const PathKernels path_kernels;
-}
-namespace avx512 {
-extern const PathKernels path_kernels;
-}
-#endif
+/// The loops of the instruction set in use.
+const PathKernels& path_kernels();
+QVTX_DECLARE_KERNEL(PathKernels, path_kernels)
 
-/// The kernels of the instruction set in force.
-const PathKernels& kernels();
-
-}  // namespace qvtx::paths
+}  // namespace qvtx

@@ -67,9 +67,8 @@ void PathRows::copy_edges(const GraphPaths& links) {
     const long begin = static_cast<long>(edges_.size());
     for (const GraphPaths::Edge& edge : links.edges(order_[at(p)]))
       edges_.push_back({edge.length, place_[at(edge.to)]});
-    std::sort(edges_.begin() + begin, edges_.end(), [this](const paths::Edge& a, const paths::Edge& b) {
-      return order_[at(a.to)] < order_[at(b.to)];
-    });
+    std::sort(edges_.begin() + begin, edges_.end(),
+              [this](const PathEdge& a, const PathEdge& b) { return order_[at(a.to)] < order_[at(b.to)]; });
     first_.push_back(static_cast<int>(edges_.size()));
     for (const GraphPaths::Edge& edge : links.edges(order_[at(p)]))
       if (edge.length < no_bound) total += edge.length;
@@ -89,7 +88,7 @@ void PathRows::rows(const long* sources, long count, double* const* dist, long* 
     long* every[group];
     for (long s = 0; s < group; ++s) every[s] = s < count ? pred[s] : surplus_.data();
     searched_anew =
-        paths::kernels().predecessors({n, first_.data(), edges_.data(), order_.data()}, distance_, every);
+        path_kernels().predecessors({n, first_.data(), edges_.data(), order_.data()}, distance_, every);
   }
   for (long s = 0; s < count; ++s) {
     if ((searched_anew >> s & 1) != 0) {
@@ -113,8 +112,8 @@ void PathRows::search(const long* sources, long count) {
     queued_[at(p)] = 1;
     reach_[at(p)] = 0.0;
   }
-  paths::kernels().shorten({n, first_.data(), edges_.data(), order_.data()}, distance_,
-                           {queue_.data(), far_.data(), queued_.data(), reach_.data(), waiting, step_});
+  path_kernels().shorten({n, first_.data(), edges_.data(), order_.data()}, distance_,
+                         {queue_.data(), far_.data(), queued_.data(), reach_.data(), waiting, step_});
 }
 
 /// Lists the nodes within reach in the order of settling, by distance and number, and marks the others. dist:

@@ -13,7 +13,7 @@ namespace qvtx {
 /// numbers a node. The graph may change after the construction; the copy does not.
 class PathRows {
  public:
-  static constexpr long group = paths::sources;
+  static constexpr long group = path_sources;
 
   /// Lengths come from value column col, which holds no negative number. Fatal (l 1003): col (1).
   PathRows(const MatLinkD& links, long col);
@@ -34,11 +34,11 @@ class PathRows {
   void settle(double* dist, long* pred);
   long sort_reached(const double* dist);
 
-  GraphPaths single_;               ///< for rows whose order of settling only a search can tell
-  std::vector<long> order_;         ///< node number at each place
-  std::vector<int> place_;          ///< place of each node
-  std::vector<int> first_;          ///< n + 1: by place, where the edges begin
-  std::vector<paths::Edge> edges_;  ///< between places
+  GraphPaths single_;            ///< for rows whose order of settling only a search can tell
+  std::vector<long> order_;      ///< node number at each place
+  std::vector<int> place_;       ///< place of each node
+  std::vector<int> first_;       ///< n + 1: by place, where the edges begin
+  std::vector<PathEdge> edges_;  ///< between places
   std::vector<double> storage_;
   double* distance_ = nullptr;         ///< n x group by place, from a cache line within the storage on
   std::vector<int> queue_, far_;       ///< n

@@ -1,6 +1,8 @@
 #pragma once
 // The hot loops of the symmetric eigen solver, one copy per instruction set, all with the same bits.
 
+#include "base/kernel_choice.h"
+
 namespace qvtx {
 
 /// A plane rotation: (x, y) becomes (c x - s y, s x + c y).
@@ -46,21 +48,14 @@ struct EigenKernels {
                              const RotationSweep* sweeps, long count);
 };
 
-/// The copy for the instruction set in force (base/isa.h), for double and float.
+/// The loops of the instruction set in use, for double and float.
 template <class Real>
 const EigenKernels<Real>& eigen_kernels();
-
-namespace baseline {
-extern const EigenKernels<double> eigen_kernels_double;
-extern const EigenKernels<float> eigen_kernels_float;
-}  // namespace baseline
-namespace avx2 {
-extern const EigenKernels<double> eigen_kernels_double;
-extern const EigenKernels<float> eigen_kernels_float;
-}  // namespace avx2
-namespace avx512 {
-extern const EigenKernels<double> eigen_kernels_double;
-extern const EigenKernels<float> eigen_kernels_float;
-}  // namespace avx512
+template <>
+const EigenKernels<double>& eigen_kernels();
+template <>
+const EigenKernels<float>& eigen_kernels();
+QVTX_DECLARE_KERNEL(EigenKernels<double>, eigen_kernels_double)
+QVTX_DECLARE_KERNEL(EigenKernels<float>, eigen_kernels_float)
 
 }  // namespace qvtx

@@ -63,7 +63,7 @@ long ToMapp::cda_itr(double anow, double lnow) {
   shuffle_images();
 
   const long n = prot.nrow();
-  const PivotKernels& kernels = pivot_kernels();
+  const CdaKernels& kernels = cda_kernels();
   InputDistances input(*this, balance(), false, memory.distances);
   double dmax = 0;
   double total = 0;
@@ -72,7 +72,7 @@ long ToMapp::cda_itr(double anow, double lnow) {
   for (long position = n - 1; position >= 0; --position) {
     const PairRow row = pair_row_at(input, position);
     pivot.width = adaptive ? nbwidth(row.i, 0) : lnow * dpref.getval(keys.tdxm);
-    const long active = kernels.cda_move(pivot, row, view, &dmax);
+    const long active = kernels.move(pivot, row, view, &dmax);
     pivot.crowded = static_cast<double>(active) > crowd * static_cast<double>(n);
     if (adaptive) {
       const double members = static_cast<double>(compsize.get(pidx.get(row.i, 0), 0));

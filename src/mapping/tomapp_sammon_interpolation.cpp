@@ -50,7 +50,7 @@ class Targets {
 /// against the targets never rises. A step goes to the mean of the places, at the targets' distances in the
 /// present directions, where the targets want the point, weighted by 1 / distance.
 void majorize(const Targets& targets, const MatParaD& steps, double* point, std::vector<double>& scratch) {
-  const PointKernels& kernels = point_kernels();
+  const InterpolationKernels& kernels = interpolation_kernels();
   const TargetView view = targets.view();
   const long n = view.p;
   scratch.assign(static_cast<std::size_t>(2 * n), 0.0);
@@ -180,7 +180,8 @@ class SampleTargets {
     }
   }
   void enter(long c) {
-    point_kernels().enter(graph_->row(c), space_(c, 0), static_cast<long>(input_.size()), input_.data());
+    interpolation_kernels().enter(graph_->row(c), space_(c, 0), static_cast<long>(input_.size()),
+                                  input_.data());
   }
 
   /// For every prototype, how much farther it is from prototype o in the map than it should be.
@@ -195,8 +196,8 @@ class SampleTargets {
   /// The residuals correct the distances, so that a sample at prototype o wants to be where o is.
   void add_residuals(long o, double weight) {
     const double* residual = residuals_.row(o, [&](double* row) { residuals(o, row); });
-    point_kernels().correct(input_.data(), residual, weight, static_cast<long>(wanted_.size()),
-                            wanted_.data());
+    interpolation_kernels().correct(input_.data(), residual, weight, static_cast<long>(wanted_.size()),
+                                    wanted_.data());
   }
 
   const VeQuan& quantizer_;

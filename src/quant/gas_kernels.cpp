@@ -40,8 +40,7 @@ void move_and_measure(double* packed, long n, long d, const double* steps, const
 }
 
 }  // namespace
-}  // namespace qvtx::QVTX_ISA
 
-namespace qvtx::gas::QVTX_ISA {
-extern const MoveAndMeasure move_and_measure = qvtx::QVTX_ISA::move_and_measure;
-}
+const GasKernels gas_kernels = {move_and_measure};
+
+}  // namespace qvtx::QVTX_ISA

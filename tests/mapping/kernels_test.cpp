@@ -77,7 +77,7 @@ TEST_P(Kernels, DistancesAreRoundedRoots) {
     arrays.load(images);
     const PairRow row{0, input.data(), nullptr, input.data()};
     double dmax = 0;
-    pivot_kernels().cda_move({0, 0x1p600, 0.0, 0x1p400, crowded}, row, arrays.view(), &dmax);
+    cda_kernels().move({0, 0x1p600, 0.0, 0x1p400, crowded}, row, arrays.view(), &dmax);
     MatFullD moved;
     moved.copy(images);
     arrays.store(moved);
@@ -114,7 +114,7 @@ TEST_P(Kernels, APivotMovesTheImagesOfAllBlocks) {
     arrays.load(images);
     const PairRow row{pivot, input.data(), nullptr, input.data()};
     double dmax = 0;
-    EXPECT_EQ(count, pivot_kernels().cda_move({0, width, 0.0, step, crowded}, row, arrays.view(), &dmax));
+    EXPECT_EQ(count, cda_kernels().move({0, width, 0.0, step, crowded}, row, arrays.view(), &dmax));
     EXPECT_EQ(top, dmax);
     MatFullD moved;
     moved.copy(images);
@@ -145,7 +145,7 @@ TEST_P(Kernels, WhatLiesBehindTheImagesDoesNotCount) {
       found.insert(found.end(), sums.error, sums.error + stress_lanes);
       found.insert(found.end(), sums.scale, sums.scale + stress_lanes);
       found.push_back(0.0);
-      pivot_kernels().cda_move({1, 0.7, 0.0, 0.1, true}, row, view, &found.back());
+      cda_kernels().move({1, 0.7, 0.0, 0.1, true}, row, view, &found.back());
       sammon_kernels().push(row, 0.1, view);
       MatFullD moved;
       moved.copy(images);
@@ -206,8 +206,8 @@ TEST_P(Kernels, PullOnAPointAddsInOrder) {
         }
       }
       const TargetView view = {axes.data(), wanted.data(), n, n, p};
-      EXPECT_TRUE(same(point_kernels().weigh(view, centre.data()), total));
-      point_kernels().pull(view, here.data(), mean.data());
+      EXPECT_TRUE(same(interpolation_kernels().weigh(view, centre.data()), total));
+      interpolation_kernels().pull(view, here.data(), mean.data());
       EXPECT_EQ(centre, plain_centre) << n << ' ' << p;
       EXPECT_EQ(mean, plain_mean) << n << ' ' << p;
     }
@@ -217,7 +217,7 @@ TEST_P(Kernels, PullOnAPointAddsInOrder) {
 TEST_P(Kernels, WaysIntoTheGraph) {
   const double graph[] = {-1, 0, 1, 2, -1, 3, 0.5, 4, 2};
   std::vector<double> input = {-1, -1, 5, 1, 7, -1, 0.2, 4.5, 2.5};
-  point_kernels().enter(graph, 0.5, 9, input.data());
+  interpolation_kernels().enter(graph, 0.5, 9, input.data());
   EXPECT_EQ(input, (std::vector<double>{-1, 0.5, 1.5, 1, 7, 3.5, 0.2, 4.5, 2.5}));
 }
 

@@ -101,7 +101,7 @@ TEST(GasKernelTest, MovesAndMeasuresLikeThePlainLoop) {
         PackedRows packed;
         ASSERT_TRUE(packed.assign(rows.data(), n, d));
         std::vector<double> sums(steps.size());
-        gas::move_and_measure()(packed.data(), n, d, steps.data(), x.data(), next.data(), sums.data());
+        gas_kernels().move_and_measure(packed.data(), n, d, steps.data(), x.data(), next.data(), sums.data());
         for (long i = 0; i < n; ++i) {
           double* const row = rows.data() + i * d;
           const double h = steps[static_cast<std::size_t>(i)];

@@ -11,9 +11,6 @@
 #include "base/vector_group.h"
 
 namespace qvtx::QVTX_ISA {
-
-extern const PivotKernels pivot_table;
-
 namespace {
 
 /// Pairs with a smaller weight do not interact.
@@ -405,6 +402,6 @@ long cda_move(const CdaPivot& pivot, const PairRow& row, const ImageView& images
 
 }  // namespace
 
-const PivotKernels pivot_table = {cda_move};
+const CdaKernels cda_kernels = {cda_move};
 
 }  // namespace qvtx::QVTX_ISA

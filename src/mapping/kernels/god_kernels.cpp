@@ -6,9 +6,6 @@
 #include "base/vector_lanes.h"
 
 namespace qvtx::QVTX_ISA {
-
-extern const GodKernels god_table;
-
 namespace {
 
 static_assert(pair_block % lanes == 0);
@@ -70,6 +67,6 @@ double largest(const double* x, long n, double least) {
 
 }  // namespace
 
-const GodKernels god_table = {largest, pair_terms};
+const GodKernels god_kernels = {largest, pair_terms};
 
 }  // namespace qvtx::QVTX_ISA

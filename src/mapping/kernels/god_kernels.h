@@ -1,6 +1,8 @@
 #pragma once
 // Hot loops of the GoD criteria, compiled once per instruction set. Results do not depend on it.
 
+#include "base/kernel_choice.h"
+
 namespace qvtx {
 
 /// What `ScQuan::getidx` starts from: its bounds and bits.
@@ -31,5 +33,6 @@ struct GodKernels {
 
 /// The loops of the instruction set in use.
 const GodKernels& god_kernels();
+QVTX_DECLARE_KERNEL(GodKernels, god_kernels)
 
 }  // namespace qvtx

@@ -6,9 +6,6 @@
 #include "base/vector_lanes.h"
 
 namespace qvtx::QVTX_ISA {
-
-extern const PointKernels point_table;
-
 namespace {
 
 /// Targets handled at a time.
@@ -103,6 +100,6 @@ void correct(const double* input, const double* residual, double weight, long n,
 
 }  // namespace
 
-const PointKernels point_table = {weigh, pull, enter, correct};
+const InterpolationKernels interpolation_kernels = {weigh, pull, enter, correct};
 
 }  // namespace qvtx::QVTX_ISA

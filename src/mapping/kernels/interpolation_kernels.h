@@ -2,6 +2,8 @@
 // Hot loops of interpolation, which moves one point among fixed ones; compiled once per instruction set.
 // Results do not depend on it.
 
+#include "base/kernel_choice.h"
+
 namespace qvtx {
 
 /// Fixed points axis by axis, and the distances that the free point should have from them: coordinate k of
@@ -15,7 +17,7 @@ struct TargetView {
 };
 
 /// Sums run over the targets in their order.
-struct PointKernels {
+struct InterpolationKernels {
   /// centre[k] += the coordinates over the distances; returns the sum of 1 / distance.
   double (*weigh)(const TargetView& targets, double* centre);
   /// mean[k] += s (point[k] - the targets' coordinate), s = 1 / their distance from the point, 0 for none;
@@ -29,6 +31,7 @@ struct PointKernels {
 };
 
 /// The loops of the instruction set in use.
-const PointKernels& point_kernels();
+const InterpolationKernels& interpolation_kernels();
+QVTX_DECLARE_KERNEL(InterpolationKernels, interpolation_kernels)
 
 }  // namespace qvtx

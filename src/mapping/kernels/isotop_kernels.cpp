@@ -5,9 +5,6 @@
 #include "base/vector_group.h"
 
 namespace qvtx::QVTX_ISA {
-
-extern const IsotopKernels isotop_table;
-
 namespace {
 
 /// Vectors of images compared side by side, to hide the latency of the comparisons.
@@ -150,6 +147,6 @@ void pull_listed(const IsotopPull& pull, const long* order, long m, const ImageV
 
 }  // namespace
 
-const IsotopKernels isotop_table = {nearest, pull_near, pull_listed};
+const IsotopKernels isotop_kernels = {nearest, pull_near, pull_listed};
 
 }  // namespace qvtx::QVTX_ISA

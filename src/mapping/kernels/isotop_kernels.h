@@ -1,6 +1,7 @@
 #pragma once
 // Hot loops of Isotop, compiled once per instruction set. Results do not depend on it.
 
+#include "base/kernel_choice.h"
 #include "mapping/image_arrays.h"
 
 namespace qvtx {
@@ -26,5 +27,6 @@ struct IsotopKernels {
 
 /// The loops of the instruction set in use.
 const IsotopKernels& isotop_kernels();
+QVTX_DECLARE_KERNEL(IsotopKernels, isotop_kernels)
 
 }  // namespace qvtx

@@ -10,18 +10,11 @@
 
 namespace qvtx {
 
-QVTX_DECLARE_KERNEL(GodKernels, god_table)
-QVTX_DECLARE_KERNEL(IsotopKernels, isotop_table)
-QVTX_DECLARE_KERNEL(PivotKernels, pivot_table)
-QVTX_DECLARE_KERNEL(PointKernels, point_table)
-QVTX_DECLARE_KERNEL(SammonKernels, sammon_table)
-QVTX_DECLARE_KERNEL(StressKernels, stress_table)
-
-const GodKernels& god_kernels() { return QVTX_KERNEL(god_table); }
-const IsotopKernels& isotop_kernels() { return QVTX_KERNEL(isotop_table); }
-const PivotKernels& pivot_kernels() { return QVTX_KERNEL(pivot_table); }
-const PointKernels& point_kernels() { return QVTX_KERNEL(point_table); }
-const SammonKernels& sammon_kernels() { return QVTX_KERNEL(sammon_table); }
-const StressKernels& stress_kernels() { return QVTX_KERNEL(stress_table); }
+const CdaKernels& cda_kernels() { return QVTX_KERNEL(cda_kernels); }
+const GodKernels& god_kernels() { return QVTX_KERNEL(god_kernels); }
+const InterpolationKernels& interpolation_kernels() { return QVTX_KERNEL(interpolation_kernels); }
+const IsotopKernels& isotop_kernels() { return QVTX_KERNEL(isotop_kernels); }
+const SammonKernels& sammon_kernels() { return QVTX_KERNEL(sammon_kernels); }
+const StressKernels& stress_kernels() { return QVTX_KERNEL(stress_kernels); }
 
 }  // namespace qvtx

@@ -6,9 +6,6 @@
 #include "mapping/kernels/image_lanes.h"
 
 namespace qvtx::QVTX_ISA {
-
-extern const SammonKernels sammon_table;
-
 namespace {
 
 static_assert(group % newton_lanes == 0 && newton_lanes % lanes == 0);
@@ -137,6 +134,6 @@ void push(const PairRow& row, double step, const ImageView& images) {
 
 }  // namespace
 
-const SammonKernels sammon_table = {newton, push};
+const SammonKernels sammon_kernels = {newton, push};
 
 }  // namespace qvtx::QVTX_ISA

@@ -1,6 +1,7 @@
 #pragma once
 // Hot loops of Sammon's mapping, compiled once per instruction set. Results do not depend on it.
 
+#include "base/kernel_choice.h"
 #include "mapping/image_arrays.h"
 
 namespace qvtx {
@@ -22,5 +23,6 @@ struct SammonKernels {
 
 /// The loops of the instruction set in use.
 const SammonKernels& sammon_kernels();
+QVTX_DECLARE_KERNEL(SammonKernels, sammon_kernels)
 
 }  // namespace qvtx

@@ -5,9 +5,6 @@
 #include "mapping/kernels/image_lanes.h"
 
 namespace qvtx::QVTX_ISA {
-
-extern const StressKernels stress_table;
-
 namespace {
 
 static_assert(group % stress_lanes == 0 && stress_lanes % lanes == 0);
@@ -51,6 +48,6 @@ void add(const PairRow& row, const ImageView& images, StressSums* sums) {
 
 }  // namespace
 
-const StressKernels stress_table = {add};
+const StressKernels stress_kernels = {add};
 
 }  // namespace qvtx::QVTX_ISA

@@ -1,6 +1,7 @@
 #pragma once
 // The hot loop of the stress, compiled once per instruction set. Results do not depend on it.
 
+#include "base/kernel_choice.h"
 #include "mapping/image_arrays.h"
 
 namespace qvtx {
@@ -20,5 +21,6 @@ struct StressKernels {
 
 /// The loops of the instruction set in use.
 const StressKernels& stress_kernels();
+QVTX_DECLARE_KERNEL(StressKernels, stress_kernels)
 
 }  // namespace qvtx

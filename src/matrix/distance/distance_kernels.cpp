@@ -18,10 +18,8 @@
 
 #include "base/vector_lanes.h"
 
-namespace qvtx::distance::QVTX_ISA {
+namespace qvtx::QVTX_ISA {
 namespace {
-
-using namespace qvtx::QVTX_ISA;
 
 constexpr int block_rows = 8;                      // rows of a packed block
 constexpr int block_vectors = block_rows / lanes;  // vectors that hold one coordinate of a block
@@ -295,7 +293,7 @@ constexpr RuleKernels rule_kernels() {
 
 }  // namespace
 
-extern const DistanceKernels distance_kernels = {rule_kernels<Squares>(), rule_kernels<Moduli>(),
-                                                 rule_kernels<Largest>()};
+const DistanceKernels distance_kernels = {rule_kernels<Squares>(), rule_kernels<Moduli>(),
+                                          rule_kernels<Largest>()};
 
-}  // namespace qvtx::distance::QVTX_ISA
+}  // namespace qvtx::QVTX_ISA

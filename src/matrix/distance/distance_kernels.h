@@ -2,7 +2,9 @@
 // The inner loops of distances and nearest-row search, one copy per instruction set. Every sum has the bits
 // of the plain loop: a vector lane holds one row and takes its coordinates from the last to the first.
 
-namespace qvtx::distance {
+#include "base/kernel_choice.h"
+
+namespace qvtx {
 
 /// Which rows a nearest-row search may not return: row `self` (-1: none) and, with `zero`, every row with sum
 /// 0.
@@ -31,58 +33,8 @@ struct DistanceKernels {
   RuleKernels largest;  // p >= 8
 };
 
-/// Rows prepared for a search in single precision (NearestFilter builds it): which rows can be the nearest at
-/// all. The rows are the centred ones, c - centre, with |c - centre| <= radius.
-struct FilterTable {
-  const double* rows;    // n x d, as they are
-  const double* centre;  // d numbers
-  const float* packed;   // the centred rows in blocks of filter_block by coordinate, 0 beyond the last row
-  const float* half_squares;  // |c - centre|^2 / 2, +infinity beyond the last row
-  double radius;
-  long n, d;
-};
-inline constexpr long filter_block = 16;   // rows of a block, the floats of the widest vector
-inline constexpr long filter_queries = 4;  // samples searched at a time
-// Within these the bound on the rounding errors of single precision holds.
-inline constexpr double filter_min_radius = 1e-15;
-inline constexpr double filter_max_radius = 1e15;
-inline constexpr long filter_max_columns = 1L << 16;
+/// The loops of the instruction set in use.
+const DistanceKernels& distance_kernels();
+QVTX_DECLARE_KERNEL(DistanceKernels, distance_kernels)
 
-struct FilterKernels {
-  /// idx[q] = nearest row of the table (the one of RuleKernels::row_nearest for p = 2 without limit) for
-  /// `count` samples of d numbers, or -1 where the filter does not decide. `work`: filter_queries (d + n
-  /// rounded up to a block) floats.
-  void (*search)(const FilterTable& table, const double* samples, long count, long* idx, float* work);
-  /// centred = x - centre in single precision (d numbers); returns |x - centre|.
-  double (*centre)(const FilterTable& table, const double* x, float* centred);
-  /// Scores of filter_queries centred samples against the rows of `blocks` blocks from the first one on:
-  /// filter_block x blocks numbers for each sample.
-  void (*score)(const FilterTable& table, long first_block, long blocks, const float* centred, float* scores);
-  /// Lists the places of the scores up to the limit among `count` of them, a multiple of filter_block, in
-  /// rising order; returns how many there are.
-  long (*select)(const float* scores, long count, float limit, int* places);
-  /// No row whose sum of squares, from the last coordinate to the first, is at most `sum` has a score above
-  /// the result, for a sample with |x - centre| = length. REQUIRES: length <= filter_max_radius.
-  float (*limit)(const FilterTable& table, double length, double sum);
-};
-
-namespace baseline {
-extern const DistanceKernels distance_kernels;
-extern const FilterKernels filter_kernels;
-}  // namespace baseline
-#if defined(__x86_64__)
-namespace avx2 {
-extern const DistanceKernels distance_kernels;
-extern const FilterKernels filter_kernels;
-}  // namespace avx2
-namespace avx512 {
-extern const DistanceKernels distance_kernels;
-extern const FilterKernels filter_kernels;
-}  // namespace avx512
-#endif
-
-/// The kernels of the instruction set in force.
-const DistanceKernels& kernels();
-const FilterKernels& filter_kernels();
-
-}  // namespace qvtx::distance
+}  // namespace qvtx

@@ -17,16 +17,13 @@
 // later choice: w is the lowest row with the smallest sum. There is no NaN: a sample with X beyond
 // filter_max_radius, infinite or NaN is left undecided.
 
-#include "base/vector_lanes.h"
-#include "matrix/distance/distance_kernels.h"
+#include "matrix/distance/filter_kernels.h"
 
-namespace qvtx::distance::QVTX_ISA {
+#include "base/vector_lanes.h"
+
+namespace qvtx::QVTX_ISA {
 namespace {
 
-using namespace qvtx::QVTX_ISA;
-using Vec = FloatVec;
-
-constexpr int lanes = float_lanes;
 #if defined(__AVX512F__)
 constexpr int tile_blocks = 4;  // blocks x queries of scores kept in registers
 constexpr int tile_queries = 4;
@@ -37,38 +34,38 @@ constexpr int tile_queries = 4;
 constexpr int tile_blocks = 1;
 constexpr int tile_queries = 2;
 #endif
-constexpr int block_vectors = static_cast<int>(filter_block) / lanes;
+constexpr int block_vectors = static_cast<int>(filter_block) / float_lanes;
 constexpr int max_candidates = 32;  // more of them: rows in a heap, where the exact scan is as good
 
-inline Vec subtract_product(Vec sum, float a, Vec b) {
+inline FloatVec subtract_product(FloatVec sum, float a, FloatVec b) {
 #if defined(__AVX512F__)
-  return _mm512_fnmadd_ps(a - Vec{}, b, sum);
+  return _mm512_fnmadd_ps(a - FloatVec{}, b, sum);
 #else
   return sum - a * b;
 #endif
 }
 
-inline Vec smaller(Vec a, Vec b) { return a < b ? a : b; }
+inline FloatVec smaller(FloatVec a, FloatVec b) { return a < b ? a : b; }
 
-inline float smallest_lane(Vec v) {
-  float values[lanes];
+inline float smallest_lane(FloatVec v) {
+  float values[float_lanes];
   store(values, v);
-  for (int width = lanes / 2; width > 0; width /= 2)
+  for (int width = float_lanes / 2; width > 0; width /= 2)
     for (int l = 0; l < width; ++l) values[l] = values[l] < values[l + width] ? values[l] : values[l + width];
   return values[0];
 }
 
 // Bit l is set where lane l is at most the limit.
-inline unsigned at_most(Vec v, float limit) {
+inline unsigned at_most(FloatVec v, float limit) {
 #if defined(__AVX512F__)
-  return _mm512_cmp_ps_mask(v, limit - Vec{}, _CMP_LE_OQ);
+  return _mm512_cmp_ps_mask(v, limit - FloatVec{}, _CMP_LE_OQ);
 #elif defined(__AVX2__)
-  return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(v, limit - Vec{}, _CMP_LE_OQ)));
+  return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(v, limit - FloatVec{}, _CMP_LE_OQ)));
 #elif defined(__SSE2__)
-  return static_cast<unsigned>(_mm_movemask_ps(_mm_cmple_ps(v, limit - Vec{})));
+  return static_cast<unsigned>(_mm_movemask_ps(_mm_cmple_ps(v, limit - FloatVec{})));
 #else
   unsigned bits = 0;
-  for (int l = 0; l < lanes; ++l) bits |= static_cast<unsigned>(v[l] <= limit) << l;
+  for (int l = 0; l < float_lanes; ++l) bits |= static_cast<unsigned>(v[l] <= limit) << l;
   return bits;
 #endif
 }
@@ -78,26 +75,26 @@ inline unsigned at_most(Vec v, float limit) {
 // Called out of line it would cost a fifth more.
 template <int blocks, int queries>
 [[gnu::always_inline]] inline void score_tile(const FilterTable& table, long block, const float* x,
-                                              long padded, float* scores, Vec* smallest) {
+                                              long padded, float* scores, FloatVec* smallest) {
   constexpr int width = blocks * block_vectors;
   const long d = table.d;
   const float* packed = table.packed + block * filter_block * d;
-  Vec score[queries][width];
+  FloatVec score[queries][width];
   for (int v = 0; v < width; ++v) {
-    const Vec half = load(table.half_squares + block * filter_block + v * lanes);
+    const FloatVec half = load(table.half_squares + block * filter_block + v * float_lanes);
     for (int q = 0; q < queries; ++q) score[q][v] = half;
   }
   for (long k = 0; k < d; ++k) {
-    Vec row[width];
+    FloatVec row[width];
     for (int b = 0; b < blocks; ++b)
       for (int v = 0; v < block_vectors; ++v)
-        row[b * block_vectors + v] = load(packed + (b * d + k) * filter_block + v * lanes);
+        row[b * block_vectors + v] = load(packed + (b * d + k) * filter_block + v * float_lanes);
     for (int q = 0; q < queries; ++q)
       for (int v = 0; v < width; ++v) score[q][v] = subtract_product(score[q][v], x[q * d + k], row[v]);
   }
   for (int q = 0; q < queries; ++q)
     for (int v = 0; v < width; ++v) {
-      store(scores + q * padded + block * filter_block + v * lanes, score[q][v]);
+      store(scores + q * padded + block * filter_block + v * float_lanes, score[q][v]);
       smallest[q] = smaller(smallest[q], score[q][v]);
     }
 }
@@ -147,9 +144,9 @@ long exact_nearest(const FilterTable& table, const double* x, const long* candid
 }
 
 long decide(const FilterTable& table, const double* x, const float* scores, long padded, float limit) {
-  long candidates[max_candidates + lanes];
+  long candidates[max_candidates + float_lanes];
   int count = 0;
-  for (long first = 0; first < padded; first += lanes) {
+  for (long first = 0; first < padded; first += float_lanes) {
     for (unsigned bits = at_most(load(scores + first), limit); bits != 0; bits &= bits - 1)
       candidates[count++] = first + __builtin_ctz(bits);
     if (count > max_candidates) return -1;
@@ -163,11 +160,11 @@ void search_group(const FilterTable& table, const double* samples, long count, l
   float* centred = work;
   float* scores = work + filter_queries * table.d;
   double length[filter_queries];
-  Vec smallest[filter_queries];
+  FloatVec smallest[filter_queries];
   for (long q = 0; q < filter_queries; ++q) {
     const long sample = q < count ? q : count - 1;
     length[q] = centre_sample(table, samples + sample * table.d, centred + q * table.d);
-    smallest[q] = __builtin_inff() - Vec{};
+    smallest[q] = __builtin_inff() - FloatVec{};
   }
   for (long q = 0; q < filter_queries; q += tile_queries) {
     const float* x = centred + q * table.d;
@@ -196,8 +193,8 @@ void score_blocks(const FilterTable& table, long first_block, long blocks, const
   FilterTable part = table;
   part.packed += first_block * filter_block * table.d;
   part.half_squares += first_block * filter_block;
-  Vec smallest[filter_queries];
-  for (Vec& s : smallest) s = Vec{};
+  FloatVec smallest[filter_queries];
+  for (FloatVec& s : smallest) s = FloatVec{};
   for (long q = 0; q < filter_queries; q += tile_queries) {
     const float* x = centred + q * table.d;
     float* out = scores + q * blocks * filter_block;
@@ -208,9 +205,9 @@ void score_blocks(const FilterTable& table, long first_block, long blocks, const
   }
 }
 
-long select(const float* scores, long count, float limit, int* places) {
+long select_places(const float* scores, long count, float limit, int* places) {
   long found = 0;
-  for (long first = 0; first < count; first += lanes)
+  for (long first = 0; first < count; first += float_lanes)
     for (unsigned bits = at_most(load(scores + first), limit); bits != 0; bits &= bits - 1)
       places[found++] = static_cast<int>(first) + __builtin_ctz(bits);
   return found;
@@ -228,6 +225,6 @@ float limit_of_sum(const FilterTable& table, double length, double sum) {
 
 }  // namespace
 
-extern const FilterKernels filter_kernels = {search_all, centre_sample, score_blocks, select, limit_of_sum};
+const FilterKernels filter_kernels = {search_all, centre_sample, score_blocks, select_places, limit_of_sum};
 
-}  // namespace qvtx::distance::QVTX_ISA
+}  // namespace qvtx::QVTX_ISA

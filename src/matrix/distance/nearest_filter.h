@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "matrix/distance/distance_kernels.h"
+#include "matrix/distance/filter_kernels.h"
 
 namespace qvtx::distance {
 

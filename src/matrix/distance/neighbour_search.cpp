@@ -47,7 +47,7 @@ void NeighbourSearch::search_distances(const double* x, long self) {
 }
 
 void NeighbourSearch::search_sums(const double* x, long self) {
-  const distance::RuleKernels& squares = distance::kernels().squares;
+  const RuleKernels& squares = distance_kernels().squares;
   const long n = rows_.nrow();
   const long d = rows_.ncol();
   double* sums = scratch_.data();

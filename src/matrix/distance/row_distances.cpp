@@ -49,9 +49,9 @@ char distance_class() { return MatFullD::mesp == 'a' || MatFullD::mesp == 'c' ? 
 const RuleKernels* fast_kernels() {
   if (distance_class() != 'm') return nullptr;
   const double p = MatFullD::miex;
-  if (p == 2.0) return &kernels().squares;
-  if (p == 1.0) return &kernels().moduli;
-  if (p >= 8.0) return &kernels().largest;
+  if (p == 2.0) return &distance_kernels().squares;
+  if (p == 1.0) return &distance_kernels().moduli;
+  if (p >= 8.0) return &distance_kernels().largest;
   return nullptr;
 }
 

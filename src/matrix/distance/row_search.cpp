@@ -27,19 +27,19 @@ void RowSearch::add_row() {
 
 long RowSearch::nearest(const double* x) const {
   double limit = no_bound;
-  return distance::kernels().squares.packed_nearest(packed_.data(), size(), packed_.columns(), x, limit);
+  return distance_kernels().squares.packed_nearest(packed_.data(), size(), packed_.columns(), x, limit);
 }
 
 long RowSearch::nearest(const double* x, double& distance) const {
   double limit = no_bound;
   const long row =
-      distance::kernels().squares.packed_nearest(packed_.data(), size(), packed_.columns(), x, limit);
+      distance_kernels().squares.packed_nearest(packed_.data(), size(), packed_.columns(), x, limit);
   distance = distance::distance_of(distance::Squares{}, limit);
   return row;
 }
 
 void RowSearch::squared_distances(const double* x, double* out) const {
-  distance::kernels().squares.packed_sums(packed_.data(), size(), packed_.columns(), x, out);
+  distance_kernels().squares.packed_sums(packed_.data(), size(), packed_.columns(), x, out);
 }
 
 void RowSearch::distances(const double* x, double* out) const {

@@ -3,6 +3,8 @@
 // where a sum runs over the lanes of a vector, the number of partial sums is fixed here and belongs to the
 // definition.
 
+#include "base/kernel_choice.h"
+
 namespace qvtx {
 
 /// Rows of a block that `absorb_rows` takes; a multiple of 8. Part of the definition of its result.
@@ -34,17 +36,8 @@ struct LinearKernels {
   void (*absorb_rows)(double* r, double* block, long n);
 };
 
-/// The copy for the instruction set in force (base/isa.h).
+/// The loops of the instruction set in use.
 const LinearKernels& linear_kernels();
-
-namespace baseline {
-extern const LinearKernels linear_kernels;
-}
-namespace avx2 {
-extern const LinearKernels linear_kernels;
-}
-namespace avx512 {
-extern const LinearKernels linear_kernels;
-}
+QVTX_DECLARE_KERNEL(LinearKernels, linear_kernels)
 
 }  // namespace qvtx

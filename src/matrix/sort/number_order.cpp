@@ -4,15 +4,7 @@
 #include <bit>
 #include <cstdint>
 
-#include "base/kernel_choice.h"
-
 namespace qvtx {
-
-namespace sorting {
-
-static const SortKernel& kernel() { return QVTX_KERNEL(sort_kernel); }
-
-}  // namespace sorting
 
 namespace {
 
@@ -21,11 +13,11 @@ constexpr std::size_t line_doubles = 8;  // doubles of a cache line
 }  // namespace
 
 void NumberOrder::start(long n) {
-  kernel_ = &sorting::kernel();
+  kernels_ = &sort_kernels();
   n_ = n;
   length_bits_ = 3;
-  for (length_ = 8; length_ * kernel_->lanes < n; length_ *= 2) ++length_bits_;
-  const auto count = static_cast<std::size_t>(length_ * kernel_->lanes);
+  for (length_ = 8; length_ * kernels_->lanes < n; length_ *= 2) ++length_bits_;
+  const auto count = static_cast<std::size_t>(length_ * kernels_->lanes);
   row_bits_ = static_cast<long>(std::max(std::bit_ceil(count), std::size_t{32}) - 1);
   storage_.resize(count + line_doubles);
   const auto over = reinterpret_cast<std::uintptr_t>(storage_.data()) / sizeof(double) % line_doubles;

@@ -24,7 +24,7 @@ class NumberOrder {
   void start(long n);
 
   /// numbers: n of them, not negative and no NaN. Numbers from 1e307 on (+infinity too) count as equal.
-  void sort(const double* numbers) { close_ = kernel_->sort(numbers, n_, keys_, length_, row_bits_); }
+  void sort(const double* numbers) { close_ = kernels_->sort(numbers, n_, keys_, length_, row_bits_); }
   /// Whether two numbers of neighbouring ranks may agree in their leading bits, which are 31 or more. When
   /// not, they differ by more than 32 units in the last place.
   bool close() const { return close_; }
@@ -32,9 +32,9 @@ class NumberOrder {
   long row(long r) const { return __builtin_bit_cast(long, keys_[place(r)]) & row_bits_; }
 
  private:
-  long place(long r) const { return (r & (length_ - 1)) * kernel_->lanes + (r >> length_bits_); }
+  long place(long r) const { return (r & (length_ - 1)) * kernels_->lanes + (r >> length_bits_); }
 
-  const sorting::SortKernel* kernel_ = nullptr;
+  const SortKernels* kernels_ = nullptr;
   long n_ = 0;
   long length_ = 8;  ///< of a column, 2^length_bits_
   int length_bits_ = 3;

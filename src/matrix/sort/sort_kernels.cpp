@@ -153,16 +153,13 @@ void fill(const double* numbers, long n, double* keys, long count, long long row
   for (int l = 0; l < lanes; ++l) row[l] = l;
   long i = 0;
   for (; i + lanes <= n; i += lanes, row += lanes)
-    store(keys + i,
-          (Vec)(((Bits)smaller(load(numbers + i), broadcast(sorting::largest_number)) & ~rows) | row));
-  const long long last = __builtin_bit_cast(long long, sorting::largest_number) & ~rows;
+    store(keys + i, (Vec)(((Bits)smaller(load(numbers + i), broadcast(largest_sorted)) & ~rows) | row));
+  const long long last = __builtin_bit_cast(long long, largest_sorted) & ~rows;
   for (; i < count; ++i) {
     // Places without a row follow all others, each farther than `rows` from the next one.
     long long bits = last + (i - n + 1) * 4 * (rows + 1);
     if (i < n)
-      bits = __builtin_bit_cast(long long,
-                                numbers[i] < sorting::largest_number ? numbers[i] : sorting::largest_number) &
-             ~rows;
+      bits = __builtin_bit_cast(long long, numbers[i] < largest_sorted ? numbers[i] : largest_sorted) & ~rows;
     keys[i] = __builtin_bit_cast(double, bits | i);
   }
 }
@@ -187,8 +184,7 @@ bool sort(const double* numbers, long n, double* keys, long length, long long ro
 }
 
 }  // namespace
-}  // namespace qvtx::QVTX_ISA
 
-namespace qvtx::sorting::QVTX_ISA {
-extern const SortKernel sort_kernel = {qvtx::QVTX_ISA::lanes, qvtx::QVTX_ISA::sort};
-}
+const SortKernels sort_kernels = {lanes, sort};
+
+}  // namespace qvtx::QVTX_ISA

@@ -1,4 +1,4 @@
-// The kernels of the eigen solver of the instruction set in use.
+// The kernel tables of the instruction set in use.
 
 #include "base/kernel_choice.h"
 #include "local/eigen_kernels.h"

@@ -1,0 +1,10 @@
+// The kernel tables of the instruction set in use.
+
+#include "base/kernel_choice.h"
+#include "quant/gas_kernels.h"
+
+namespace qvtx {
+
+const GasKernels& gas_kernels() { return QVTX_KERNEL(gas_kernels); }
+
+}  // namespace qvtx
