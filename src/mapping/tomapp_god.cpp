@@ -9,7 +9,7 @@
 #include "mapping/input_distances.h"
 #include "mapping/kernels/god_kernels.h"
 #include "mapping/tomapp.h"
-#include "matrix/distance/row_search.h"
+#include "matrix/distance/row_distances.h"
 
 namespace qvtx {
 
@@ -23,22 +23,18 @@ class DistanceRows {
   DistanceRows(const ToMapp& mapping, Measure measure)
       : images_(mapping.getmprot()), n_(mapping.getprot().nrow()) {
     if (measure == Measure::image) {
-      search_.emplace(images_);
+      prepared_.emplace(images_.data(), n_, images_.ncol());
+      scratch_.setdim(n_, 1);
+      scratch_.setrows(n_);
     } else {
       input_.emplace(mapping, measure == Measure::graph ? 1.0 : 0.0, true, room_);
     }
   }
 
-  /// Distances from prototype i to all others. Valid until the next call.
+  /// Distances from prototype i to those with lower numbers, at least. Valid until the next call.
   const double* row(long i) {
     if (input_) return input_->row(i);
-    if (search_->usable()) {
-      scratch_.setdim(n_, 1);
-      scratch_.setrows(n_);
-      search_->distances(images_.row(i), scratch_.data());
-    } else {
-      images_.sdav(i, scratch_, no_bound);
-    }
+    prepared_->distances(images_.row(i), i, scratch_.data());
     return scratch_.data();
   }
 
@@ -54,7 +50,7 @@ class DistanceRows {
   long n_;
   RowRoom room_;
   std::optional<InputDistances> input_;
-  std::optional<RowSearch> search_;
+  std::optional<distance::PreparedRows> prepared_;
   MatFullD scratch_;
 };
 
