@@ -234,13 +234,9 @@ class ToMapp : public VeQuan {
   /// Checks what interpolation and reconstruction need: a final, finite mapping and rows of this many
   /// columns. The refusals carry the method's name.
   bool can_interpolate(const char* name, const MatFullD& rows, long columns) const;
-  /// The one-column schedule of step factors: a file, else `default_rows` rows from 1 down to last. False
-  /// when refused.
+  /// The step factors (column 0): a file, else `default_rows` rows from 1 down to last. False when refused.
   bool step_schedule(MatParaD& sched, const char* file, const char* default_file, const char* name,
                      long default_rows, double last);
-  void bar_begin(const char* text, long n) const;
-  void bar_step() const;
-  void bar_end() const;
   /// Two lines of advice when Isotop cannot run.
   void advise(const char* text) const;
   /// After a quantizer snapshot was read: forgets what no file holds and, when the block was not loaded,

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "mapping/affine_blend.h"
+#include "mapping/progress_bar.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {
@@ -21,25 +22,9 @@ bool ToMapp::can_interpolate(const char* name, const MatFullD& rows, long column
   return false;
 }
 
-void ToMapp::bar_begin(const char* text, long n) const {
-  if (!verbose) return;
-  os.fresh().ow(prefix).ow(text).nl();
-  os.wbb(n, 60);
-}
-
-void ToMapp::bar_step() const {
-  if (verbose) os.wbp();
-}
-
-void ToMapp::bar_end() const {
-  if (!verbose) return;
-  os.wbe();
-  os.ow("done!").nl();
-}
-
 long ToMapp::cda_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj) {
   if (!can_interpolate("cda_iv", data, prot.ncol())) return 0;
-  bar_begin("cda_iv: interpolating ... ", data.nrow());
+  ProgressBar bar(verbose != 0, prefix, "cda_iv: interpolating ... ", data.nrow());
   AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
   if (data.nrow() > 0) blend.shrink();
   prj.setdim(data.nrow(), mprot.ncol());
@@ -50,15 +35,14 @@ long ToMapp::cda_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj) {
   for (long i = data.nrow() - 1; i >= 0; --i) {
     const bool finite = blend.position(data.row(i), prj.row(i), rows);
     std::copy_n(finite ? mprot.row(rows.row[0]) : prj.row(i), mprot.ncol(), ppr.row(i));
-    bar_step();
+    bar.step();
   }
-  bar_end();
   return 1;
 }
 
 long ToMapp::cda_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp) {
   if (!can_interpolate("cda_rd", prj, mprot.ncol())) return 0;
-  bar_begin("cda_rd: reconstructing ... ", prj.nrow());
+  ProgressBar bar(verbose != 0, prefix, "cda_rd: reconstructing ... ", prj.nrow());
   AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
   jrp.setdim(prj.nrow(), prot.ncol());
   jrp.setrows(prj.nrow());
@@ -68,9 +52,8 @@ long ToMapp::cda_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp) {
   for (long i = prj.nrow() - 1; i >= 0; --i) {
     const bool finite = blend.sample(prj.row(i), jrp.row(i), rows);
     std::copy_n(finite ? prot.row(rows.row[0]) : jrp.row(i), prot.ncol(), tmp.row(i));
-    bar_step();
+    bar.step();
   }
-  bar_end();
   return 1;
 }
 

@@ -8,9 +8,10 @@
 #include <optional>
 #include <vector>
 
-#include "graph/graph_paths.h"
 #include "mapping/affine_blend.h"
+#include "mapping/input_distances.h"
 #include "mapping/kernels/interpolation_kernels.h"
+#include "mapping/progress_bar.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {
@@ -109,25 +110,23 @@ class RowCache {
   std::size_t used_ = 0;
 };
 
-/// Rows of graph distances from prototypes, stored or computed.
+/// Rows of graph distances from prototypes; those that have to be computed are kept for a while.
 class GraphRows {
  public:
-  explicit GraphRows(const VeQuan& quantizer) : quantizer_(quantizer) {
-    // A row that comes in the scratch matrix is not stored, and then none is.
-    if (quantizer.graph_row(0, scratch_) != scratch_.data()) return;
-    paths_.emplace(quantizer.getlink(), 1);
-    computed_.emplace(static_cast<std::size_t>(quantizer.getprot().nrow()));
+  explicit GraphRows(const VeQuan& quantizer)
+      : n_(quantizer.getprot().nrow()), distances_(quantizer, 1.0, true, room_) {
+    if (!distances_.stored(0)) computed_.emplace(static_cast<std::size_t>(n_));
   }
   /// nprot distances, negative where there is none. Valid until the next call.
   const double* row(long i) {
-    if (!paths_) return quantizer_.graph_row(i, scratch_);
-    return computed_->row(i, [&](double* row) { paths_->row(i, row, nullptr); });
+    if (!computed_) return distances_.row(i);
+    return computed_->row(i, [&](double* row) { std::copy_n(distances_.row(i), n_, row); });
   }
 
  private:
-  const VeQuan& quantizer_;
-  MatFullD scratch_;
-  std::optional<GraphPaths> paths_;
+  long n_;
+  RowRoom room_;
+  InputDistances distances_;
   std::optional<RowCache> computed_;
 };
 
@@ -267,7 +266,7 @@ long ToMapp::sammon_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj, const
   if (!can_interpolate("sammon_iv", data, prot.ncol())) return 0;
   MatParaD sched;
   if (!step_schedule(sched, file, "default.sam", "sammon_iv", 10, 0.1)) return 0;
-  bar_begin("sammon_iv: interpolating ... ", data.nrow());
+  ProgressBar bar(verbose != 0, prefix, "sammon_iv: interpolating ... ", data.nrow());
   const long p = mprot.ncol();
   AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
   if (data.nrow() > 0) blend.shrink();
@@ -289,12 +288,11 @@ long ToMapp::sammon_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj, const
   std::vector<double> scratch;
   for (const long i : by_neighbourhood(near)) {
     BlendRows& rows = near[static_cast<std::size_t>(i)];
-    bar_step();
+    bar.step();
     if (rows.exact) continue;
     wanted.collect(data, i, rows, targets);
     majorize(targets, sched, prj.row(i), scratch);
   }
-  bar_end();
   return 1;
 }
 
@@ -302,7 +300,7 @@ long ToMapp::sammon_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp, const 
   if (!can_interpolate("sammon_rd", prj, mprot.ncol())) return 0;
   MatParaD sched;
   if (!step_schedule(sched, file, "default.rdp", "sammon_rd", 5, 0.2)) return 0;
-  bar_begin("sammon_rd: reconstructing ... ", prj.nrow());
+  ProgressBar bar(verbose != 0, prefix, "sammon_rd: reconstructing ... ", prj.nrow());
   const long d = prot.ncol();
   AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
   jrp.setdim(prj.nrow(), d);
@@ -318,12 +316,11 @@ long ToMapp::sammon_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp, const 
     double* x = jrp.row(i);
     const bool finite = blend.sample(y, x, rows);
     std::copy_n(finite ? prot.row(rows.row[0]) : x, d, tmp.row(i));
-    bar_step();
+    bar.step();
     if (!finite || rows.exact) continue;
     collect_targets(prot, mprot, y, rows, near, targets);
     majorize(targets, sched, x, scratch);
   }
-  bar_end();
   return 1;
 }
 
