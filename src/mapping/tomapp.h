@@ -229,8 +229,6 @@ class ToMapp : public VeQuan {
   const MatFullD& pull_widths(double lnow);
   /// Moves the winner and the images within the width (width 0: the winner alone) towards x.
   void pull_towards(const MatFullD& x, long winner, double anow, double width, GraphOrder& graph);
-  void show_distances(Ostr& o, int level) const;
-  void show_mapping(Ostr& o, int level);
   /// Checks what interpolation and reconstruction need: a final, finite mapping and rows of this many
   /// columns. The refusals carry the method's name.
   bool can_interpolate(const char* name, const MatFullD& rows, long columns) const;

@@ -8,48 +8,58 @@
 
 namespace qvtx {
 
-void ToMapp::show(Ostr& o, int level) {
-  VeQuan::show(o, level);
-  if (done(dinidone) && distances_known()) show_distances(o, level);
-  if (done(mfindone)) show_mapping(o, level);
-}
+namespace {
 
-void ToMapp::show_distances(Ostr& o, int level) const {
-  const bool linked = lpref.getval(keys.vglink_p) != 0;
-  if (linked) {
-    o.ow("Distances: space, graph and mixed (balance tdgb = ").ow(dpref.getval(keys.tdgb), 6, 2).ow(")").nl();
-  } else {
-    o.ow("Distances: space").nl();
-  }
-  if (level <= 0) return;
-  const Indent indent(o);
-  const auto range = [&](const char* label, long low, long high) {
-    const double figures[] = {dpref.getval(low), dpref.getval(high)};
-    table_row(o, label, figures, 2);
-  };
+/// The smallest and the largest distance of a kind.
+struct DistanceRange {
+  const char* kind;
+  double low, high;
+};
+
+void show_ranges(Ostr& o, const DistanceRange* ranges, long count) {
   range_head(o, "");
-  range("space", keys.tdns, keys.tdxs);
-  if (!linked) return;
-  range("graph", keys.tdng, keys.tdxg);
-  range("mixed", keys.tdnm, keys.tdxm);
-  o.ow("longest path = ").ow(lpref.getval(keys.tdxp)).ow(" links").nl();
+  for (long r = 0; r < count; ++r) {
+    const double figures[] = {ranges[r].low, ranges[r].high};
+    table_row(o, ranges[r].kind, figures, 2);
+  }
 }
 
-void ToMapp::show_mapping(Ostr& o, int level) {
-  const bool linked = lpref.getval(keys.vglink_p) != 0;
+void show_mapping(Ostr& o, int level, ToMapp& mapping, bool linked) {
+  const MatFullD& images = mapping.getmprot();
+  const char* const name = mapping.getmname();
   o.ow("Mapping: ")
-      .ow(mname[0] != '\0' ? mname : "loaded")
+      .ow(name[0] != '\0' ? name : "loaded")
       .ow(", ")
-      .ow(mprot.ncol())
-      .ow(mprot.ncol() == 1 ? " dimension" : " dimensions")
+      .ow(images.ncol())
+      .ow(images.ncol() == 1 ? " dimension" : " dimensions")
       .nl();
   if (level <= 0) return;
   const Indent indent(o);
-  o.ow("stress = ").ow(mapr_err(), 1, 4).ow(", lost neighbours = ").ow(100 * mapr_err(0), 6, 2).ow('%');
-  if (linked) o.ow(", lost links = ").ow(100 * mapr_err(1), 6, 2).ow('%');
+  o.ow("stress = ").ow(mapping.mapr_err(), 1, 4);
+  o.ow(", lost neighbours = ").ow(100 * mapping.mapr_err(0), 6, 2).ow('%');
+  if (linked) o.ow(", lost links = ").ow(100 * mapping.mapr_err(1), 6, 2).ow('%');
   o.nl();
   summary_head(o, "axis");
-  for (long k = 0; k < mprot.ncol(); ++k) table_row(o, std::to_string(k), summarize(mprot, k));
+  for (long k = 0; k < images.ncol(); ++k) table_row(o, std::to_string(k), summarize(images, k));
+}
+
+}  // namespace
+
+void ToMapp::show(Ostr& o, int level) {
+  VeQuan::show(o, level);
+  const bool linked = lpref.getval(keys.vglink_p) != 0;
+  if (done(dinidone) && distances_known()) {
+    o.ow(linked ? "Distances: space, graph and mixed (balance tdgb = " : "Distances: space");
+    if (linked) o.ow(dpref.getval(keys.tdgb), 6, 2).ow(")");
+    o.nl();
+    const DistanceRange ranges[] = {{"space", dpref.getval(keys.tdns), dpref.getval(keys.tdxs)},
+                                    {"graph", dpref.getval(keys.tdng), dpref.getval(keys.tdxg)},
+                                    {"mixed", dpref.getval(keys.tdnm), dpref.getval(keys.tdxm)}};
+    const Indent indent(o);
+    if (level > 0) show_ranges(o, ranges, linked ? 3 : 1);
+    if (level > 0 && linked) o.ow("longest path = ").ow(lpref.getval(keys.tdxp)).ow(" links").nl();
+  }
+  if (done(mfindone)) show_mapping(o, level, *this, linked);
 }
 
 }  // namespace qvtx
