@@ -5,6 +5,36 @@
 
 namespace qvtx {
 
+namespace {
+
+/// Makes dim axes of the images the principal components of the prototypes.
+void show_principal_components(const MatFullD& prototypes, long dim, MatFullD& images) {
+  MatFullD centred;
+  MatFullD mean;
+  MatFullD directions;
+  MatFullD variances;
+  prototypes.pca(mean, directions, variances, dim, 0);
+  centred.copy(prototypes);
+  centred.center(mean);
+  // Directions beyond the number of columns do not exist: those axes stay at 0.
+  for (long i = prototypes.nrow() - 1; i >= 0; --i)
+    for (long k = directions.nrow() < dim ? directions.nrow() - 1 : dim - 1; k >= 0; --k)
+      images(i, k) = centred.dps(i, directions, k);
+}
+
+/// n images where `mapr_ini` starts them; reach: where the uniform ones end.
+void start_positions(const MatFullD& prototypes, long dim, int how, double reach, MatFullD& images) {
+  images.setdim(prototypes.nrow(), dim);
+  images.setrows(prototypes.nrow(), 0.0);
+  if (how == 1) {
+    show_principal_components(prototypes, dim, images);
+  } else if (how != 2) {
+    images.random(0, 0.0, reach, 0, -1, 0, -1);
+  }
+}
+
+}  // namespace
+
 const char* const ToMapp::minidone = "mapp_ini";
 const char* const ToMapp::mfindone = "mapp_fin";
 
@@ -29,28 +59,6 @@ void ToMapp::find_mapping_keys() {
   ktcdnwf = lpref.getkey("tcdnwf  ");
 }
 
-void ToMapp::start_positions(long dim, int how) {
-  const long n = prot.nrow();
-  mprot.setdim(n, dim);
-  mprot.setrows(n, 0.0);
-  if (how == 2) return;
-  if (how != 1) {
-    mprot.random(0, 0.0, 0.1 * dpref.getval(keys.tdxm), 0, -1, 0, -1);
-    return;
-  }
-  MatFullD centred;
-  MatFullD mean;
-  MatFullD directions;
-  MatFullD variances;
-  prot.pca(mean, directions, variances, dim, 0);
-  centred.copy(prot);
-  centred.center(mean);
-  // Directions beyond the number of columns do not exist: those axes stay at 0.
-  for (long i = n - 1; i >= 0; --i)
-    for (long k = directions.nrow() < dim ? directions.nrow() - 1 : dim - 1; k >= 0; --k)
-      mprot(i, k) = centred.dps(i, directions, k);
-}
-
 long ToMapp::mapr_ini(long dim, int how) {
   const long initialised = step(minidone);
   if (!state.shutflag(initialised)) return 0;
@@ -59,7 +67,7 @@ long ToMapp::mapr_ini(long dim, int how) {
   const bool keep = lpref.commit(keys.vgkeep_p) != 0;
   const bool exists = mprot.nrow() > 0;
   if (dim > 0 && (!keep || !exists)) {
-    start_positions(dim, how);
+    start_positions(prot, dim, how, 0.1 * dpref.getval(keys.tdxm), mprot);
   } else if (mprot.nrow() != prot.nrow()) {
     say_end("failed!");
     return 0;

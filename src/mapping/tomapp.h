@@ -198,8 +198,6 @@ class ToMapp : public VeQuan {
  protected:
   /// Looks up the entries of the mapping's own keys.
   void find_mapping_keys();
-  // Steps of `mapr_ini`, `mapr_fin` and `mapr_err`.
-  void start_positions(long dim, int how);
   void reset_image_order();
   void link_images();
   double lost_neighbours() const;
