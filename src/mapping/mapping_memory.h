@@ -1,6 +1,7 @@
 #pragma once
 // What the epochs of the mappings work in.
 
+#include "mapping/image_arrays.h"
 #include "matrix/matfulld.h"
 
 namespace qvtx {
@@ -13,11 +14,11 @@ struct RowRoom {
 /// Working storage of the epochs: kept from one to the next, so that no epoch after the first allocates. Only
 /// room is passed on: an epoch fills what it uses before reading it.
 struct MappingMemory {
+  ImageArrays images;  ///< work form of the images
   RowRoom distances;
   MatFullL order;     ///< nprot x 2: a path row that is not stored
-  MatFullD scratch;   ///< nprot x 1
+  MatFullD scratch;   ///< nprot x 1: distances between images, or from an image
   MatFullD sums;      ///< 2 x p: gradient and curvature
-  MatFullD width;     ///< nprot x 1: neighbourhood widths of Isotop
   MatFullD stimulus;  ///< 1 x p
   MatFullD centre;    ///< ncomp x p: of the components
 };

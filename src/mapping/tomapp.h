@@ -3,15 +3,11 @@
 
 #include <string>
 
-#include "mapping/image_arrays.h"
 #include "mapping/mapping_memory.h"
 #include "matrix/matspar.h"
 #include "quant/vequan.h"
 
 namespace qvtx {
-
-class GraphOrder;
-class InputDistances;
 
 /// The mapping object: the n prototypes of the quantizer and their images in p dimensions, prototype i and
 /// row i of `mprot` belonging together.
@@ -190,9 +186,6 @@ class ToMapp : public VeQuan {
 
   // ---- Read access; the shapes stand at the members below ----
   const MatFullD& getmprot() const { return mprot; }
-  const MatFullD& getnbwidth() const { return nbwidth; }
-  const MatFullL& getmpidx() const { return mpidx; }
-  const MatLinkD& getmlink() const { return mlink; }
   const char* getmname() const { return mname; }
 
  protected:
@@ -200,54 +193,26 @@ class ToMapp : public VeQuan {
   void find_mapping_keys();
   void reset_image_order();
   void link_images();
-  double lost_neighbours() const;
-  double lost_links() const;
   /// Shuffles the presentation order of the prototypes when "tgswap_p" is set.
   void shuffle_images();
-  /// Distance between components that `mapr_rep` is given after an epoch: the largest mixed distance with
-  /// graph distances in use, else 0.
+  /// What `mapr_rep` gets after an epoch: the largest mixed distance when graph distances count, else 0.
   double separation() const;
-  /// What a kernel needs to pass over the pairs of image i; `next` is the image of the next pass. Valid until
-  /// the next call. `images` must be loaded; it is stored back where the class of distances in force asks for
-  /// the plain form.
-  PairRow pair_row(InputDistances& input, long i, long next);
-  /// The same for the image at a position of the presentation order, which runs down to 0.
-  PairRow pair_row_at(InputDistances& input, long position);
-  /// The passes of Sammon's mapping over all prototypes in presentation order; `images` must be loaded.
-  void newton_steps(double anow);
-  void push_from_pivots(double anow);
-  /// Fills sdev (resized to 1 x p): 1, or with "titpcast" the shape of the prototypes' principal components.
-  void stimulus_deviations(MatFullD& sdev);
-  /// Draws the p coordinates of x; `images` must be loaded.
-  void draw_stimulus(const MatFullD& sdev, bool around_images, double* x);
-  /// The image nearest to x (1 x p) in the class in force, nprot when none is at a finite distance; `images`
-  /// as for `pair_row`.
-  long nearest_image(const MatFullD& x);
-  /// nprot x 1: how far along the graph each winner takes others along; 0 without links.
-  const MatFullD& pull_widths(double lnow);
-  /// Moves the winner and the images within the width (width 0: the winner alone) towards x.
-  void pull_towards(const MatFullD& x, long winner, double anow, double width, GraphOrder& graph);
   /// Checks what interpolation and reconstruction need: a final, finite mapping and rows of this many
   /// columns. The refusals carry the method's name.
   bool can_interpolate(const char* name, const MatFullD& rows, long columns) const;
   /// The step factors (column 0): a file, else `default_rows` rows from 1 down to last. False when refused.
   bool step_schedule(MatParaD& sched, const char* file, const char* default_file, const char* name,
                      long default_rows, double last);
-  /// Two lines of advice when Isotop cannot run.
-  void advise(const char* text) const;
-  /// After a quantizer snapshot was read: forgets what no file holds and, when the block was not loaded,
-  /// every step past the data.
+  /// After a quantizer snapshot was read: forgets what no file holds; not loaded: every step past the data.
   void settle_mapping(bool loaded);
 
   char mname[32] = "";  ///< what produced the mapping, empty when unknown
   long ktgswap, ktdccsfac, ktcdlmds, ktcdnwt,
-      ktcdnwf;         ///< entries of "tgswap_p", "tdccsfac", "tcdlmds", "tcdnwt", "tcdnwf"
-  MatFullD mprot;      ///< nprot x p: mapped prototypes; other sizes, or none, before "mapp_ini"
-  MatFullL mpidx;      ///< nprot x 1: presentation order of the prototypes
-  MatFullD nbwidth;    ///< nprot x 1: neighbourhood widths of curvilinear component analysis, else no rows
-  MatLinkD mlink;      ///< links between the images; columns: strength, length
-  ImageArrays images;  ///< work form of the mapped prototypes during an epoch
-  MatFullD plain_distances;  ///< nprot x 1: scratch of `pair_row`
+      ktcdnwf;       ///< entries of "tgswap_p", "tdccsfac", "tcdlmds", "tcdnwt", "tcdnwf"
+  MatFullD mprot;    ///< nprot x p: mapped prototypes; other sizes, or none, before "mapp_ini"
+  MatFullL mpidx;    ///< nprot x 1: presentation order of the prototypes
+  MatFullD nbwidth;  ///< nprot x 1: neighbourhood widths of curvilinear component analysis, else no rows
+  MatLinkD mlink;    ///< links between the images; columns: strength, length
   MappingMemory memory;
 };
 

@@ -4,8 +4,8 @@
 
 #include <cmath>
 
-#include "mapping/input_distances.h"
 #include "mapping/kernels/cda_kernels.h"
+#include "mapping/pair_rows.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {
@@ -64,15 +64,13 @@ long ToMapp::cda_itr(double anow, double lnow) {
 
   const long n = prot.nrow();
   const CdaKernels& kernels = cda_kernels();
-  InputDistances input(*this, balance(), false, memory.distances);
+  PairRows pairs(*this, balance(), false, mprot, memory);
   double dmax = 0;
   double total = 0;
-  images.load(mprot);
-  const ImageView view = images.view();
   for (long position = n - 1; position >= 0; --position) {
-    const PairRow row = pair_row_at(input, position);
+    const PairRow row = pairs.row_at(mpidx, position);
     pivot.width = adaptive ? nbwidth(row.i, 0) : lnow * dpref.getval(keys.tdxm);
-    const long active = kernels.move(pivot, row, view, &dmax);
+    const long active = kernels.move(pivot, row, pairs.view(), &dmax);
     pivot.crowded = static_cast<double>(active) > crowd * static_cast<double>(n);
     if (adaptive) {
       const double members = static_cast<double>(compsize.get(pidx.get(row.i, 0), 0));
@@ -81,7 +79,7 @@ long ToMapp::cda_itr(double anow, double lnow) {
     nbwidth(row.i, 0) = pivot.width;
     total += static_cast<double>(active);
   }
-  images.store(mprot);
+  pairs.store();
   if (verbose) {
     os.ow(" a=").ow(anow, 6, 3).ow(" l=").ow(lnow, 6, 3);
     os.ow(" (").ow(total / static_cast<double>(n * n), 6, 3).ow(") d=").ow(dmax, 6, 3);

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "mapping/input_distances.h"
 #include "mapping/kernels/stress_kernels.h"
+#include "mapping/pair_rows.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {
@@ -26,69 +26,53 @@ long missing(const MatFullL& found, const MatFullL& reference) {
   return count;
 }
 
-}  // namespace
-
-double ToMapp::mapr_err(int mode) {
-  if (!done(minidone)) return -1;
-  const bool against_graph = lpref.getval(keys.vglink_p) != 0 && mode != 0;
-  return against_graph ? lost_links() : lost_neighbours();
-}
-
-double ToMapp::lost_neighbours() const {
-  const long wanted = kissing_number(mprot.ncol());
+/// Share of the nearest images of each prototype that are not among its nearest prototypes.
+double lost_neighbours(const MatFullD& prototypes, const MatFullD& images) {
+  const long wanted = kissing_number(images.ncol());
   MatFullD distances;
   MatFullL near_prototype;
   MatFullL near_image;
   long misses = 0;
-  for (long i = prot.nrow() - 1; i >= 0; --i) {
-    prot.nearest(prot, i, distances, near_prototype, wanted);
-    mprot.nearest(mprot, i, distances, near_image, wanted);
+  for (long i = prototypes.nrow() - 1; i >= 0; --i) {
+    prototypes.nearest(prototypes, i, distances, near_prototype, wanted);
+    images.nearest(images, i, distances, near_image, wanted);
     misses += missing(near_image, near_prototype);
   }
-  const double total = static_cast<double>(wanted * prot.nrow());
+  const double total = static_cast<double>(wanted * prototypes.nrow());
   return total > 0 ? static_cast<double>(misses) / total : 0;
 }
 
-double ToMapp::lost_links() const {
+/// Share of the nearest images of each prototype, as many as it has links, that it is not linked with.
+double lost_links(const MatLinkD& link, const MatFullD& images) {
   MatFullD distances;
   MatFullL near_image;
   MatFullL linked;
   long misses = 0;
-  for (long i = prot.nrow() - 1; i >= 0; --i) {
+  for (long i = images.nrow() - 1; i >= 0; --i) {
     const long degree = link.degree(i, linked);
     if (degree == 0) continue;
-    mprot.nearest(mprot, i, distances, near_image, degree);
+    images.nearest(images, i, distances, near_image, degree);
     misses += missing(near_image, linked);
   }
   const long total = 2 * link.nlive();
   return total > 0 ? static_cast<double>(misses) / static_cast<double>(total) : 0;
 }
 
-PairRow ToMapp::pair_row(InputDistances& input, long i, long next) {
-  PairRow row{i, input.row(i), nullptr, input.stored(next)};
-  if (!row.soon) row.soon = row.input;
-  if (!euclidean_images()) {
-    images.store(mprot);
-    mprot.sdav(i, plain_distances, no_bound);
-    std::copy_n(plain_distances.data(), mprot.nrow(), images.distance());  // where there is padding
-    row.d = images.distance();
-  }
-  return row;
-}
+}  // namespace
 
-PairRow ToMapp::pair_row_at(InputDistances& input, long position) {
-  return pair_row(input, mpidx.get(position, 0), mpidx.get(std::max(position - 1, 0L), 0));
+double ToMapp::mapr_err(int mode) {
+  if (!done(minidone)) return -1;
+  const bool against_graph = lpref.getval(keys.vglink_p) != 0 && mode != 0;
+  return against_graph ? lost_links(link, mprot) : lost_neighbours(prot, mprot);
 }
 
 double ToMapp::mapr_err() {
   if (!done(minidone)) return -1;
   const long n = prot.nrow();
-  InputDistances input(*this, balance(), true, memory.distances);
+  PairRows pairs(*this, balance(), true, mprot, memory);
   StressSums sums{};
-  images.load(mprot);
-  const ImageView view = images.view();
   for (long i = n - 1; i >= 0; --i)
-    stress_kernels().add(pair_row(input, i, std::max(i - 1, 0L)), view, &sums);
+    stress_kernels().add(pairs.row(i, std::max(i - 1, 0L)), pairs.view(), &sums);
   double error = 0;
   double scale = 0;
   for (long l = 0; l < stress_lanes; ++l) {

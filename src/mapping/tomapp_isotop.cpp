@@ -28,6 +28,80 @@ long within(const GraphOrder::Row& row, double width, long n) {
   return low;
 }
 
+/// Two lines of advice when the settings do not let Isotop run.
+void advise(const char* text) {
+  os.fresh().ow(text).nl();
+  os.ow("Modify settings and rerun quantization step.").nl();
+}
+
+/// Scales the deviations (1 x p, all 1) like the principal components of the prototypes.
+void shape_deviations(const MatFullD& prototypes, MatFullD& sdev) {
+  MatFullD variances;
+  prototypes.pca(variances, sdev.ncol(), 0);
+  const double largest = std::sqrt(variances(0, 0));
+  if (!(largest > 0)) return;  // prototypes on one spot have no shape
+  // The prototypes do not spread along axes beyond their number of columns.
+  for (long k = sdev.ncol() - 1; k >= 0; --k)
+    sdev(0, k) = k < variances.nrow() ? std::sqrt(variances(k, 0)) / largest : 0.0;
+}
+
+/// The random points that pull the images.
+struct Stimuli {
+  const MatFullD& deviation;  ///< 1 x p, for those round the origin of a component
+  bool around_images;         ///< or each round an image, with deviation 1
+  double gap;                 ///< between the origins
+  long components;
+
+  /// Draws the p coordinates of x.
+  void draw(const ImageView& view, double* x) const {
+    if (around_images) {
+      const long q = draw_index(view.n);
+      for (long k = view.p - 1; k >= 0; --k) x[k] = view.axes[k * view.stride + q] + gauss_rand();
+      return;
+    }
+    for (long k = view.p - 1; k >= 0; --k) x[k] = deviation.get(0, k) * gauss_rand();
+    x[0] += gap * static_cast<double>(draw_index(components));
+  }
+};
+
+/// The image nearest to x (1 x p) in the class in force, n when none is at a finite distance. `plain` is
+/// written where the kernels do not measure.
+long nearest_image(ImageArrays& images, const MatFullD& x, MatFullD& plain) {
+  if (euclidean_images()) return isotop_kernels().nearest(images.view(), x.data());
+  images.store(plain);
+  const long q = plain.nearest(x, 0, no_bound);
+  return q < plain.nrow() && plain.sdas(q, x, 0, no_bound) < no_bound ? q : plain.nrow();
+}
+
+/// How far along the graph a winner takes others along: its mean link length times the factor, 0 without
+/// links.
+double pull_width(const MatLinkD& link, long winner, double lnow, double longest) {
+  const long links = link.degree(winner);
+  return links > 0 ? link.sum(winner, 1) / static_cast<double>(links) * lnow * longest : 0.0;
+}
+
+/// Moves the winner, whose graph row is given, and the images within the width towards x.
+void pull_towards(const double* x, const GraphOrder::Row& row, double anow, double width,
+                  const ImageView& view) {
+  const IsotopKernels& kernels = isotop_kernels();
+  if (!(width > 0)) {  // no links, or links without length: the winner moves alone
+    kernels.pull_listed({x, row.distance, 1.0, anow}, row.order, 1, view);
+    return;
+  }
+  const IsotopPull pull = {x, row.distance, width, anow};
+  const long near = within(row, width, view.n);
+  // The first one beyond the width moves too.
+  const bool beyond = near < view.n && row.order[2 * near + 1] >= 0;
+  // Every image moves once, by a weight of its own, so the order of the moves is free. Passing over all
+  // images in their own order is cheaper per image than following the list.
+  if (near < view.n / 2) {
+    kernels.pull_listed(pull, row.order, near + (beyond ? 1 : 0), view);
+    return;
+  }
+  kernels.pull_near(pull, view);
+  if (beyond) kernels.pull_listed(pull, row.order + 2 * near, 1, view);
+}
+
 }  // namespace
 
 long ToMapp::isotop(long dim, const char* file) {
@@ -39,40 +113,22 @@ long ToMapp::isotop(long dim, const char* file) {
                                    {{"titaini ", "titafin "}, {"titlini ", "titlfin "}}}));
 }
 
-void ToMapp::advise(const char* text) const {
-  if (!verbose) return;
-  os.fresh().ow(text).nl();
-  os.ow("Modify settings and rerun quantization step.").nl();
-}
-
 long ToMapp::isotop_ini(MatFullD& sdev, long dim) {
   if (dim < 1) return 0;
   if (lpref.getval(keys.vglink_p) == 0) {
-    advise("There are no links!");
+    if (verbose) advise("There are no links!");
     return 0;
   }
   if (dpref.commit(keys.tdgb) == 0) {
-    advise("Space/graph distances balance is zero!");
+    if (verbose) advise("Space/graph distances balance is zero!");
     return 0;
   }
   if (!dist_ini(0)) return 0;
   if (!mapr_ini(dim, static_cast<int>(lkey("titinm  ")))) return 0;
-  stimulus_deviations(sdev);
-  return 1;
-}
-
-void ToMapp::stimulus_deviations(MatFullD& sdev) {
-  const long axes = mprot.ncol();  // those of a mapping that was kept may be others than asked for
-  sdev.setdim(1, axes);
+  sdev.setdim(1, mprot.ncol());  // the axes of a mapping that was kept may be others than asked for
   sdev.setrows(1, 1.0);
-  if (lkey("titpcast") == 0) return;
-  MatFullD variances;
-  prot.pca(variances, axes, 0);
-  const double largest = std::sqrt(variances(0, 0));
-  if (!(largest > 0)) return;  // prototypes on one spot have no shape
-  // The prototypes do not spread along axes beyond their number of columns.
-  for (long k = axes - 1; k >= 0; --k)
-    sdev(0, k) = k < variances.nrow() ? std::sqrt(variances(k, 0)) / largest : 0.0;
+  if (lkey("titpcast") != 0) shape_deviations(prot, sdev);
+  return 1;
 }
 
 long ToMapp::isotop(long dim, const MatParaD& sched) {
@@ -94,59 +150,6 @@ long ToMapp::isotop(long dim, const MatParaD& sched) {
   return mapr_fin("Isotop");
 }
 
-void ToMapp::draw_stimulus(const MatFullD& sdev, bool around_images, double* x) {
-  const ImageView view = images.view();
-  if (around_images) {
-    const long q = draw_index(view.n);
-    for (long k = view.p - 1; k >= 0; --k) x[k] = view.axes[k * view.stride + q] + gauss_rand();
-    return;
-  }
-  for (long k = view.p - 1; k >= 0; --k) x[k] = sdev.get(0, k) * gauss_rand();
-  const long component = draw_index(ncomp());
-  x[0] += component_gap * dpref.getval(ktdccsfac) * static_cast<double>(component);
-}
-
-long ToMapp::nearest_image(const MatFullD& x) {
-  if (euclidean_images()) return isotop_kernels().nearest(images.view(), x.data());
-  images.store(mprot);
-  const long q = mprot.nearest(x, 0, no_bound);
-  return q < mprot.nrow() && mprot.sdas(q, x, 0, no_bound) < no_bound ? q : mprot.nrow();
-}
-
-const MatFullD& ToMapp::pull_widths(double lnow) {
-  const double longest = static_cast<double>(lpref.getval(keys.tdxp));
-  MatFullD& width = memory.width;
-  width.setdim(mprot.nrow(), 1);
-  width.setrows(mprot.nrow());
-  for (long i = mprot.nrow() - 1; i >= 0; --i) {
-    const long links = link.degree(i);
-    width(i, 0) = links > 0 ? link.sum(i, 1) / static_cast<double>(links) * lnow * longest : 0.0;
-  }
-  return width;
-}
-
-void ToMapp::pull_towards(const MatFullD& x, long winner, double anow, double width, GraphOrder& graph) {
-  const IsotopKernels& kernels = isotop_kernels();
-  const ImageView view = images.view();
-  const GraphOrder::Row row = graph.row(winner);
-  if (!(width > 0)) {  // no links, or links without length: the winner moves alone
-    kernels.pull_listed({x.data(), row.distance, 1.0, anow}, row.order, 1, view);
-    return;
-  }
-  const IsotopPull pull = {x.data(), row.distance, width, anow};
-  const long near = within(row, width, view.n);
-  // The first one beyond the width moves too.
-  const bool beyond = near < view.n && row.order[2 * near + 1] >= 0;
-  // Every image moves once, by a weight of its own, so the order of the moves is free. Passing over all
-  // images in their own order is cheaper per image than following the list.
-  if (near < view.n / 2) {
-    kernels.pull_listed(pull, row.order, near + (beyond ? 1 : 0), view);
-    return;
-  }
-  kernels.pull_near(pull, view);
-  if (beyond) kernels.pull_listed(pull, row.order + 2 * near, 1, view);
-}
-
 long ToMapp::isotop_itr(MatFullD& sdev, double anow, double lnow) {
   const bool around_images = lkey("titmulst") != 0;
   if (!(anow >= 0 && anow <= 1)) {
@@ -159,17 +162,20 @@ long ToMapp::isotop_itr(MatFullD& sdev, double anow, double lnow) {
   }
   const long n = mprot.nrow();
   if (n == 0 || n != prot.nrow()) return 0;  // a start that was refused leaves images of other prototypes
-  const MatFullD& width = pull_widths(lnow);
+  const double longest = static_cast<double>(lpref.getval(keys.tdxp));
+  const Stimuli stimuli{sdev, around_images, component_gap * dpref.getval(ktdccsfac), ncomp()};
   GraphOrder graph(*this, lpref.getval(keys.tdgdtype) != 0, memory);
   MatFullD& x = memory.stimulus;
   x.setdim(1, mprot.ncol());
   x.setrows(1, 0.0);
+  ImageArrays& images = memory.images;
   images.load(mprot);
+  const ImageView view = images.view();
   for (long stimulus = n; stimulus > 0; --stimulus) {
-    draw_stimulus(sdev, around_images, x.row(0));
-    const long winner = nearest_image(x);
-    // There is none when no image is finite.
-    if (winner < n) pull_towards(x, winner, anow, width.get(winner, 0), graph);
+    stimuli.draw(view, x.row(0));
+    const long winner = nearest_image(images, x, mprot);
+    if (winner >= n) continue;  // no image is finite
+    pull_towards(x.data(), graph.row(winner), anow, pull_width(link, winner, lnow, longest), view);
   }
   images.store(mprot);
   if (verbose) os.ow(" a=").ow(anow, 6, 3).ow(" l=").ow(lnow).ow("     ");

@@ -3,11 +3,41 @@
 
 #include <cmath>
 
-#include "mapping/input_distances.h"
 #include "mapping/kernels/sammon_kernels.h"
+#include "mapping/pair_rows.h"
 #include "mapping/tomapp.h"
 
 namespace qvtx {
+
+namespace {
+
+/// A Newton pass over all images in presentation order. sums: room to work in.
+void newton_steps(PairRows& pairs, const MatFullL& order, double anow, MatFullD& sums) {
+  const ImageView view = pairs.view();
+  sums.setdim(2, view.p);
+  sums.setrows(2, 0.0);
+  double* gradient = sums.row(0);
+  double* curvature = sums.row(1);
+  for (long position = view.n - 1; position >= 0; --position) {
+    const PairRow row = pairs.row_at(order, position);
+    sammon_kernels().newton(row, view, gradient, curvature);
+    for (long k = view.p - 1; k >= 0; --k) {
+      double& y = view.axes[k * view.stride + row.i];
+      if (curvature[k] > 0) y += anow * gradient[k] / curvature[k];
+      if (curvature[k] < 0) y -= anow * gradient[k] / curvature[k];
+    }
+  }
+}
+
+/// A stochastic pass.
+void push_from_pivots(PairRows& pairs, const MatFullL& order, double anow) {
+  const ImageView view = pairs.view();
+  for (long position = view.n - 1; position >= 0; --position) {
+    sammon_kernels().push(pairs.row_at(order, position), anow, view);
+  }
+}
+
+}  // namespace
 
 long ToMapp::sammon(long dim, const char* file) {
   if (dim < 1) return 0;
@@ -41,33 +71,6 @@ long ToMapp::sammon(long dim, const MatParaD& sched) {
   return mapr_fin("Sammon's Nonlinear Mapping");
 }
 
-void ToMapp::newton_steps(double anow) {
-  InputDistances input(*this, balance(), true, memory.distances);
-  const ImageView view = images.view();
-  MatFullD& sums = memory.sums;
-  sums.setdim(2, view.p);
-  sums.setrows(2, 0.0);
-  double* gradient = sums.row(0);
-  double* curvature = sums.row(1);
-  for (long position = prot.nrow() - 1; position >= 0; --position) {
-    const PairRow row = pair_row_at(input, position);
-    sammon_kernels().newton(row, view, gradient, curvature);
-    for (long k = view.p - 1; k >= 0; --k) {
-      double& y = view.axes[k * view.stride + row.i];
-      if (curvature[k] > 0) y += anow * gradient[k] / curvature[k];
-      if (curvature[k] < 0) y -= anow * gradient[k] / curvature[k];
-    }
-  }
-}
-
-void ToMapp::push_from_pivots(double anow) {
-  InputDistances input(*this, balance(), true, memory.distances);
-  const ImageView view = images.view();
-  for (long position = prot.nrow() - 1; position >= 0; --position) {
-    sammon_kernels().push(pair_row_at(input, position), anow, view);
-  }
-}
-
 long ToMapp::sammon_itr(double anow, double snow) {
   if (!(anow >= 0 && anow <= 1)) {
     refuse("sammon_itr: anow not parametric");
@@ -81,13 +84,13 @@ long ToMapp::sammon_itr(double anow, double snow) {
   if (mprot.nrow() != prot.nrow() || mpidx.nrow() != prot.nrow()) return 0;
   const bool stochastic = snow > 0.5;
   shuffle_images();
-  images.load(mprot);
+  PairRows pairs(*this, balance(), true, mprot, memory);
   if (stochastic) {
-    push_from_pivots(anow);
+    push_from_pivots(pairs, mpidx, anow);
   } else {
-    newton_steps(anow);
+    newton_steps(pairs, mpidx, anow, memory.sums);
   }
-  images.store(mprot);
+  pairs.store();
   if (verbose) os.ow(" a=").ow(anow, 6, 3).ow(" s=").ow(stochastic ? 'y' : 'n');
   return mapr_rep(separation());
 }

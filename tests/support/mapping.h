@@ -17,8 +17,8 @@ namespace qvtx::test {
 class OpenMapping : public Open<ToMapp> {
  public:
   using Open<ToMapp>::Open;
-  using ToMapp::compsize, ToMapp::find_mapping_keys, ToMapp::images, ToMapp::mlink, ToMapp::mname,
-      ToMapp::mpidx, ToMapp::mprot, ToMapp::nbwidth;
+  using ToMapp::compsize, ToMapp::find_mapping_keys, ToMapp::mlink, ToMapp::mname, ToMapp::mpidx,
+      ToMapp::mprot, ToMapp::nbwidth;
 };
 
 /// The instruction sets that this machine can run.
