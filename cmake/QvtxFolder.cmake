@@ -9,8 +9,9 @@ endfunction()
 # qvtx_folder(name [lower]): the library of src/<name>, which may use the folder `lower` and what that one uses.
 #
 # A source called *_kernels.cpp holds hot loops. It is compiled once per instruction set, each time into a namespace
-# of its own (the macro QVTX_ISA), and the program picks one of them at run time (base/isa.h). Such a source must not
-# use inline functions of the standard library: the linker could keep the copy that the narrower machine cannot run.
+# of its own (the macro QVTX_ISA), and the program picks one of them at run time (base/kernel_choice.h). Such a source
+# must not use inline functions of the standard library: the linker could keep the copy that the narrower machine cannot
+# run. The test kernel_symbols looks for such functions.
 function(qvtx_folder name)
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${name}/*.cpp)
   set(kernels ${sources})
