@@ -119,7 +119,7 @@ TEST_F(Cda, EpochsAreThoseOfThePlainLoop) {
   compare(ReferenceCda(tm, 0.0));
   MatFullD::miex = 2;
   for (const auto& [n, p] :  // round the lanes and blocks of the kernels
-       {std::pair{1L, 2L}, {2L, 1L}, {8L, 3L}, {9L, 5L}, {255L, 1L}, {256L, 2L}, {261L, 3L}}) {
+       {std::pair{1L, 2L}, {2L, 1L}, {8L, 3L}, {9L, 5L}, {255L, 1L}, {256L, 2L}, {261L, 3L}, {2100L, 2L}}) {
     prepare_mapping(n, 2, p, 0, 0.0);
     ReferenceCda r(tm, 0.0);
     r.function = n % 4;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "support/reference_blend.h"
 #include "support/reference_mapping.h"
 
 namespace qvtx::test {
@@ -10,18 +11,14 @@ namespace {
 class MappingError : public ReferenceMappingTest {
  protected:
   /// Numbers of the k rows nearest to row i, by sorting all.
-  static std::vector<long> nearest_rows(const Rows& x, std::size_t i, std::size_t k) {
-    std::vector<std::pair<double, long>> all;
-    for (std::size_t j = 0; j < x.size(); ++j) {
-      if (j != i) all.emplace_back(ReferenceMapping::distance(x[i], x[j]), static_cast<long>(j));
-    }
-    std::sort(all.begin(), all.end());
-    std::vector<long> found;
-    for (std::size_t r = 0; r < std::min(k, all.size()); ++r) found.push_back(all[r].second);
+  static std::vector<std::size_t> nearest_rows(const Rows& x, std::size_t i, std::size_t k) {
+    std::vector<std::size_t> found = ReferenceBlend::by_distance(x[i], x, euclidean);
+    std::erase(found, i);
+    found.resize(std::min(k, found.size()));
     return found;
   }
-  static double misses(const std::vector<long>& found, const std::vector<long>& wanted) {
-    return static_cast<double>(std::count_if(found.begin(), found.end(), [&](long j) {
+  static double misses(const std::vector<std::size_t>& found, const std::vector<std::size_t>& wanted) {
+    return static_cast<double>(std::count_if(found.begin(), found.end(), [&](std::size_t j) {
       return std::find(wanted.begin(), wanted.end(), j) == wanted.end();
     }));
   }
@@ -67,8 +64,9 @@ TEST_F(MappingError, LostLinksAreThoseOfBruteForce) {
     const Rows y = rows_of(tm.mprot);
     double lost = 0;
     for (long i = 0; i < 60; ++i) {
-      std::vector<long> linked;
-      for (long k = tm.link.head(i); k >= 0; k = tm.link.next(k, i)) linked.push_back(tm.link.other(k, i));
+      std::vector<std::size_t> linked;
+      for (long k = tm.link.head(i); k >= 0; k = tm.link.next(k, i))
+        linked.push_back(static_cast<std::size_t>(tm.link.other(k, i)));
       lost += misses(nearest_rows(y, static_cast<std::size_t>(i), linked.size()), linked);
     }
     EXPECT_GT(lost, 0);

@@ -10,6 +10,75 @@
 namespace qvtx::test {
 namespace {
 
+/// Sammon's variant: a blend, moved until its distances to the prototypes fit.
+class ReferenceStress {
+ public:
+  /// graph: the prototypes linked with each; w: weight of the graph distance.
+  ReferenceStress(const OpenMapping& mapping, const ReferenceBlend& blend, const Lists& graph, double w)
+      : blend_(blend), stored_(mapping, w), graph_(graph) {}
+
+  Row position(const Row& q, const Row& steps) const {
+    ReferenceBlend::Mixed mixed;
+    Row y = blend_.position(q, mixed);
+    keep_component(mixed);
+    Targets targets;
+    for (std::size_t j = 0; j < blend_.x.size(); ++j) {
+      double wanted = 0;
+      for (std::size_t k = 0; k < mixed.row.size() && !foreign(j, mixed.row[0]); ++k) {
+        const std::size_t o = mixed.row[k];
+        if (mixed.weight[k] == 0) continue;
+        wanted += mixed.weight[k] * (euclidean(blend_.y[o], blend_.y[j]) + input(q, mixed.row[0], j) -
+                                     stored_.input(static_cast<long>(o), static_cast<long>(j)));
+      }
+      targets.add(blend_.y[j], wanted);
+    }
+    for (const double a : steps) targets.step(a, y);
+    return y;
+  }
+
+  Row sample(const Row& y, const Row& steps) const {
+    ReferenceBlend::Mixed mixed;
+    Row x = blend_.sample(y, mixed);
+    std::vector<std::size_t> near = ReferenceBlend::by_distance(y, blend_.y, euclidean);
+    near.resize(4 * y.size());
+    Targets targets;
+    for (const std::size_t j : near) {
+      double wanted = 0;
+      for (std::size_t k = 0; k < mixed.row.size(); ++k) {
+        const std::size_t o = mixed.row[k];
+        wanted += mixed.weight[k] * (euclidean(blend_.x[o], blend_.x[j]) + euclidean(y, blend_.y[j]) -
+                                     euclidean(blend_.y[o], blend_.y[j]));
+      }
+      targets.add(blend_.x[j], wanted);
+    }
+    for (const double a : steps) targets.step(a, x);
+    return x;
+  }
+
+ private:
+  bool foreign(std::size_t i, std::size_t j) const {
+    return stored_.w > 0 && stored_.label[i] != stored_.label[j];
+  }
+  void keep_component(ReferenceBlend::Mixed& mixed) const {
+    for (std::size_t k = 0; k < mixed.row.size(); ++k)
+      mixed.weight[k] *= foreign(mixed.row[k], mixed.row[0]) ? 0 : 1;
+    const double sum = std::accumulate(mixed.weight.begin(), mixed.weight.end(), 0.0);
+    for (double& weight : mixed.weight) weight /= sum;
+  }
+  /// Distance of a sample from prototype j: into the graph by the nearest prototype or one next to it.
+  double input(const Row& q, std::size_t nearest, std::size_t j) const {
+    double along = euclidean(q, blend_.x[nearest]) + stored_.graph[nearest][j];
+    for (const std::size_t k : graph_[nearest])
+      along = std::min(along, euclidean(q, blend_.x[k]) + stored_.graph[k][j]);
+    const double space = euclidean(q, blend_.x[j]);
+    return stored_.w == 0 ? space : (1 - stored_.w) * space + stored_.w * along;
+  }
+
+  const ReferenceBlend& blend_;
+  ReferenceMapping stored_;
+  Lists graph_;
+};
+
 class Interpolation : public ReferenceMappingTest {
  protected:
   Lists graph_of(long p) const {
@@ -124,7 +193,7 @@ TEST_F(Interpolation, BlendEqualsThePlainForm) {
 TEST_F(Interpolation, SammonVariantEqualsThePlainForm) {
   const Scratch directory;
   std::ofstream("steps.txt") << "0.9\t\n0.75\t\n0.5\t\n";
-  const double steps[] = {0.9, 0.75, 0.5};
+  const Row steps = {0.9, 0.75, 0.5};
   const struct {
     double w;
     bool stored;  // graph distances
@@ -139,71 +208,19 @@ TEST_F(Interpolation, SammonVariantEqualsThePlainForm) {
     tm.setkey("vgmemory", c.stored ? 2 : 0);
     map_surface(c.n, 2, c.links, c.w, c.clusters);
     // Components lie apart in the map; here they are brought together, so that samples lie between them.
-    for (long i = 0; i < c.n && c.clusters == 1; ++i) {
-      for (long k = 0; k < 2; ++k) tm.mprot(i, k) = tm.prot(i, k);
-    }
+    for (long i = 0; i < c.n && c.clusters == 1; ++i) std::copy_n(tm.prot.row(i), 2, tm.mprot.row(i));
     ReferenceBlend blend(rows_of(tm.prot), rows_of(tm.mprot), graph_of(2), euclidean);
     blend.shrink(rows_of(tm.getdat()));
-    const ReferenceMapping stored(tm, c.w);
-    const Lists graph = graph_of(2);
+    const ReferenceStress plain(tm, blend, graph_of(2), c.w);
     MatFullD samples;
     new_samples(samples, 40);
     ASSERT_EQ(1, tm.sammon_iv(samples, ppr, prj, "steps.txt"));
     ASSERT_EQ(1, tm.sammon_rd(prj, tmp, jrp, "steps.txt"));
-    ReferenceBlend::Mixed mixed;
-    for (long i = 0; i < samples.nrow(); ++i) {
-      const Row q = rows_of(samples)[static_cast<std::size_t>(i)];
-      Row y = blend.position(q, mixed);
-      // Distance of the sample from a prototype: into the graph by the nearest prototype or one next to it.
-      const auto distance_from = [&](std::size_t j) {
-        const std::size_t nearest = mixed.row[0];
-        double along = euclidean(q, blend.x[nearest]) + stored.graph[nearest][j];
-        for (const std::size_t k : graph[nearest])
-          along = std::min(along, euclidean(q, blend.x[k]) + stored.graph[k][j]);
-        const double space = euclidean(q, blend.x[j]);
-        return c.w == 0 ? space : (1 - c.w) * space + c.w * along;
-      };
-      const auto foreign = [&](std::size_t k) {
-        const auto label = [&](std::size_t node) { return tm.getcomp().get(static_cast<long>(node), 0); };
-        return c.w > 0 && label(k) != label(mixed.row[0]);
-      };
-      double sum = 0;
-      for (std::size_t k = 0; k < mixed.row.size(); ++k) {
-        if (foreign(mixed.row[k])) mixed.weight[k] = 0;
-        sum += mixed.weight[k];
-      }
-      Targets targets;
-      for (std::size_t j = 0; j < blend.x.size(); ++j) {
-        double t = 0;
-        for (std::size_t k = 0; k < mixed.row.size() && !foreign(j); ++k) {
-          const std::size_t o = mixed.row[k];
-          if (mixed.weight[k] == 0) continue;
-          t += mixed.weight[k] / sum *
-               (euclidean(blend.y[o], blend.y[j]) + distance_from(j) -
-                stored.input(static_cast<long>(o), static_cast<long>(j)));
-        }
-        targets.add(blend.y[j], t);
-      }
-      for (const double a : steps) targets.step(a, y);
-      expect_near(y, prj.row(i), 1e-10);
-
-      // And back.
-      y.assign(prj.row(i), prj.row(i) + 2);
-      Row x = blend.sample(y, mixed);
-      std::vector<std::size_t> near = ReferenceBlend::by_distance(y, blend.y, euclidean);
-      near.resize(8);
-      targets = {};
-      for (const std::size_t j : near) {
-        double t = 0;
-        for (std::size_t k = 0; k < mixed.row.size(); ++k) {
-          const std::size_t o = mixed.row[k];
-          t += mixed.weight[k] * (euclidean(blend.x[o], blend.x[j]) + euclidean(y, blend.y[j]) -
-                                  euclidean(blend.y[o], blend.y[j]));
-        }
-        targets.add(blend.x[j], t);
-      }
-      for (const double a : steps) targets.step(a, x);
-      expect_near(x, jrp.row(i), 1e-10);
+    const Rows data = rows_of(samples), positions = rows_of(prj);
+    for (std::size_t i = 0; i < data.size(); ++i) {
+      const long row = static_cast<long>(i);
+      expect_near(plain.position(data[i], steps), prj.row(row), 1e-10);
+      expect_near(plain.sample(positions[i], steps), jrp.row(row), 1e-10);
     }
   }
 }
@@ -231,27 +248,17 @@ TEST_F(Interpolation, PositionsRunWithoutJumps) {
   EXPECT_LE(largest, 0.05 * links);
 }
 
-TEST_F(Interpolation, SamplesDoNotInfluenceEachOtherAndUndefinedOnesStayUndefined) {
+TEST_F(Interpolation, UndefinedSamplesStayUndefined) {
   map_surface(30, 2, 4, 0.5, 2);
-  MatFullD samples, some;
-  new_samples(samples, 40);
-  const std::size_t picks[] = {7, 39, 0, 7, 20};
-  Rows picked;
-  for (const std::size_t pick : picks) picked.push_back(rows_of(samples)[pick]);
-  picked.push_back({std::nan(""), 0, 0});
-  picked.push_back({0, no_bound, 0});
-  fill(some, picked);
+  MatFullD samples;
+  fill(samples, {{0.5, 0.5, 0.5}, {std::nan(""), 0, 0}, {0, no_bound, 0}});
   for (const bool sammon : {false, true}) {
-    std::vector<Rows> results[2];
-    for (const bool few : {false, true}) {
-      ASSERT_EQ(1, interpolate(sammon, few ? some : samples) * reconstruct(sammon, prj));
-      results[few] = {rows_of(prj), rows_of(ppr), rows_of(jrp), rows_of(tmp)};
+    ASSERT_EQ(1, interpolate(sammon, samples));
+    ASSERT_EQ(1, reconstruct(sammon, prj));
+    for (const MatFullD* out : {&prj, &ppr, &jrp, &tmp}) {
+      EXPECT_EQ(2 * out->ncol(), out->nnan());
+      EXPECT_TRUE(std::isfinite(out->get(0, 0)));
     }
-    for (std::size_t m = 0; m < 4; ++m) {
-      for (std::size_t i = 0; i < 5; ++i)
-        EXPECT_EQ(results[0][m][picks[i]], results[1][m][i]) << m << " " << i;
-    }
-    EXPECT_TRUE(prj.nnan() == 4 && ppr.nnan() == 4 && jrp.nnan() == 6 && tmp.nnan() == 6);
   }
 }
 
@@ -263,12 +270,16 @@ TEST_F(Interpolation, SmallestMaps) {
     MatFullD samples;
     uniform_points(samples, 5, 3, 6);
     for (const bool sammon : {false, true}) {
-      ASSERT_EQ(1, interpolate(sammon, samples) * reconstruct(sammon, prj));
-      EXPECT_EQ(0, prj.nnan() + jrp.nnan());
-      EXPECT_TRUE(n > 1 || rows_of(tm.prot)[0] == rows_of(jrp)[4]);
+      ASSERT_EQ(1, interpolate(sammon, samples));
+      ASSERT_EQ(1, reconstruct(sammon, prj));
+      for (const MatFullD* out : {&prj, &jrp}) EXPECT_EQ(0, out->nnan());
+      if (n == 1) {
+        EXPECT_EQ(rows_of(tm.prot)[0], rows_of(jrp)[4]);
+      }
     }
     MatFullD none(0, 3);
-    EXPECT_EQ(1, tm.cda_iv(none, ppr, prj) * tm.sammon_rd(prj, tmp, jrp, nullptr));
+    EXPECT_EQ(1, tm.cda_iv(none, ppr, prj));
+    EXPECT_EQ(1, tm.sammon_rd(prj, tmp, jrp, nullptr));
     EXPECT_EQ(0, prj.nrow());
     EXPECT_EQ(2, prj.ncol());
     EXPECT_EQ(3, jrp.ncol());
@@ -287,7 +298,8 @@ TEST_F(Interpolation, RefusalsLeaveTheOutputsAsTheyWere) {
     console.take();
     std::string expected;
     for (const bool sammon : {false, true}) {
-      EXPECT_EQ(0, interpolate(sammon, data) + reconstruct(sammon, positions));
+      EXPECT_EQ(0, interpolate(sammon, data));
+      EXPECT_EQ(0, reconstruct(sammon, positions));
       for (const char* step : {"iv", "rd"})
         if (!text.empty())
           expected += std::string("ToMapp.") + (sammon ? "sammon_" : "cda_") + step + text + "\n";
@@ -314,56 +326,51 @@ TEST_F(Interpolation, StepsComeFromTheFileThenTheDefaultThenTheKeysAndAreChecked
   uniform_points(position, 4, 2, 1);
   for (const bool back : {false, true}) {
     const auto run = [&](const char* file, bool sammon = true) {
-      return back ? reconstruct(sammon, position, file) : interpolate(sammon, tm.getdat(), file);
+      const long done = back ? reconstruct(sammon, position, file) : interpolate(sammon, tm.getdat(), file);
+      return done == 1 ? rows_of(back ? jrp : prj) : Rows();
     };
     const std::string name = std::string("ToMapp.sammon_") + (back ? "rd" : "iv");
-    const MatFullD& out = back ? jrp : prj;
-    // The keys' place is taken by 10 (5) hyperbolic steps.
-    MatParaD steps(0, 1);
+    MatParaD steps(0, 1);  // without a file
     steps.additer(back ? 5 : 10);
     steps.set(3, 0, 1.0, back ? 0.2 : 0.1, 0, -1);
     std::ofstream written("same.txt");
     written.precision(17);
     for (long t = 0; t < steps.nrow(); ++t) written << steps(t, 0) << "\t-5\t\n";
     written.close();
-    ASSERT_EQ(1, run("same.txt"));
-    const Rows expected = rows_of(out);
     tm.verbose = 1;
     console.take();
-    ASSERT_EQ(1, run(nullptr));
+    const Rows expected = run(nullptr);
     EXPECT_NE(std::string::npos, console.take().find(name + ": using default parameters\n"));
     tm.verbose = 0;
-    EXPECT_EQ(expected, rows_of(out));
-    // The default file counts without a file name, too.
+    ASSERT_FALSE(expected.empty());
+    EXPECT_EQ(expected, run("same.txt"));
+    // The default file counts without a file name, too. Steps of 0 go nowhere.
     std::ofstream(back ? "default.rdp" : "default.sam") << "0\t\n";
-    ASSERT_EQ(1, run(nullptr));
-    const Rows start = rows_of(out);
+    const Rows start = run(nullptr, false);
     EXPECT_NE(expected, start);
-    ASSERT_EQ(1, run(nullptr, false));
-    EXPECT_EQ(start, rows_of(out)) << "steps of 0 go nowhere";
+    EXPECT_EQ(start, run(nullptr));
     console.take();
     for (const auto& [text, message] : {std::pair("0.5\t\n-0.1\t\n", ": a not parametric\n"),
                                         {"0.5\t\n1.5\t\n", ": anow not parametric\n"}}) {
       std::ofstream("own.txt") << text;
-      EXPECT_EQ(0, run("own.txt"));
+      EXPECT_EQ(Rows(), run("own.txt"));
       EXPECT_EQ(name + message, console.take());
-      EXPECT_EQ(start, rows_of(out));
+      EXPECT_EQ(start, rows_of(back ? jrp : prj));
     }
   }
 }
 
 TEST_F(Interpolation, ReportsItsProgressAndTheGain) {
   map_surface(10, 2, 3, 0);
-  MatFullD moved;
+  MatFullD moved, samples;
   moved.copy(tm.prot);
   moved(3, 1) += 0.5;
   tm.verbose = 1;
   console.take();
-  ASSERT_EQ(1, tm.cda_iv(moved, ppr, prj) * tm.cda_rd(prj, tmp, jrp));
+  ASSERT_EQ(1, tm.cda_iv(moved, ppr, prj));
   const std::string text = console.take();
-  EXPECT_EQ(0U, text.find("ToMapp.cda_iv: interpolating ... ")) << text;
-  EXPECT_NE(std::string::npos, text.find("done!\nToMapp.cda_rd: reconstructing ... ")) << text;
-  MatFullD samples;
+  EXPECT_EQ(0U, text.find("ToMapp.cda_iv: interpolating ... \n")) << text;
+  EXPECT_EQ(text.size() - 6, text.rfind("done!\n")) << text;
   samples.copy(tm.prot);
   EXPECT_DOUBLE_EQ(0.025, tm.ir_err(samples, moved));
   EXPECT_EQ(

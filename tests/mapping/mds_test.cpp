@@ -9,6 +9,24 @@ namespace {
 
 class Mds : public MappingTest {
  protected:
+  /// -D^2 / 2 with the means of rows and columns taken away.
+  static Rows centred_matrix(const ReferenceMapping& r) {
+    Rows b(r.y.size(), std::vector<double>(r.y.size()));
+    std::vector<double> mean(b.size(), 0.0);
+    double overall = 0;
+    for (std::size_t i = 0; i < b.size(); ++i) {
+      for (std::size_t j = 0; j < b.size(); ++j) {
+        const double d = std::max(r.input(static_cast<long>(i), static_cast<long>(j)), 0.0);
+        b[i][j] = -0.5 * d * d;
+        mean[i] += b[i][j] / static_cast<double>(b.size());
+      }
+      overall += mean[i] / static_cast<double>(b.size());
+    }
+    for (std::size_t i = 0; i < b.size(); ++i) {
+      for (std::size_t j = 0; j < b.size(); ++j) b[i][j] += overall - mean[i] - mean[j];
+    }
+    return b;
+  }
   /// Sum of squares of an axis: its eigenvalue.
   double length(long axis) const {
     double sum = 0;
@@ -23,29 +41,13 @@ TEST_F(Mds, AxesAreEigenvectorsOfTheCentredMatrix) {
     prepare(45, 3, 3, w, 3);
     ASSERT_EQ(3, tm.ncomp());
     ASSERT_EQ(1, tm.mds(2));
-    const ReferenceMapping r(tm, w);
-    std::vector<std::vector<double>> b(45, std::vector<double>(45, 0.0));
-    for (std::size_t i = 0; i < 45; ++i) {
-      for (std::size_t j = 0; j < 45; ++j) {
-        const double d = std::max(r.input(static_cast<long>(i), static_cast<long>(j)), 0.0);
-        b[i][j] = -0.5 * d * d;
-      }
-    }
-    std::vector<double> mean(45, 0.0);
-    double overall = 0;
-    for (std::size_t i = 0; i < 45; ++i) {
-      for (std::size_t j = 0; j < 45; ++j) mean[i] += b[i][j] / 45;
-      overall += mean[i] / 45;
-    }
-    for (long k = 0; k < 2; ++k) {
-      const double lambda = length(k);
-      for (std::size_t i = 0; i < 45; ++i) {
+    const Rows b = centred_matrix(ReferenceMapping(tm, w)), y = rows_of(tm.mprot);
+    for (std::size_t k = 0; k < 2; ++k) {
+      const double lambda = length(static_cast<long>(k));
+      for (std::size_t i = 0; i < y.size(); ++i) {
         double product = 0;
-        for (std::size_t j = 0; j < 45; ++j) {
-          product += (b[i][j] - mean[i] - mean[j] + overall) * tm.mprot(static_cast<long>(j), k);
-        }
-        EXPECT_NEAR(lambda * tm.mprot(static_cast<long>(i), k), product,
-                    1e-5 * lambda * std::sqrt(length(0)));
+        for (std::size_t j = 0; j < y.size(); ++j) product += b[i][j] * y[j][k];
+        EXPECT_NEAR(lambda * y[i][k], product, 1e-5 * lambda * std::sqrt(length(0)));
       }
     }
     EXPECT_GE(length(0), length(1));
@@ -68,7 +70,7 @@ TEST_F(Mds, PrintsTheEigenvaluesAndLeavesSurplusAxesUndefined) {
   for (long i = 0; i < 4; ++i) {
     EXPECT_NEAR(3, std::fabs(tm.mprot(i, 0)), 1e-6);
     EXPECT_NEAR(1, std::fabs(tm.mprot(i, 1)), 1e-6);
-    EXPECT_TRUE(std::isnan(tm.mprot(i, 4)) && std::isnan(tm.mprot(i, 5))) << "more axes than prototypes";
+    for (const long axis : {4L, 5L}) EXPECT_TRUE(std::isnan(tm.mprot(i, axis))) << "beyond the prototypes";
   }
 }
 

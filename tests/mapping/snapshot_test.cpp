@@ -33,7 +33,7 @@ class Snapshot : public MappingTest {
     ASSERT_EQ(1, mapping.prot_ini(12, 0));
     ASSERT_EQ(1, mapping.prot_fin("LBG", 1));
     mapping.hits(3, 0) = 1000;
-    ASSERT_EQ(1, mapping.protdel(1000) * mapping.dist_ini(0));
+    ASSERT_EQ(1, mapping.protdel(1000));
     MatParaD sched;
     fill(sched, {{0.5, 1.0}, {0.3, 0.6}});
     ASSERT_EQ(1, mapping.cda(2, sched));
@@ -70,7 +70,8 @@ TEST_F(Snapshot, LoadingAndSavingAgainGivesTheSameBytes) {
     EXPECT_EQ(rows_of(tm.mprot), rows_of(other.mprot));
     EXPECT_EQ(rows_of(tm.getcompsize()), rows_of(other.getcompsize()));
     // What is not stored is forgotten or derived.
-    EXPECT_EQ(std::string(), std::string(other.getmethod()) + other.getmname());
+    EXPECT_STREQ("", other.getmethod());
+    EXPECT_STREQ("", other.getmname());
     EXPECT_EQ(79, other.order(79, 0));
     EXPECT_EQ(11, other.mpidx.nrow());
     EXPECT_EQ(10, other.mpidx(10, 0));
@@ -140,14 +141,16 @@ TEST_F(Snapshot, EveryStageOfAnAnalysisLoadsAgain) {
   uniform_points(points, 12, 3, 4);
   prototypes(tm, points, 3);
   check("before any mapping");
-  ASSERT_EQ(1, tm.dist_ini(0) * tm.mapr_ini(2, 0));
+  start_mapping(2);
   check("initialised");
-  ASSERT_EQ(1, tm.mapr_fin("any") * tm.mapr_ini(3, 0));
+  ASSERT_EQ(1, tm.mapr_fin("any"));
+  ASSERT_EQ(1, tm.mapr_ini(3, 0));
   check("initialised again, with the links of the last mapping");
   ASSERT_EQ(1, tm.lbg(5));
   check("new prototypes beside the images of others");
   tm.setkey("vglink_p", 0);
-  ASSERT_EQ(1, tm.lbg(5) * tm.mds(2));
+  ASSERT_EQ(1, tm.lbg(5));
+  ASSERT_EQ(1, tm.mds(2));
   check("without links");
   only_data(tm, 31, 2);
   ASSERT_EQ(1, tm.nq());
@@ -169,7 +172,9 @@ TEST_F(Snapshot, EveryPrefixIsRefusedAndNoStatePastTheDataIsLeft) {
   const std::string whole = saved(cleared);
   for (std::size_t size = 0; size < bytes.size(); size += size + 900 < bytes.size() ? 111 : 7) {
     ASSERT_EQ(0, load(other, bytes.substr(0, size))) << size << " of " << bytes.size();
-    ASSERT_TRUE(size >= quantizer || saved(other) == whole) << size << " of " << quantizer;
+    if (size < quantizer) {
+      ASSERT_EQ(whole, saved(other)) << size << " of " << quantizer;
+    }
     for (const char* step : steps) ASSERT_EQ(step == VeQuan::datadone, other.done(step)) << size;
     ASSERT_EQ(-1, other.mapr_err());
   }
@@ -181,23 +186,25 @@ TEST_F(Snapshot, AChangedByteNeverLeavesAStateThatDoesNotHold) {
   finish(tm, 1);
   const std::string bytes = saved(tm);
   OpenMapping other, third;
-  std::size_t finished = 0, mapped = 0;
+  std::size_t mapped = 0;
   for (std::size_t place = 8; place < bytes.size(); place += 11) {
     std::string damaged = bytes;
     damaged[place] = static_cast<char>(damaged[place] ^ 0x41);
     only_data(other);
     const bool loaded = load(other, damaged) != 0;
     other.verbose = 0;
-    ASSERT_TRUE(loaded || !other.done(VeQuan::pinidone)) << place;
+    if (!loaded) {
+      ASSERT_EQ(0, other.done(VeQuan::pinidone)) << place;
+    }
     if (!other.done(VeQuan::pfindone)) continue;
-    ++finished;
     only_data(third);
     const std::string again = saved(other);  // what loads is consistent: it loads again
     ASSERT_EQ(1, load(third, again)) << place;
     EXPECT_EQ(again, saved(third)) << place;
     MatFullD scratch, y;
     MatFullL code;
-    EXPECT_EQ(1, other.cod(other.dat, code) * other.dec(code, y)) << place;
+    ASSERT_EQ(1, other.cod(other.dat, code)) << place;
+    EXPECT_EQ(1, other.dec(code, y)) << place;
     other.graph_row(other.prot.nrow() - 1, scratch);
     if (!other.done(ToMapp::mfindone)) continue;
     ++mapped;
@@ -206,7 +213,7 @@ TEST_F(Snapshot, AChangedByteNeverLeavesAStateThatDoesNotHold) {
     EXPECT_NE(-1, other.mapr_err(0));
     EXPECT_EQ(1, other.mgrasave(file.c_str()));
   }
-  EXPECT_GT(std::min(finished, mapped), 100u);
+  EXPECT_GT(mapped, 100u);
 }
 
 TEST_F(Snapshot, PartsThatDoNotFitEachOtherAreRefused) {
@@ -246,7 +253,8 @@ TEST_F(Snapshot, TheFileOfOtherDataChangesNothing) {
   OpenMapping other;
   for (const auto& [n, d] : {std::pair{81L, 3L}, {80L, 2L}}) {
     only_data(other, n, d);
-    ASSERT_EQ(1, other.nq() * other.mds(2));
+    ASSERT_EQ(1, other.nq());
+    ASSERT_EQ(1, other.mds(2));
     const std::string before = saved(other);
     EXPECT_EQ(0, load(other, bytes));
     EXPECT_EQ(before, saved(other));

@@ -60,10 +60,15 @@ class MappingTest : public AnalysisTest {
     tm.setkey("tdgb", w);
     ASSERT_EQ(1, tm.dist_ini(0));
   }
-  /// The same with uniform images in p dimensions: a mapping that is initialised, not final.
+  /// Distances between the prototypes that are there, and images of them that are all 0.
+  void start_mapping(long p) {
+    ASSERT_EQ(1, tm.dist_ini(0));
+    ASSERT_EQ(1, tm.mapr_ini(p, 2));
+  }
+  /// As `prepare`, with uniform images in p dimensions: a mapping that is initialised, not final.
   void prepare_mapping(long n, long d, long p, long k, double w, long clusters = 1) {
     prepare(n, d, k, w, clusters);
-    ASSERT_EQ(1, tm.mapr_ini(p, 2));
+    start_mapping(p);
     uniform_points(tm.mprot, n, p, 7);
   }
 

@@ -97,8 +97,7 @@ class ReferenceMappingTest : public MappingTest {
     MatFullD points;
     fill(points, {{0, 0}, {0, 0}, {1, 0}, {0, 1}, {1, 1}, {1, 1}, {2, 0}, {2, 1}, {0, 2}});
     prototypes(tm, points, 0);
-    ASSERT_EQ(1, tm.dist_ini(0));
-    ASSERT_EQ(1, tm.mapr_ini(2, 2));
+    start_mapping(2);
     fill(tm.mprot, {{0, 0}, {3, 1}, {1, 1}, {1, 1}, {1, 1}, {2, 2}, {0, 0}, {0.5, 0}, {0, 0}});
   }
 
