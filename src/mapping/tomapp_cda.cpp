@@ -64,13 +64,13 @@ long ToMapp::cda_itr(double anow, double lnow) {
 
   const long n = prot.nrow();
   const CdaKernels& kernels = cda_kernels();
-  PairRows pairs(*this, balance(), false, mprot, memory);
+  PairRows rows(*this, balance(), false, mprot, memory);
   double dmax = 0;
   double total = 0;
   for (long position = n - 1; position >= 0; --position) {
-    const PairRow row = pairs.row_at(mpidx, position);
+    const PairRow row = rows.row_at(mpidx, position);
     pivot.width = adaptive ? nbwidth(row.i, 0) : lnow * dpref.getval(keys.tdxm);
-    const long active = kernels.move(pivot, row, pairs.view(), &dmax);
+    const long active = kernels.move(pivot, row, rows.view(), &dmax);
     pivot.crowded = static_cast<double>(active) > crowd * static_cast<double>(n);
     if (adaptive) {
       const double members = static_cast<double>(compsize.get(pidx.get(row.i, 0), 0));
@@ -79,7 +79,7 @@ long ToMapp::cda_itr(double anow, double lnow) {
     nbwidth(row.i, 0) = pivot.width;
     total += static_cast<double>(active);
   }
-  pairs.store();
+  rows.store();
   if (verbose) {
     os.ow(" a=").ow(anow, 6, 3).ow(" l=").ow(lnow, 6, 3);
     os.ow(" (").ow(total / static_cast<double>(n * n), 6, 3).ow(") d=").ow(dmax, 6, 3);

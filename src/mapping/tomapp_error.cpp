@@ -69,10 +69,10 @@ double ToMapp::mapr_err(int mode) {
 double ToMapp::mapr_err() {
   if (!done(minidone)) return -1;
   const long n = prot.nrow();
-  PairRows pairs(*this, balance(), true, mprot, memory);
+  PairRows rows(*this, balance(), true, mprot, memory);
   StressSums sums{};
   for (long i = n - 1; i >= 0; --i)
-    stress_kernels().add(pairs.row(i, std::max(i - 1, 0L)), pairs.view(), &sums);
+    stress_kernels().add(rows.row(i, std::max(i - 1, 0L)), rows.view(), &sums);
   double error = 0;
   double scale = 0;
   for (long l = 0; l < stress_lanes; ++l) {

@@ -12,14 +12,14 @@ namespace qvtx {
 namespace {
 
 /// A Newton pass over all images in presentation order. sums: room to work in.
-void newton_steps(PairRows& pairs, const MatFullL& order, double anow, MatFullD& sums) {
-  const ImageView view = pairs.view();
+void newton_steps(PairRows& rows, const MatFullL& order, double anow, MatFullD& sums) {
+  const ImageView view = rows.view();
   sums.setdim(2, view.p);
   sums.setrows(2, 0.0);
   double* gradient = sums.row(0);
   double* curvature = sums.row(1);
   for (long position = view.n - 1; position >= 0; --position) {
-    const PairRow row = pairs.row_at(order, position);
+    const PairRow row = rows.row_at(order, position);
     sammon_kernels().newton(row, view, gradient, curvature);
     for (long k = view.p - 1; k >= 0; --k) {
       double& y = view.axes[k * view.stride + row.i];
@@ -30,10 +30,10 @@ void newton_steps(PairRows& pairs, const MatFullL& order, double anow, MatFullD&
 }
 
 /// A stochastic pass.
-void push_from_pivots(PairRows& pairs, const MatFullL& order, double anow) {
-  const ImageView view = pairs.view();
+void push_from_pivots(PairRows& rows, const MatFullL& order, double anow) {
+  const ImageView view = rows.view();
   for (long position = view.n - 1; position >= 0; --position) {
-    sammon_kernels().push(pairs.row_at(order, position), anow, view);
+    sammon_kernels().push(rows.row_at(order, position), anow, view);
   }
 }
 
@@ -84,13 +84,13 @@ long ToMapp::sammon_itr(double anow, double snow) {
   if (mprot.nrow() != prot.nrow() || mpidx.nrow() != prot.nrow()) return 0;
   const bool stochastic = snow > 0.5;
   shuffle_images();
-  PairRows pairs(*this, balance(), true, mprot, memory);
+  PairRows rows(*this, balance(), true, mprot, memory);
   if (stochastic) {
-    push_from_pivots(pairs, mpidx, anow);
+    push_from_pivots(rows, mpidx, anow);
   } else {
-    newton_steps(pairs, mpidx, anow, memory.sums);
+    newton_steps(rows, mpidx, anow, memory.sums);
   }
-  pairs.store();
+  rows.store();
   if (verbose) os.ow(" a=").ow(anow, 6, 3).ow(" s=").ow(stochastic ? 'y' : 'n');
   return mapr_rep(separation());
 }
