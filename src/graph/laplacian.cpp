@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 #include "base/exponential.h"
 #include "graph/graph_paths.h"
@@ -11,6 +12,12 @@ namespace qvtx {
 namespace {
 
 constexpr double least_affinity = 1e-10;
+
+/// Makes m size x size and fills it. A matrix without memory throws here what the vectors do.
+void fill_square(MatFullD& m, long size, double value) {
+  if (m.setdim(size, std::max(size, 1L)) != size) throw std::bad_alloc();  // a column even without rows
+  m.setrows(size, value);
+}
 
 /// Row sums of a square matrix, each from the last column to the first.
 std::vector<double> row_sums(const MatFullD& a) {
@@ -92,9 +99,7 @@ double GraphLaplacian::mean_length(const std::vector<long>& members) const {
 void GraphLaplacian::fill_block(const std::vector<long>& members, MatFullD& block,
                                 const DistanceRow& row) const {
   const long size = static_cast<long>(members.size());
-  block.setdim(size, size);
-  block.setrows(size, 0.0);
-  std::fill_n(block.data(), size * size, 0.0);
+  fill_square(block, size, 0.0);
   const double unit = options_.width * mean_length(members);
   const auto affinity = [unit](double dist) {
     const double x = dist == 0.0 ? 0.0 : dist / unit;  // duplicates: 0 even when all links have length 0
@@ -128,6 +133,7 @@ void GraphLaplacian::affinities() {
       return path.data();
     }
     points_.sdav(i, space, no_bound);
+    if (space.nrow() != points_.nrow()) throw std::bad_alloc();
     return space.data();
   };
   blocks_ = std::vector<MatFullD>(members_.size());
@@ -154,9 +160,7 @@ void GraphLaplacian::normalize() {
 int GraphLaplacian::distances(MatFullD& out) {
   if (!(options_.width > 0.0)) return 0;
   const long n = static_cast<long>(place_.size());
-  out.setdim(n, std::max(n, 1L));  // a matrix has a column even without rows
-  out.setrows(n, -1.0);
-  std::fill_n(out.data(), n * n, -1.0);
+  fill_square(out, n, -1.0);
   for (long i = 0; i < n; ++i) out.data()[i * n + i] = 0.0;
   for (std::size_t c = 0; c < members_.size(); ++c) {
     const std::vector<long>& members = members_[c];

@@ -20,7 +20,8 @@ struct LaplacianOptions {
 
 /// The computation in three steps, so that a caller can report each before it starts. Every connected
 /// component stands by itself, since the Laplacian of several would be singular beyond the constant vector.
-/// Memory: up to three matrices of the size of the result beside it.
+/// Memory: up to three matrices of the size of the result beside it; every step throws std::bad_alloc
+/// without.
 class GraphLaplacian {
  public:
   /// points: one row per node; value column 1 of links holds the lengths. Both must stay as they are

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace qvtx {
@@ -296,9 +297,8 @@ long MatLinkT<T>::nrav(long i, MatFullL& order, MatFullL& hops, long kmax) const
 template <class T>
 long MatLinkT<T>::connex(MatFullL& comp) const {
   const long n = nnode();
-  comp.setdim(n, 1);
+  if (comp.setdim(n, 1) != n) throw std::bad_alloc();
   comp.setrows(n, -1);
-  std::fill_n(comp.data(), n, -1L);
   std::vector<long> pool(static_cast<std::size_t>(n)), position(pool.size()), queue(pool.size());
   for (long i = 0; i < n; ++i) pool[static_cast<std::size_t>(i)] = position[static_cast<std::size_t>(i)] = i;
 
