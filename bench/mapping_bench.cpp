@@ -48,7 +48,11 @@ class Mapping : public ToMapp {
     }
   }
   double scale() const { return dpref.getval(keys.tdxm); }
-  const double* input(long i) const { return sdist[i].data(); }
+  /// A row that is stored.
+  const double* input(long i) const {
+    MatFullD unused;
+    return space_row(i, unused);
+  }
 
  private:
   explicit Mapping(std::ifstream&& prefs) : ToMapp(prefs) {}

@@ -4,10 +4,14 @@ namespace qvtx {
 
 GraphOrder::GraphOrder(const VeQuan& prototypes, bool laplacian, MappingMemory& memory)
     : prototypes_(prototypes), memory_(memory) {
-  // An order that comes in the scratch matrix is not stored, and then none is. One copy of the links serves
-  // all searches, and one search gives both distances and order.
-  if (laplacian || prototypes.path_row(0, memory_.order, memory_.distances.graph) != memory_.order.data())
-    return;
+  // Either all orders are stored or none. One copy of the links serves all searches, and one search gives
+  // both distances and order.
+  if (laplacian || prototypes.path_stored(0)) return;
+  const long n = prototypes.getprot().nrow();
+  memory_.order.setdim(n, 2);
+  memory_.order.setrows(n);
+  memory_.distances.graph.setdim(n, 1);
+  memory_.distances.graph.setrows(n);
   paths_.emplace(prototypes.getlink(), 1);
 }
 

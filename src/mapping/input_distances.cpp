@@ -7,12 +7,14 @@ InputDistances::InputDistances(const VeQuan& prototypes, double w, bool across, 
   const long n = prototypes.getprot().nrow();
   rows_.mixed.setdim(n, 1);
   rows_.mixed.setrows(n);
-  // A row that comes in the scratch matrix is not stored, and then none is: one copy of the links for all
-  // searches is several times as fast as a search on the link store for every row.
-  const bool computed = w != 0 && n > 0 && prototypes.graph_row(0, rows_.graph) == rows_.graph.data();
-  if (computed) paths_.emplace(prototypes.getlink(), 1);
-  const bool space = w == 0 && !mask_components_ && n > 0;
-  stored_ = space ? prototypes_.space_row(0, rows_.space) != rows_.space.data() : w == 1 && !computed;
+  // Either all rows are stored or none. One copy of the links for all searches is several times as fast as a
+  // search on the link store for every row.
+  if (w != 0 && !prototypes.graph_stored(0) && !prototypes.has_laplacian()) {
+    rows_.graph.setdim(n, 1);
+    rows_.graph.setrows(n);
+    paths_.emplace(prototypes.getlink(), 1);
+  }
+  stored_ = w == 0 ? !mask_components_ && prototypes.space_stored(0) : w == 1 && prototypes.graph_stored(0);
 }
 
 const double* InputDistances::stored(long i) const {

@@ -172,8 +172,8 @@ long ToMapp::maprload(const char* file) {
   return mapr_fin("Loaded mapped prototypes");
 }
 
-long ToMapp::treesave(long k, const char* file) const {
-  if (!done(dinidone) || !file || k < 0 || k >= npath()) return 0;
+long ToMapp::treesave(long k, const char* file) {
+  if (!done(dinidone) || !file || k < 0 || k >= npath() || !rows_ready(1.0)) return 0;
   MatFullL computed;
   MatFullD distances;
   const long* path = path_row(k, computed, distances);

@@ -67,7 +67,7 @@ class ToMapp : public VeQuan {
   long maprload(const char* file);
   /// Writes the path row of prototype k (see `path_row`) as text matrix n x 2; requires "dist_ext". 0 for
   /// another k.
-  long treesave(long k, const char* file) const;
+  long treesave(long k, const char* file);
   /// Writes the links of the images (`MatLinkT::save_asc`); requires "mapp_fin".
   long mgrasave(const char* file) const;
   double ir_err(const MatFullD& data, const MatFullD& rec) const;

@@ -52,7 +52,7 @@ long ToMapp::cda_itr(double anow, double lnow) {
     return 0;
   }
   // A start that was refused leaves images of other prototypes.
-  if (mprot.nrow() != prot.nrow() || mpidx.nrow() != prot.nrow()) return 0;
+  if (mprot.nrow() != prot.nrow() || mpidx.nrow() != prot.nrow() || !rows_ready(balance())) return 0;
   const bool adaptive = lpref.commit(ktcdnwt) != 0;
   CdaPivot pivot{};
   pivot.function = static_cast<int>(lpref.commit(ktcdnwf));

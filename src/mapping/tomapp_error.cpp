@@ -67,7 +67,7 @@ double ToMapp::mapr_err(int mode) {
 }
 
 double ToMapp::mapr_err() {
-  if (!done(minidone)) return -1;
+  if (!done(minidone) || !rows_ready(balance())) return -1;
   const long n = prot.nrow();
   PairRows rows(*this, balance(), true, mprot, memory);
   StressSums sums{};

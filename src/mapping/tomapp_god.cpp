@@ -177,6 +177,7 @@ long ToMapp::god(int bits, MatSparT<long>& hist, MatFullD& stats, int curvilinea
     curvilinear = 0;
     if (!done(minidone)) return 0;  // the self variant needs no images, the one that replaces it does
   }
+  if (!rows_ready(self || curvilinear ? 1.0 : 0.0)) return 0;
   say("god: calculating ... ");
   DistanceRows across(*this, self ? Measure::graph : Measure::image);
   DistanceRows up(*this, !self && curvilinear ? Measure::graph : Measure::space);

@@ -161,7 +161,8 @@ long ToMapp::isotop_itr(MatFullD& sdev, double anow, double lnow) {
     return 0;
   }
   const long n = mprot.nrow();
-  if (n == 0 || n != prot.nrow()) return 0;  // a start that was refused leaves images of other prototypes
+  // A start that was refused leaves images of other prototypes.
+  if (n == 0 || n != prot.nrow() || !rows_ready(1.0)) return 0;
   const double longest = static_cast<double>(lpref.getval(keys.tdxp));
   const Stimuli stimuli{sdev, around_images, component_gap * dpref.getval(ktdccsfac), ncomp()};
   GraphOrder graph(*this, lpref.getval(keys.tdgdtype) != 0, memory);

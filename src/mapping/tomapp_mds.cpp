@@ -58,7 +58,7 @@ void double_centre(double** a, const std::vector<double>& mean) {
 
 long ToMapp::mds_cor() {
   const long n = prot.nrow();
-  if (n < 2 || mprot.nrow() != n) return 0;
+  if (n < 2 || mprot.nrow() != n || !rows_ready(balance())) return 0;
   mgcEigenD problem(static_cast<int>(n));
   if (!problem.mat) return 0;
   InputDistances input(*this, balance(), true, memory.distances);

@@ -81,7 +81,7 @@ long ToMapp::sammon_itr(double anow, double snow) {
     return 0;
   }
   // A start that was refused leaves images of other prototypes.
-  if (mprot.nrow() != prot.nrow() || mpidx.nrow() != prot.nrow()) return 0;
+  if (mprot.nrow() != prot.nrow() || mpidx.nrow() != prot.nrow() || !rows_ready(balance())) return 0;
   const bool stochastic = snow > 0.5;
   shuffle_images();
   PairRows rows(*this, balance(), true, mprot, memory);

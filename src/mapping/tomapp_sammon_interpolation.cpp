@@ -266,6 +266,7 @@ long ToMapp::sammon_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj, const
   if (!can_interpolate("sammon_iv", data, prot.ncol())) return 0;
   MatParaD sched;
   if (!step_schedule(sched, file, "default.sam", "sammon_iv", 10, 0.1)) return 0;
+  if (!rows_ready(balance())) return 0;
   ProgressBar bar(verbose != 0, prefix, "sammon_iv: interpolating ... ", data.nrow());
   const long p = mprot.ncol();
   AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);

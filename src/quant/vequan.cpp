@@ -15,7 +15,12 @@ const char* const VeQuan::pfindone = "prot_fin";
 const char* const VeQuan::dinidone = "dist_ext";
 
 VeQuan::VeQuan(std::ifstream& prefs)
-    : state(8), lpref(64), dpref(64), link(0, 3), workspace(std::make_unique<EpochMemory>()) {
+    : state(8),
+      lpref(64),
+      dpref(64),
+      link(0, 3),
+      pairs(prot, link, [this] { return pair_rules(); }),
+      workspace(std::make_unique<EpochMemory>()) {
   long last = -1;
   for (const char* name : {datadone, pinidone, pfindone, dinidone}) last = state.addstep(name, last);
   lwork.setdim(0, 2);

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "graph/matlinkd.h"
 #include "local/lpca.h"
 #include "matrix/matstor.h"
+#include "quant/pair_distances.h"
 #include "settings/matpara.h"
 #include "settings/matpref.h"
 
@@ -241,17 +243,22 @@ class VeQuan {
   int prot_fin(const char* label, int flag);
   /// Computes the distances between all prototypes, or confirms that nothing they depend on has changed, and
   /// records their ranges in the settings. quick != 0: only completes the step; rows are computed where they
-  /// are used. Returns the flag of "dist_ext"; 0 when a step is missing or the Laplacian cannot be inverted.
+  /// are used. Returns the flag of "dist_ext"; 0 when a step is missing and (reported, and the distances are
+  /// forgotten) when memory is short or the Laplacian cannot be inverted.
   int dist_ini(int quick);
-  /// Distances from prototype i to all prototypes, nprot numbers: the stored row, or one computed into
-  /// scratch. Valid until scratch or the stores change. Graph distances between components are -1.
-  const double* space_row(long i, MatFullD& scratch) const;
-  const double* graph_row(long i, MatFullD& scratch) const;
-  /// The path row of prototype i, nprot x 2 row by row: the predecessor on the shortest path from i (-1:
-  /// none), and the prototypes in the order of their distance from i (then -1).
-  const long* path_row(long i, MatFullL& scratch, MatFullD& scratch2) const;
-  /// Size of the store of path rows: nprot once "dist_ext" is done. `path_row` computes those not stored.
-  long npath() const { return paths.size(); }
+  /// Rows of the distances between prototypes, as `PairDistances` tells them: whether they are stored, the
+  /// stored row or one computed into scratch, and the number of path rows, nprot once "dist_ext" is done.
+  bool space_stored(long i) const { return pairs.space_stored(i); }
+  bool graph_stored(long i) const { return pairs.graph_stored(i); }
+  bool path_stored(long i) const { return pairs.path_stored(i); }
+  const double* space_row(long i, MatFullD& scratch) const { return pairs.space_row(i, scratch); }
+  const double* graph_row(long i, MatFullD& scratch) const { return pairs.graph_row(i, scratch); }
+  const long* path_row(long i, MatFullL& scratch, MatFullD& scratch2) const {
+    return pairs.path_row(i, scratch, scratch2);
+  }
+  long npath() const { return pairs.size(); }
+  /// Graph distances come from the Laplacian of the links, not from shortest paths.
+  bool has_laplacian() const;
   /// Local PCA of the data in the prototypes' regions widened along the links.
   long lpca_init();
 
@@ -331,7 +338,10 @@ class VeQuan {
   /// Weight of the graph distance in the mix in use: "tdgb", 0 without links.
   double balance() const;
   /// True when the ranges of the distances in the settings are those of the present prototypes.
-  bool distances_known() const { return dist_valid; }
+  bool distances_known() const { return pairs.measured(); }
+  /// To be called before rows of graph distances are read with weight w: those of a Laplacian are computed
+  /// together and kept. False (reported) when memory is short.
+  bool rows_ready(double w);
 
   const char* prefix = "VeQuan.";  ///< in front of every message
   char method[32] = "";            ///< what produced the prototypes
@@ -353,25 +363,15 @@ class VeQuan {
   MatFullD lwork;     ///< nprot x 2: grid coordinates of a self-organizing map, else 0 x 2
   MatFullL lwork2;    ///< 1 x 3: width, length, hexagonal of that grid, else 0 x 3
   LPCA lpca;
-  MatStorT<MatFullL> lvor;   ///< lists of neighbours, entries 2k and 2k + 1 for prototype k
-  MatFullL ridx;             ///< rank list of the online methods
-  MatStorT<MatFullD> dvor;   ///< distances matching lvor
-  MatFullD dwork;            ///< distances of the online methods
-  MatStorT<MatFullL> paths;  ///< per prototype: its path row, without rows when not stored
-  mutable MatStorD gdist;    ///< per prototype: graph distances (nprot x 1), without rows when not stored
-  MatStorD sdist;            ///< per prototype: space distances (nprot x 1), without rows when not stored
-  long torn = 0;             ///< links cut by the last tearing
+  MatStorT<MatFullL> lvor;        ///< lists of neighbours, entries 2k and 2k + 1 for prototype k
+  MatFullL ridx;                  ///< rank list of the online methods
+  MatStorT<MatFullD> dvor;        ///< distances matching lvor
+  MatFullD dwork;                 ///< distances of the online methods
+  PairDistances pairs;            ///< between the prototypes
+  long torn = 0;                  ///< links cut by the last tearing
   const char* linkname = "none";  ///< what made the links: the rule that was applied, or "grid"
 
  private:
-  /// What the distances were computed for.
-  struct DistanceSignature {
-    long shape = -1;  ///< prototypes x columns x live links
-    char mesp = 'm';
-    double miex = 0.0;
-    bool operator==(const DistanceSignature&) const = default;
-  };
-  class DistancePass;
   /// Everything that a snapshot holds.
   struct Snapshot;
 
@@ -454,24 +454,16 @@ class VeQuan {
   long central_prototype() const;
 
   // Distances.
-  DistanceSignature signature() const;
-  template <class T>
-  static bool key_changed(const MatPrefT<T>& table, const char* key);
+  PairRules pair_rules() const;
   /// Do the stores and ranges hold what a computation would give?
   bool distances_current() const;
-  void forget_distances();
-  /// Makes the stores nprot entries large; new ones are empty.
-  void size_distance_stores();
-  /// Fills the stores as far as "vgmemory" asks for it and records the ranges.
-  void measure_distances();
+  /// Gives the distances up, says why and returns 0.
+  int refuse_distances(const char* text);
+  /// Two parts of `dist_ini`; false when they had to be refused.
+  bool laplacian_rows();
+  bool measure_distances();
   void record(const char* key, double value);
   void print_range(const char* name, const char* min, const char* max) const;
-  bool has_laplacian() const;
-  /// Fills gdist with Laplacian distances; `announce` tells of it on the console. When the Laplacian is
-  /// singular all rows tell that no other prototype is reached, and the result is false.
-  bool laplacian_rows(bool announce) const;
-  /// The path row that stands for Laplacian distances: column 1 lists i, then the others by distance.
-  static void order_by_distance(const MatFullD& distances, long i, MatFullL& path);
 
   // Snapshot.
   bool accepts(const Snapshot& loaded) const;
@@ -481,9 +473,6 @@ class VeQuan {
   /// Restores the saved component numbers (nprot x 1) when they tell the same components.
   void keep_labels(MatFullL& saved);
 
-  DistanceSignature dac;    ///< of the last computation of the distances
-  double mixed_weight = 0;  ///< balance that the mixed range was measured with
-  bool dist_valid = false;  ///< the stores and ranges belong to the present prototypes, links and settings
   /// Working storage of the epochs; it means nothing between them.
   const std::unique_ptr<EpochMemory> workspace;
 };

@@ -32,7 +32,7 @@ int VeQuan::prot_fin(const char* label, int flag) {
   const long k = step(pfindone);
   lpca.clear();
   if (!state.shutflag(k)) return 0;
-  forget_distances();
+  pairs.forget();
   if (prot.nrow() == 0) return 0;
   const std::string name(label,
                          std::min(std::strlen(label), sizeof method - 1));  // label may be `method` itself

@@ -153,7 +153,7 @@ void VeQuan::reset_caches() {
   dvor.setdim(0);
   lvor.setdim(2 * prot.nrow());
   dvor.setdim(2 * prot.nrow());
-  forget_distances();
+  pairs.forget();
 }
 
 int VeQuan::prot_bmu(long i, double r) {

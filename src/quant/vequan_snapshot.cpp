@@ -109,7 +109,7 @@ int VeQuan::load_vbf(std::FILE* f) {
   Snapshot loaded;
   if (!sized || !loaded.read(f) || !accepts(loaded)) {
     state.shutflag(step(pinidone));
-    forget_distances();
+    pairs.forget();
     return 0;
   }
   take(loaded);
@@ -149,7 +149,7 @@ void VeQuan::derive_unsaved() {
   reset_caches();
   compsize.setdim(0, 1);
   lpca.clear();
-  if (done(dinidone)) size_distance_stores();
+  if (done(dinidone) && !pairs.make_room()) state.shutflag(step(dinidone));
   if (!done(pfindone)) return;
   MatFullL saved;
   saved.swap(pidx);
