@@ -400,18 +400,6 @@ class VeQuan {
   /// Books the winner of every datum; the number of data whose winner changed.
   long assign_data();
 
-  // Jarvis-Patrick clustering. left (m x 1): the data that have no cluster yet; sets: of positions in left.
-  class DisjointSets;
-  void join_neighbours(const MatFullL& left, long k, long s, DisjointSets& sets) const;
-  /// The sets that are large enough become the clusters known, known + 1, ...; how many they are.
-  long number_clusters(const MatFullL& left, DisjointSets& sets, long known);
-  /// Orders the clusters that `bmu` tells, makes them prototypes and assigns the data left over.
-  void finish_clusters(long sort);
-  /// Renumbers the clusters 0 .. count - 1 as "vjpsort" says.
-  void order_clusters(long sort, long count);
-  void cluster_means(long count);
-  void adopt_leftovers();
-
   // Report.
   double total_variance() const;
   void show_data(Ostr& o, int level) const;
@@ -428,10 +416,6 @@ class VeQuan {
   void reset_order();
   void reset_caches();
   long add_prototype(long i);
-  /// out: x.nrow x 1, the nearest of `rows` for each row of x; 0 where no distance compares (NaN).
-  static void nearest_rows(const MatFullD& rows, const MatFullD& x, MatFullL& out);
-  /// out: ndata x 1, `bmu` where it is a prototype's number, else the nearest prototype.
-  void assigned_prototypes(MatFullL& out) const;
   void drop_prototype(long k, bool grid);
   /// was: the former number of each prototype left, out of `before`.
   void renumber_data(const std::vector<long>& was, std::size_t before);

@@ -3,15 +3,9 @@
 #include <cstring>
 
 #include "quant/vequan.h"
+#include "quant/winners.h"
 
 namespace qvtx {
-
-void VeQuan::nearest_rows(const MatFullD& rows, const MatFullD& x, MatFullL& out) {
-  rows.nearest_all(x, out);
-  for (long i = 0; i < out.nrow(); ++i) {
-    if (out(i, 0) >= rows.nrow()) out(i, 0) = 0;
-  }
-}
 
 int VeQuan::ind(const MatFullD& x, MatFullL& idx) const {
   if (!done(pinidone) || x.ncol() != dat.ncol()) return 0;

@@ -10,11 +10,14 @@
 #include "matrix/distance/all_neighbours.h"
 #include "quant/centroids.h"
 #include "quant/vequan.h"
+#include "quant/winners.h"
 
 namespace qvtx {
 
+namespace {
+
 /// Disjoint sets of 0 .. n - 1; the representative of a set is its lowest member.
-class VeQuan::DisjointSets {
+class DisjointSets {
  public:
   explicit DisjointSets(std::size_t n) : parent_(n) { std::iota(parent_.begin(), parent_.end(), 0); }
   std::size_t find(long member) {
@@ -34,8 +37,6 @@ class VeQuan::DisjointSets {
   std::size_t parent(std::size_t i) const { return static_cast<std::size_t>(parent_[i]); }
   std::vector<std::int32_t> parent_;
 };
-
-namespace {
 
 /// The k nearest rows of every row, each list in increasing number.
 class NeighbourLists {
@@ -72,6 +73,140 @@ class NeighbourLists {
   long k_;
   std::vector<std::int32_t> list_;
 };
+
+/// The clusters of data: `label` (ndata x 1) tells the cluster of each datum, -1: none yet.
+class Clusters {
+ public:
+  Clusters(const MatFullD& dat, MatFullL& label) : dat_(dat), label_(label) {}
+
+  /// One pass over the data left: those that are among each other's k nearest and share s of them belong
+  /// together. Sets of `least` data or more become the clusters count(), count() + 1, ...; k is brought into
+  /// the range of what is possible. Returns how many clusters were found.
+  long pass(long& k, long s, long least);
+  /// Clusters so far.
+  long count() const;
+  /// Numbers the clusters by their lowest datum (sort 0), or first by size, falling (1) or rising (2). When
+  /// there is none, all data become one. Returns their number.
+  long order(long sort);
+  /// The data left over join the cluster of the nearest datum that has one.
+  void adopt_leftovers();
+
+ private:
+  /// The data that have a cluster, and the others, as columns of their numbers.
+  void split(MatFullL& members, MatFullL& left) const;
+  void join_neighbours(const MatFullL& left, long k, long s, DisjointSets& sets) const;
+
+  const MatFullD& dat_;
+  MatFullL& label_;
+};
+
+long Clusters::count() const {
+  long count = 0;
+  for (long i = 0; i < dat_.nrow(); ++i) count = std::max(count, label_(i, 0) + 1);
+  return count;
+}
+
+void Clusters::split(MatFullL& members, MatFullL& left) const {
+  for (MatFullL* list : {&members, &left}) list->setdim(std::max(dat_.nrow(), 1L), 1);
+  for (long i = 0; i < dat_.nrow(); ++i) {
+    MatFullL& list = label_(i, 0) >= 0 ? members : left;
+    list.addrow();
+    list(list.nrow() - 1, 0) = i;
+  }
+}
+
+long Clusters::pass(long& k, long s, long least) {
+  MatFullL members, left;
+  split(members, left);
+  const long n = left.nrow();
+  k = n < 2 ? 0 : std::clamp(k, 1L, n - 1);
+  DisjointSets sets(static_cast<std::size_t>(n));
+  join_neighbours(left, k, s, sets);
+
+  const long known = count();
+  std::vector<long> size(static_cast<std::size_t>(n), 0);
+  std::vector<long> number(size.size(), -1);
+  for (long i = 0; i < n; ++i) ++size[sets.find(i)];
+  long found = 0;
+  for (long i = 0; i < n; ++i) {
+    const std::size_t set = sets.find(i);
+    if (size[set] < least) continue;
+    if (number[set] < 0) number[set] = known + found++;
+    label_(left(i, 0), 0) = number[set];
+  }
+  return found;
+}
+
+void Clusters::join_neighbours(const MatFullL& left, long k, long s, DisjointSets& sets) const {
+  const long n = left.nrow();
+  MatFullD subset;  // all data are left before the first pass: no copy is needed
+  if (n < dat_.nrow()) subset.copy(dat_, left, 0);
+  const NeighbourLists lists(n < dat_.nrow() ? subset : dat_, k);
+  for (long i = 0; i < n; ++i) {
+    for (const std::int32_t* j = lists.begin(i); j != lists.end(i); ++j) {
+      if (*j > i && lists.holds(*j, i) && lists.shared(i, *j) >= s) sets.unite(i, *j);
+    }
+  }
+}
+
+long Clusters::order(long sort) {
+  if (count() == 0) std::fill_n(label_.data(), dat_.nrow(), 0L);
+  struct Cluster {
+    long size = 0;
+    long lowest = 0;  // datum
+    long number = 0;  // so far
+  };
+  std::vector<Cluster> clusters(static_cast<std::size_t>(count()));
+  for (std::size_t c = 0; c < clusters.size(); ++c) clusters[c].number = static_cast<long>(c);
+  for (long i = dat_.nrow() - 1; i >= 0; --i) {
+    if (label_(i, 0) < 0) continue;
+    Cluster& cluster = clusters[static_cast<std::size_t>(label_(i, 0))];
+    ++cluster.size;
+    cluster.lowest = i;
+  }
+  std::sort(clusters.begin(), clusters.end(), [sort](const Cluster& a, const Cluster& b) {
+    if (sort == 1 && a.size != b.size) return a.size > b.size;
+    if (sort == 2 && a.size != b.size) return a.size < b.size;
+    return a.lowest < b.lowest;
+  });
+  std::vector<long> renamed(clusters.size());
+  for (std::size_t c = 0; c < clusters.size(); ++c)
+    renamed[static_cast<std::size_t>(clusters[c].number)] = static_cast<long>(c);
+  for (long i = 0; i < dat_.nrow(); ++i) {
+    if (label_(i, 0) >= 0) label_(i, 0) = renamed[static_cast<std::size_t>(label_(i, 0))];
+  }
+  return static_cast<long>(clusters.size());
+}
+
+void Clusters::adopt_leftovers() {
+  MatFullL members, left;
+  split(members, left);
+  if (left.nrow() == 0) return;
+  MatFullD known, unknown;
+  known.copy(dat_, members, 0);
+  unknown.copy(dat_, left, 0);
+  MatFullL nearest;
+  nearest_rows(known, unknown, nearest);
+  for (long r = 0; r < left.nrow(); ++r) label_(left(r, 0), 0) = label_(members(nearest(r, 0), 0), 0);
+}
+
+/// prot and hits become the means and sizes of `count` clusters; data without one (label -1) do not count.
+void cluster_means(const MatFullD& dat, const MatFullL& label, long count, MatFullD& prot, MatFullL& hits) {
+  const long d = dat.ncol();
+  prot.setdim(count, d);
+  prot.setrows(count, 0.0);
+  hits.setdim(count, 1);
+  hits.setrows(count, 0);
+  for (long i = dat.nrow() - 1; i >= 0; --i) {
+    const long k = label(i, 0);
+    if (k < 0) continue;
+    const double* x = dat.row(i);
+    double* sum = prot.row(k);
+    for (long c = d - 1; c >= 0; --c) sum[c] += x[c];
+    ++hits(k, 0);
+  }
+  for (long k = count - 1; k >= 0; --k) divide_row(prot, k, hits(k, 0));
+}
 
 bool schedule_fits(const MatParaD& sched) {
   for (long t = sched.nrow() - 1; t >= 0; --t) {
@@ -111,132 +246,23 @@ long VeQuan::jp(const char* file) {
     jp_itr(rounded(sched(t, 0)), sched.ncol() > 1 ? rounded(sched(t, 1)) : shared);
   }
   progress_end();
-  finish_clusters(sort);
+  Clusters clusters(dat, bmu);
+  const long count = clusters.order(sort);
+  cluster_means(dat, bmu, count, prot, hits);
+  pval.setdim(count, 1);
+  pval.setrows(count, 0.0);
+  clusters.adopt_leftovers();
   return prot_fin("Jarvis-Patrick", 1);
 }
 
 long VeQuan::jp_itr(long k, long s) {
   if (!done(pinidone)) return 0;
-  MatFullL left(0, 1, std::max(dat.nrow(), 1L));
-  long known = 0;  // clusters so far
-  for (long i = 0; i < dat.nrow(); ++i) {
-    known = std::max(known, bmu(i, 0) + 1);
-    if (bmu(i, 0) >= 0) continue;
-    left.addrow();
-    left(left.nrow() - 1, 0) = i;
-  }
-  const long n = left.nrow();
-  k = n < 2 ? 0 : std::clamp(k, 1L, n - 1);
-  DisjointSets sets(static_cast<std::size_t>(n));
-  join_neighbours(left, k, s, sets);
-  const long found = number_clusters(left, sets, known);
+  const long found = Clusters(dat, bmu).pass(k, s, lpref.getval(lpref.getkey("vjpminc ")));
   if (verbose) {
     const long remaining = bmu.count(0, -1, -1);
     os.ow(" k=").ow(k).ow(" s=").ow(s).ow(" clusters=").ow(found).ow(" left=").ow(remaining);
   }
   return 1;
-}
-
-void VeQuan::join_neighbours(const MatFullL& left, long k, long s, DisjointSets& sets) const {
-  const long n = left.nrow();
-  MatFullD subset;  // all data are left before the first pass: no copy is needed
-  if (n < dat.nrow()) subset.copy(dat, left, 0);
-  const NeighbourLists lists(n < dat.nrow() ? subset : dat, k);
-  for (long i = 0; i < n; ++i) {
-    for (const std::int32_t* j = lists.begin(i); j != lists.end(i); ++j) {
-      if (*j > i && lists.holds(*j, i) && lists.shared(i, *j) >= s) sets.unite(i, *j);
-    }
-  }
-}
-
-long VeQuan::number_clusters(const MatFullL& left, DisjointSets& sets, long known) {
-  const long least = lpref.getval(lpref.getkey("vjpminc "));
-  std::vector<long> size(static_cast<std::size_t>(left.nrow()), 0);
-  std::vector<long> number(size.size(), -1);
-  for (long i = 0; i < left.nrow(); ++i) ++size[sets.find(i)];
-  long found = 0;
-  for (long i = 0; i < left.nrow(); ++i) {
-    const std::size_t set = sets.find(i);
-    if (size[set] < least) continue;
-    if (number[set] < 0) number[set] = known + found++;
-    bmu(left(i, 0), 0) = number[set];
-  }
-  return found;
-}
-
-void VeQuan::finish_clusters(long sort) {
-  long count = 0;
-  for (long i = 0; i < dat.nrow(); ++i) count = std::max(count, bmu(i, 0) + 1);
-  if (count == 0) {
-    std::fill_n(bmu.data(), dat.nrow(), 0L);
-    count = 1;
-  }
-  order_clusters(sort, count);
-  cluster_means(count);
-  adopt_leftovers();
-}
-
-void VeQuan::order_clusters(long sort, long count) {
-  struct Cluster {
-    long size = 0;
-    long lowest = 0;  // datum
-    long number = 0;  // so far
-  };
-  std::vector<Cluster> clusters(static_cast<std::size_t>(count));
-  for (long c = 0; c < count; ++c) clusters[static_cast<std::size_t>(c)].number = c;
-  for (long i = dat.nrow() - 1; i >= 0; --i) {
-    if (bmu(i, 0) < 0) continue;
-    Cluster& cluster = clusters[static_cast<std::size_t>(bmu(i, 0))];
-    ++cluster.size;
-    cluster.lowest = i;
-  }
-  std::sort(clusters.begin(), clusters.end(), [sort](const Cluster& a, const Cluster& b) {
-    if (sort == 1 && a.size != b.size) return a.size > b.size;
-    if (sort == 2 && a.size != b.size) return a.size < b.size;
-    return a.lowest < b.lowest;
-  });
-  std::vector<long> renamed(static_cast<std::size_t>(count));
-  for (std::size_t c = 0; c < clusters.size(); ++c)
-    renamed[static_cast<std::size_t>(clusters[c].number)] = static_cast<long>(c);
-  for (long i = 0; i < dat.nrow(); ++i) {
-    if (bmu(i, 0) >= 0) bmu(i, 0) = renamed[static_cast<std::size_t>(bmu(i, 0))];
-  }
-}
-
-void VeQuan::cluster_means(long count) {
-  const long d = dat.ncol();
-  prot.setdim(count, d);
-  prot.setrows(count, 0.0);
-  pval.setdim(count, 1);
-  pval.setrows(count, 0.0);
-  hits.setdim(count, 1);
-  hits.setrows(count, 0);
-  for (long i = dat.nrow() - 1; i >= 0; --i) {
-    const long k = bmu(i, 0);
-    if (k < 0) continue;
-    const double* x = dat.row(i);
-    double* sum = prot.row(k);
-    for (long c = d - 1; c >= 0; --c) sum[c] += x[c];
-    ++hits(k, 0);
-  }
-  for (long k = count - 1; k >= 0; --k) divide_row(prot, k, hits(k, 0));
-}
-
-void VeQuan::adopt_leftovers() {
-  MatFullL members(0, 1, dat.nrow());
-  MatFullL left(0, 1, dat.nrow());
-  for (long i = 0; i < dat.nrow(); ++i) {
-    MatFullL& list = bmu(i, 0) >= 0 ? members : left;
-    list.addrow();
-    list(list.nrow() - 1, 0) = i;
-  }
-  if (left.nrow() == 0) return;
-  MatFullD known, unknown;
-  known.copy(dat, members, 0);
-  unknown.copy(dat, left, 0);
-  MatFullL nearest;
-  nearest_rows(known, unknown, nearest);
-  for (long r = 0; r < left.nrow(); ++r) bmu(left(r, 0), 0) = bmu(members(nearest(r, 0), 0), 0);
 }
 
 }  // namespace qvtx

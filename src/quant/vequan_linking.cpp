@@ -9,6 +9,7 @@
 
 #include "quant/centroids.h"
 #include "quant/vequan.h"
+#include "quant/winners.h"
 
 namespace qvtx {
 
@@ -57,7 +58,7 @@ bool VeQuan::has_grid() const { return prot.nrow() > 0 && lwork.nrow() == prot.n
 
 void VeQuan::count_hits() {
   MatFullL assigned;
-  assigned_prototypes(assigned);
+  assigned_prototypes(dat, prot, bmu, assigned);
   std::copy_n(assigned.data(), assigned.nrow(), bmu.data());
   std::fill_n(hits.data(), hits.nrow(), 0L);
   for (long i = 0; i < bmu.nrow(); ++i) ++hits.data()[bmu.data()[i]];

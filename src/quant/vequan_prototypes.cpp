@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "quant/vequan.h"
+#include "quant/winners.h"
 
 namespace qvtx {
 
@@ -197,7 +198,7 @@ double VeQuan::prot_err() {
   if (ndata == 0) return 0.0;
   if (prot.nrow() == 0) return -1.0;
   MatFullL nearest;
-  assigned_prototypes(nearest);
+  assigned_prototypes(dat, prot, bmu, nearest);
   const long* k = nearest.data();
   double sum = 0.0;
   for (long i = ndata - 1; i >= 0; --i) {
@@ -205,27 +206,6 @@ double VeQuan::prot_err() {
     sum += d * d;
   }
   return 0.5 * sum / static_cast<double>(ndata);
-}
-
-void VeQuan::assigned_prototypes(MatFullL& out) const {
-  out.copy(bmu);
-  const long nprot = prot.nrow();
-  const long unassigned = out.nrow() - out.count(0, 0, nprot - 1);
-  if (unassigned == 0) return;
-  if (unassigned == out.nrow()) {  // before the first epoch
-    nearest_rows(prot, dat, out);
-    return;
-  }
-  MatFullL missing, found;
-  MatFullD rows;
-  for (long i = 0; i < out.nrow(); ++i) {
-    if (out(i, 0) >= 0 && out(i, 0) < nprot) continue;
-    missing.addrow();
-    missing(missing.nrow() - 1, 0) = i;
-  }
-  rows.copy(dat, missing, 0);
-  nearest_rows(prot, rows, found);
-  for (long r = 0; r < missing.nrow(); ++r) out(missing(r, 0), 0) = found(r, 0);
 }
 
 long VeQuan::prot_rep(int replace) {

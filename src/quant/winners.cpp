@@ -19,6 +19,34 @@ bool is_moderate(const MatFullD& m) {
 
 }  // namespace
 
+void nearest_rows(const MatFullD& rows, const MatFullD& x, MatFullL& out) {
+  rows.nearest_all(x, out);
+  for (long i = 0; i < out.nrow(); ++i) {
+    if (out(i, 0) >= rows.nrow()) out(i, 0) = 0;
+  }
+}
+
+void assigned_prototypes(const MatFullD& dat, const MatFullD& prot, const MatFullL& bmu, MatFullL& out) {
+  out.copy(bmu);
+  const long nprot = prot.nrow();
+  const long unassigned = out.nrow() - out.count(0, 0, nprot - 1);
+  if (unassigned == 0) return;
+  if (unassigned == out.nrow()) {  // before the first epoch
+    nearest_rows(prot, dat, out);
+    return;
+  }
+  MatFullL missing, found;
+  MatFullD rows;
+  for (long i = 0; i < out.nrow(); ++i) {
+    if (out(i, 0) >= 0 && out(i, 0) < nprot) continue;
+    missing.addrow();
+    missing(missing.nrow() - 1, 0) = i;
+  }
+  rows.copy(dat, missing, 0);
+  nearest_rows(prot, rows, found);
+  for (long r = 0; r < missing.nrow(); ++r) out(missing(r, 0), 0) = found(r, 0);
+}
+
 int CaptureBook::capture(long d, long k) {
   long& winner = bmu(d, 0);
   ++hits(k, 0);

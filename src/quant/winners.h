@@ -1,5 +1,5 @@
 #pragma once
-// Best-matching prototypes for whole epochs. A method that asks for the winner of every datum gets it here
+// Best-matching prototypes for all data. A method that asks for the winner of every datum gets it here
 // several times as fast as from VeQuan::prot_bmu, with the same results.
 
 #include "matrix/distance/row_search.h"
@@ -7,6 +7,12 @@
 #include "quant/vequan.h"
 
 namespace qvtx {
+
+/// out: x.nrow x 1, the nearest of `rows` for each row of x; 0 where no distance compares (NaN).
+void nearest_rows(const MatFullD& rows, const MatFullD& x, MatFullL& out);
+
+/// out: ndata x 1, `bmu` where it is a prototype's number, else the nearest prototype.
+void assigned_prototypes(const MatFullD& dat, const MatFullD& prot, const MatFullL& bmu, MatFullL& out);
 
 /// The columns that a capture changes: bmu (ndata x 1), bmucnt (ndata x 2), hits (nprot x 1).
 struct CaptureBook {
