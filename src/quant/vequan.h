@@ -387,19 +387,6 @@ class VeQuan {
   void say_piece(const char* text) const;
   void report_missing(const char* text, const char* file) const;
 
-  // Self-organizing map.
-  void make_grid(long width, long length, bool hexagonal);
-  /// Orders all nodes by grid distance from each node (`lvor`, `dvor`; the first matrix of each pair). False
-  /// when out of memory.
-  bool order_grid();
-  bool grid_ordered() const;
-  void start_on_principal_plane();
-  /// One epoch of either rule; the number of data whose winner changed.
-  long som_online(double a, double l, bool gaussian);
-  long som_batch(double l, bool gaussian);
-  /// Books the winner of every datum; the number of data whose winner changed.
-  long assign_data();
-
   // Report.
   double total_variance() const;
   void show_data(Ostr& o, int level) const;

@@ -22,6 +22,7 @@ namespace {
 struct GridSize {
   long width;
   long length;
+  long nodes() const { return width * length; }
 };
 
 /// Rectangle of about n nodes with width / length near the ratio, the width not below the length.
@@ -87,11 +88,167 @@ class Neighbourhood {
   bool gaussian_;
 };
 
+/// The grid of a map, in the matrices of the quantizer that hold it.
+struct Grid {
+  MatFullD& place;            // nodes x 2: coordinates
+  MatFullL& size;             // 1 x 3: width, length, hexagonal
+  MatStorT<MatFullL>& nodes;  // entry 2 k: all nodes in the order of their distance from node k,
+  MatStorT<MatFullD>& away;   // and these distances
+
+  void lay_out(GridSize grid, bool hexagonal);
+  /// Fills `nodes` and `away`. False when out of memory.
+  bool order();
+  bool ordered() const;
+};
+
+void Grid::lay_out(GridSize grid, bool hexagonal) {
+  const long n = grid.nodes();
+  place.setdim(n, 2);
+  place.setrows(n, 0.0);
+  for (long k = n - 1; k >= 0; --k) {
+    const long row = k / grid.width;
+    const double shift = hexagonal && row % 2 != 0 ? 0.5 : 0.0;
+    const double height = hexagonal ? GridDistance::row_height() : 1.0;
+    place(k, 0) = static_cast<double>(k % grid.width) + shift;
+    place(k, 1) = static_cast<double>(row) * height;
+  }
+  size.setdim(1, 3);
+  size.setrows(1);
+  size(0, 0) = grid.width;
+  size(0, 1) = grid.length;
+  size(0, 2) = hexagonal ? 1 : 0;
+}
+
+bool Grid::order() {
+  const long n = place.nrow();
+  const GridDistance distance(place, size(0, 2) != 0);
+  nodes.setdim(2 * n);
+  away.setdim(2 * n);
+  if (nodes.size() != 2 * n || away.size() != 2 * n) return false;
+  std::vector<std::pair<double, long>> near(static_cast<std::size_t>(n));
+  for (long k = 0; k < n; ++k) {
+    for (long j = 0; j < n; ++j) near[static_cast<std::size_t>(j)] = {j == k ? 0.0 : distance(k, j), j};
+    std::sort(near.begin(), near.end());
+    MatFullL& list = nodes[2 * k];
+    MatFullD& distances = away[2 * k];
+    list.setdim(n, 1);
+    list.setrows(n);
+    distances.setdim(n, 1);
+    distances.setrows(n);
+    if (list.nrow() != n || distances.nrow() != n) return false;
+    for (long r = 0; r < n; ++r) {
+      distances.data()[r] = near[static_cast<std::size_t>(r)].first;
+      list.data()[r] = near[static_cast<std::size_t>(r)].second;
+    }
+  }
+  return true;
+}
+
+bool Grid::ordered() const {
+  // A snapshot does not hold the lists, and after a deletion there are too many.
+  const long n = place.nrow();
+  return nodes.size() == 2 * n && away.size() == 2 * n && nodes[0].nrow() == n && away[2 * n - 2].nrow() == n;
+}
+
 /// The coordinate of node k on an axis, scaled to -1..1 over the map; 0 when the map has no extent there.
 double scaled_coordinate(const MatFullD& grid, const MatFullD& extremes, long k, long axis) {
   const double low = extremes.get(1, axis);
   const double high = extremes.get(2, axis);
   return high > low ? 2 * (grid.get(k, axis) - low) / (high - low) - 1 : 0;
+}
+
+/// Lays the prototypes out on the plane of the data's first principal components as the grid is.
+void start_on_principal_plane(const MatFullD& dat, const MatFullD& grid, MatFullD& prot) {
+  MatFullD mean, directions, variances, extremes;
+  dat.pca(mean, directions, variances, std::min(dat.ncol(), 2L), 0);
+  grid.mmm(extremes);
+  for (long k = prot.nrow() - 1; k >= 0; --k) {
+    prot.copy(k, mean, 0);
+    // sqrt(3) deviations to either side: the span of a uniform distribution of this variance.
+    for (long a = directions.nrow() - 1; a >= 0; --a) {
+      const double step = std::sqrt(3 * variances(a, 0)) * scaled_coordinate(grid, extremes, k, a);
+      for (long c = prot.ncol() - 1; c >= 0; --c) prot(k, c) += step * directions(a, c);
+    }
+  }
+}
+
+/// What an epoch works on. Either rule returns the number of data whose winner changed.
+struct MapEpoch {
+  VeQuan& quantizer;
+  const MatFullD& dat;
+  MatFullD& prot;
+  const MatFullL& order;
+  CaptureBook book;
+  const Grid& grid;
+  const Neighbourhood neighbourhood;
+  EpochMemory& memory;
+
+  long online(double a);
+  long batch();
+  /// Books the winner of every datum.
+  long assign();
+};
+
+/// REQUIRES: room for nprot x nprot numbers in memory.influence.
+long MapEpoch::online(double a) {
+  const long n = prot.nrow();
+  memory.reach.assign(static_cast<std::size_t>(n), -1);
+  OnlineWinners winners(quantizer, dat, prot, book, memory);
+  long changed = 0;
+  for (long i = dat.nrow() - 1; i >= 0; --i) {
+    const long d = order(i, 0);
+    // Found and booked as prot_bmu does it, but without ever creating a prototype: a map has no node for it.
+    const long k = winners.nearest(d);
+    changed += book.capture(d, k);
+    double* h = memory.influence.data() + k * n;
+    long& reach = memory.reach[static_cast<std::size_t>(k)];
+    if (reach < 0) reach = neighbourhood.values(grid.away[2 * k], h);
+    const long* node = grid.nodes[2 * k].data();
+    for (long r = 0; r < reach; ++r) winners.move(d, a * h[r], node[r]);
+  }
+  return changed;
+}
+
+long MapEpoch::assign() {
+  long changed = 0;
+  if (searches_agree(dat, prot)) {
+    BatchWinners winners(dat, prot, book, memory);
+    for (long i = dat.nrow() - 1; i >= 0; --i) changed += winners.capture(i);
+  } else {
+    const OnlineWinners winners(quantizer, dat, prot, book, memory);
+    for (long i = dat.nrow() - 1; i >= 0; --i) changed += book.capture(i, winners.nearest(i));
+  }
+  return changed;
+}
+
+long MapEpoch::batch() {
+  const long changed = assign();
+  // The weights depend on the winner alone, so the data are summed by winner first.
+  MatFullD& sums = memory.sums;
+  sums.copy(prot);
+  sum_by_prototype(dat, book.bmu, sums);
+  std::vector<double>& count = memory.counts;
+  count.assign(static_cast<std::size_t>(prot.nrow()), 0.0);
+  for (long i = 0; i < dat.nrow(); ++i) ++count[static_cast<std::size_t>(book.bmu(i, 0))];
+  std::vector<double>& mean = memory.mean;
+  mean.resize(static_cast<std::size_t>(prot.ncol()));
+  std::vector<double>& weights = memory.weights;
+  weights.resize(static_cast<std::size_t>(prot.nrow()));
+  for (long j = prot.nrow() - 1; j >= 0; --j) {
+    std::fill(mean.begin(), mean.end(), 0.0);
+    double weight = 0;
+    const long* node = grid.nodes[2 * j].data();
+    const long reach = neighbourhood.values(grid.away[2 * j], weights.data());
+    for (long r = 0; r < reach; ++r) {
+      const double h = weights[static_cast<std::size_t>(r)];
+      const double* sum = sums.row(node[r]);
+      weight += h * count[static_cast<std::size_t>(node[r])];
+      for (std::size_t c = mean.size(); c-- > 0;) mean[c] += h * sum[c];
+    }
+    if (!(weight > 0)) continue;
+    for (std::size_t c = mean.size(); c-- > 0;) prot.row(j)[c] = mean[c] / weight;
+  }
+  return changed;
 }
 
 }  // namespace
@@ -123,7 +280,7 @@ long VeQuan::som_ini(long n, double ratio) {
   lkey("vsomrule");
   lkey("vsomgnhf");
   const GridSize size = grid_size(n, ratio);
-  const long nodes = size.width * size.length;
+  const long nodes = size.nodes();
   const bool kept = lkey("vgkeep_p") != 0 && prot.nrow() > 0;
   if (kept && prot.nrow() != nodes) {
     say_line("som: sizes don't agree!");
@@ -132,74 +289,12 @@ long VeQuan::som_ini(long n, double ratio) {
   // A copy of the data (4) would not have the map's number of nodes.
   const int how = principal ? 3 : static_cast<int>(first == 4 ? 0 : first);
   if (!prot_ini(nodes, how)) return 0;
-  make_grid(size.width, size.length, hexagonal);
-  if (!order_grid()) return 0;
+  Grid grid{lwork, lwork2, lvor, dvor};
+  grid.lay_out(size, hexagonal);
+  if (!grid.order()) return 0;
   link.setgrd(0, size.width, size.length, hexagonal);
-  if (principal && !kept && dat.nrow() > 0) start_on_principal_plane();
+  if (principal && !kept && dat.nrow() > 0) start_on_principal_plane(dat, lwork, prot);
   return 1;
-}
-
-void VeQuan::make_grid(long width, long length, bool hexagonal) {
-  const long n = width * length;
-  lwork.setdim(n, 2);
-  lwork.setrows(n, 0.0);
-  for (long k = n - 1; k >= 0; --k) {
-    const long row = k / width;
-    const double shift = hexagonal && row % 2 != 0 ? 0.5 : 0.0;
-    const double height = hexagonal ? GridDistance::row_height() : 1.0;
-    lwork(k, 0) = static_cast<double>(k % width) + shift;
-    lwork(k, 1) = static_cast<double>(row) * height;
-  }
-  lwork2.setdim(1, 3);
-  lwork2.setrows(1);
-  lwork2(0, 0) = width;
-  lwork2(0, 1) = length;
-  lwork2(0, 2) = hexagonal ? 1 : 0;
-}
-
-bool VeQuan::order_grid() {
-  const long n = lwork.nrow();
-  const GridDistance distance(lwork, lwork2(0, 2) != 0);
-  lvor.setdim(2 * n);
-  dvor.setdim(2 * n);
-  if (lvor.size() != 2 * n || dvor.size() != 2 * n) return false;  // out of memory
-  std::vector<std::pair<double, long>> nodes(static_cast<std::size_t>(n));
-  for (long k = 0; k < n; ++k) {
-    for (long j = 0; j < n; ++j) nodes[static_cast<std::size_t>(j)] = {j == k ? 0.0 : distance(k, j), j};
-    std::sort(nodes.begin(), nodes.end());
-    MatFullL& list = lvor[2 * k];
-    MatFullD& away = dvor[2 * k];
-    list.setdim(n, 1);
-    list.setrows(n);
-    away.setdim(n, 1);
-    away.setrows(n);
-    if (list.nrow() != n || away.nrow() != n) return false;
-    for (long r = 0; r < n; ++r) {
-      away.data()[r] = nodes[static_cast<std::size_t>(r)].first;
-      list.data()[r] = nodes[static_cast<std::size_t>(r)].second;
-    }
-  }
-  return true;
-}
-
-bool VeQuan::grid_ordered() const {
-  // A snapshot does not hold the lists, and after a deletion there are too many.
-  const long n = lwork.nrow();
-  return lvor.size() == 2 * n && dvor.size() == 2 * n && lvor[0].nrow() == n && dvor[2 * n - 2].nrow() == n;
-}
-
-void VeQuan::start_on_principal_plane() {
-  MatFullD mean, directions, variances, extremes;
-  dat.pca(mean, directions, variances, std::min(dat.ncol(), 2L), 0);
-  lwork.mmm(extremes);
-  for (long k = prot.nrow() - 1; k >= 0; --k) {
-    prot.copy(k, mean, 0);
-    // sqrt(3) deviations to either side: the span of a uniform distribution of this variance.
-    for (long a = directions.nrow() - 1; a >= 0; --a) {
-      const double step = std::sqrt(3 * variances(a, 0)) * scaled_coordinate(lwork, extremes, k, a);
-      for (long c = prot.ncol() - 1; c >= 0; --c) prot(k, c) += step * directions(a, c);
-    }
-  }
 }
 
 long VeQuan::som_itr(double a, double l) {
@@ -211,86 +306,22 @@ long VeQuan::som_itr(double a, double l) {
     refuse("som_itr: lnow not parametric");
     return 0;
   }
-  const bool grid = lwork.nrow() > 0 && lwork.nrow() == prot.nrow() && lwork2.nrow() > 0;
-  if (!done(pinidone) || !grid) return 0;
-  if (!grid_ordered() && !order_grid()) return 0;
+  if (!done(pinidone) || !has_grid() || lwork2.nrow() == 0) return 0;
+  Grid grid{lwork, lwork2, lvor, dvor};
+  if (!grid.ordered() && !grid.order()) return 0;
   const bool gaussian = lpref.getval(lpref.getkey("vsomgnhf")) != 0;
   const bool batch = lpref.getval(lpref.getkey("vsomrule")) != 0;
   const long n = prot.nrow();
   if (!batch && workspace->influence.setdim(n, n) != n) return 0;  // out of memory
-  const long changed = batch ? som_batch(l, gaussian) : som_online(a, l, gaussian);
+  if (!batch && lpref.getval(keys.vgswap_d) != 0) shuffle(order);
+  MapEpoch epoch{*this, dat, prot, order, {bmu, bmucnt, hits}, grid, Neighbourhood(l, gaussian), *workspace};
+  const long changed = batch ? epoch.batch() : epoch.online(a);
   const long lost = prot_rep(0);  // dead nodes are only counted: replacing them would destroy the order
   if (verbose) {
     os.ow(" a=").ow(a, 6, 3).ow(" l=").ow(l, 6, 3);
     os.ow(" lost=").ow(lost, 3).ow(" chgd=").ow(changed, 6);
   }
   return 1;
-}
-
-long VeQuan::som_online(double a, double l, bool gaussian) {
-  const Neighbourhood neighbourhood(l, gaussian);
-  const long n = prot.nrow();
-  workspace->reach.assign(static_cast<std::size_t>(n), -1);
-  if (lpref.getval(keys.vgswap_d) != 0) shuffle(order);
-  CaptureBook book{bmu, bmucnt, hits};
-  OnlineWinners winners(*this, dat, prot, book, *workspace);
-  long changed = 0;
-  for (long i = dat.nrow() - 1; i >= 0; --i) {
-    const long d = order(i, 0);
-    // Found and booked as prot_bmu does it, but without ever creating a prototype: a map has no node for it.
-    const long k = winners.nearest(d);
-    changed += book.capture(d, k);
-    double* h = workspace->influence.data() + k * n;
-    long& reach = workspace->reach[static_cast<std::size_t>(k)];
-    if (reach < 0) reach = neighbourhood.values(dvor[2 * k], h);
-    const long* node = lvor[2 * k].data();
-    for (long r = 0; r < reach; ++r) winners.move(d, a * h[r], node[r]);
-  }
-  return changed;
-}
-
-long VeQuan::assign_data() {
-  long changed = 0;
-  CaptureBook book{bmu, bmucnt, hits};
-  if (searches_agree(dat, prot)) {
-    BatchWinners winners(dat, prot, book, *workspace);
-    for (long i = dat.nrow() - 1; i >= 0; --i) changed += winners.capture(i);
-  } else {
-    const OnlineWinners winners(*this, dat, prot, book, *workspace);
-    for (long i = dat.nrow() - 1; i >= 0; --i) changed += book.capture(i, winners.nearest(i));
-  }
-  return changed;
-}
-
-long VeQuan::som_batch(double l, bool gaussian) {
-  const Neighbourhood neighbourhood(l, gaussian);
-  const long changed = assign_data();
-  // The weights depend on the winner alone, so the data are summed by winner first.
-  MatFullD& sums = workspace->sums;
-  sums.copy(prot);
-  sum_by_prototype(dat, bmu, sums);
-  std::vector<double>& count = workspace->counts;
-  count.assign(static_cast<std::size_t>(prot.nrow()), 0.0);
-  for (long i = 0; i < bmu.nrow(); ++i) ++count[static_cast<std::size_t>(bmu(i, 0))];
-  std::vector<double>& mean = workspace->mean;
-  mean.resize(static_cast<std::size_t>(prot.ncol()));
-  std::vector<double>& weights = workspace->weights;
-  weights.resize(static_cast<std::size_t>(prot.nrow()));
-  for (long j = prot.nrow() - 1; j >= 0; --j) {
-    std::fill(mean.begin(), mean.end(), 0.0);
-    double weight = 0;
-    const long* node = lvor[2 * j].data();
-    const long reach = neighbourhood.values(dvor[2 * j], weights.data());
-    for (long r = 0; r < reach; ++r) {
-      const double h = weights[static_cast<std::size_t>(r)];
-      const double* sum = sums.row(node[r]);
-      weight += h * count[static_cast<std::size_t>(node[r])];
-      for (std::size_t c = mean.size(); c-- > 0;) mean[c] += h * sum[c];
-    }
-    if (!(weight > 0)) continue;
-    for (std::size_t c = mean.size(); c-- > 0;) prot.row(j)[c] = mean[c] / weight;
-  }
-  return changed;
 }
 
 double VeQuan::som_tst() {
