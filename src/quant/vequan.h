@@ -387,12 +387,6 @@ class VeQuan {
   void say_piece(const char* text) const;
   void report_missing(const char* text, const char* file) const;
 
-  // Report.
-  double total_variance() const;
-  void show_data(Ostr& o, int level) const;
-  void show_prototypes(Ostr& o, int level);
-  void show_links(Ostr& o, int level) const;
-
   // Data and prototypes.
   int read_data(const char* text, const char* file, int binary);
   int write_data(const char* text, const char* file, int binary) const;

@@ -18,46 +18,30 @@ constexpr long most_rows = 16;
 /// Longest list of component sizes.
 constexpr std::size_t most_components = 10;
 
-}  // namespace
-
-double VeQuan::total_variance() const {
+double total_variance(const MatFullD& dat) {
   MatFullD variances;
   dat.var(variances);
   return variances.sum(0, 1);
 }
 
-void VeQuan::show(Ostr& o, int level) {
-  if (!done(datadone)) {
-    o.ow("No data").nl();
-    return;
-  }
-  show_data(o, level);
-  if (!done(pfindone) || prot.nrow() == 0) return;
-  show_prototypes(o, level);
-  show_links(o, level);
-  lpca.show(o, level);
-}
-
-void VeQuan::show_data(Ostr& o, int level) const {
+void show_data(Ostr& o, int level, const MatFullD& dat) {
   o.ow("Data: ").ow(dat.nrow()).ow(" samples, ").ow(dat.ncol()).ow(" variables, ");
   o.ow(dat.nnan()).ow(" missing values").nl();
   if (level <= 0 || dat.nrow() == 0) return;
   const Indent indent(o);
-  o.ow("total variance = ").ow(total_variance(), 6, 2).nl();
+  o.ow("total variance = ").ow(total_variance(dat), 6, 2).nl();
   summary_head(o, "variable");
   const long shown = std::min(dat.ncol(), most_rows);
   for (long c = 0; c < shown; ++c) table_row(o, std::to_string(c), summarize(dat, c));
   if (shown < dat.ncol()) o.ow("... and ").ow(dat.ncol() - shown).ow(" more").nl();
 }
 
-void VeQuan::show_prototypes(Ostr& o, int level) {
-  o.ow("Prototypes: ").ow(method[0] != '\0' ? method : "loaded").ow(", ").ow(prot.nrow()).ow(" prototypes, ");
-  o.ow(protnbr(0)).ow(" lost, ").ow(protnbr(1)).ow(" copies").nl();
-  if (level <= 0 || dat.nrow() == 0) return;
+/// Quantization error, and what the prototypes' data are like.
+void show_cells(Ostr& o, double error, const MatFullD& dat, const MatFullD& prot, const MatFullL& bmu,
+                const MatFullL& hits) {
   const Indent indent(o);
-  const double error = prot_err();
   o.ow("quantization error = ").ow(error, 1, 4);
-  const double total = total_variance();
+  const double total = total_variance(dat);
   if (total > 0) o.ow(", explained variance = ").ow(100 * (1 - 2 * error / total), 6, 2).ow('%');
   o.nl();
   // Per prototype: hits, and the root mean squared distance of its data.
@@ -79,19 +63,8 @@ void VeQuan::show_prototypes(Ostr& o, int level) {
   table_row(o, "radius", summarize(figures, 1));
 }
 
-void VeQuan::show_links(Ostr& o, int level) const {
-  const long live = link.nlive();
-  o.ow("Links: rule ")
-      .ow(lpref.getval(keys.vglink_p))
-      .ow(" (")
-      .ow(linkname)
-      .ow("), ")
-      .ow(live)
-      .ow(" links, ");
-  o.ow(ncomp()).ow(ncomp() == 1 ? " component" : " components");
-  if (torn > 0) o.ow(", ").ow(torn).ow(" torn");
-  o.nl();
-  if (level <= 0) return;
+/// Components, and what the nodes and links of the graph are like.
+void show_graph(Ostr& o, const MatFullL& compsize, const MatLinkD& link) {
   const Indent indent(o);
   std::vector<long> sizes(compsize.data(), compsize.data() + compsize.nrow());
   std::sort(sizes.begin(), sizes.end(), std::greater<>());
@@ -99,11 +72,13 @@ void VeQuan::show_links(Ostr& o, int level) const {
   for (std::size_t c = 0; c < std::min(sizes.size(), most_components); ++c)
     o.ow(c > 0 ? ", " : "").ow(sizes[c]);
   o.ow(sizes.size() > most_components ? ", ..." : "").nl();
-  MatFullD degrees(prot.nrow(), 1);
-  degrees.setrows(prot.nrow(), 0.0);
-  for (long k = prot.nrow() - 1; k >= 0; --k) degrees(k, 0) = static_cast<double>(link.degree(k));
+  const long n = link.nnode();
+  MatFullD degrees(n, 1);
+  degrees.setrows(n, 0.0);
+  for (long k = n - 1; k >= 0; --k) degrees(k, 0) = static_cast<double>(link.degree(k));
   summary_head(o, "per prototype");
   table_row(o, "links", summarize(degrees, 0));
+  const long live = link.nlive();
   if (live == 0) return;
   MatFullD values(live, 2);
   values.setrows(live, 0.0);
@@ -116,6 +91,26 @@ void VeQuan::show_links(Ostr& o, int level) const {
   summary_head(o, "per link");
   table_row(o, "length", summarize(values, 0));
   table_row(o, "strength", summarize(values, 1));
+}
+
+}  // namespace
+
+void VeQuan::show(Ostr& o, int level) {
+  if (!done(datadone)) {
+    o.ow("No data").nl();
+    return;
+  }
+  show_data(o, level, dat);
+  if (!done(pfindone) || prot.nrow() == 0) return;
+  o.ow("Prototypes: ").ow(method[0] != '\0' ? method : "loaded").ow(", ").ow(prot.nrow()).ow(" prototypes, ");
+  o.ow(protnbr(0)).ow(" lost, ").ow(protnbr(1)).ow(" copies").nl();
+  if (level > 0 && dat.nrow() > 0) show_cells(o, prot_err(), dat, prot, bmu, hits);
+  o.ow("Links: rule ").ow(lpref.getval(keys.vglink_p)).ow(" (").ow(linkname).ow("), ");
+  o.ow(link.nlive()).ow(" links, ").ow(ncomp()).ow(ncomp() == 1 ? " component" : " components");
+  if (torn > 0) o.ow(", ").ow(torn).ow(" torn");
+  o.nl();
+  if (level > 0) show_graph(o, compsize, link);
+  lpca.show(o, level);
 }
 
 }  // namespace qvtx
