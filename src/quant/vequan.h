@@ -385,7 +385,6 @@ class VeQuan {
 
   // Messages.
   void say_piece(const char* text) const;
-  void report_missing(const char* text, const char* file) const;
 
   // Data and prototypes.
   int read_data(const char* text, const char* file, int binary);
@@ -430,13 +429,8 @@ class VeQuan {
   void record(const char* key, double value);
   void print_range(const char* name, const char* min, const char* max) const;
 
-  // Snapshot.
-  bool accepts(const Snapshot& loaded) const;
-  void take(Snapshot& loaded);
   /// After a load: what a snapshot does not hold.
   void derive_unsaved();
-  /// Restores the saved component numbers (nprot x 1) when they tell the same components.
-  void keep_labels(MatFullL& saved);
 
   /// Working storage of the epochs; it means nothing between them.
   const std::unique_ptr<EpochMemory> workspace;

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "base/files.h"
@@ -38,9 +40,45 @@ bool has_keys_of(const MatPrefT<T>& loaded, const MatPrefT<T>& present) {
   return true;
 }
 
+template <class... Field>
+void exchange(std::tuple<Field&...> a, std::tuple<Field&...> b) {
+  const auto each = [&]<std::size_t... i>(std::index_sequence<i...>) {
+    (std::get<i>(a).swap(std::get<i>(b)), ...);
+  };
+  each(std::index_sequence_for<Field...>());
+}
+
+/// Components are numbered as they were `saved` (nprot x 1) when these numbers tell the same components.
+void keep_labels(MatFullL& saved, MatFullL& pidx, MatFullL& compsize) {
+  // Components are numbered in an order that tearing can change although the components stay what they are.
+  const long count = compsize.nrow();
+  std::vector<long> number(static_cast<std::size_t>(count), -1);  // saved number of each component
+  std::vector<bool> taken(static_cast<std::size_t>(count), false);
+  for (long k = 0; k < pidx.nrow(); ++k) {
+    long& known = number[static_cast<std::size_t>(pidx(k, 0))];
+    const long label = saved(k, 0);
+    if (label < 0 || label >= count || (known >= 0 && known != label)) return;
+    if (known < 0 && taken[static_cast<std::size_t>(label)]) return;
+    known = label;
+    taken[static_cast<std::size_t>(label)] = true;
+  }
+  MatFullL sizes;
+  sizes.copy(compsize);
+  for (long c = 0; c < count; ++c) compsize(number[static_cast<std::size_t>(c)], 0) = sizes(c, 0);
+  pidx.swap(saved);
+}
+
 }  // namespace
 
 struct VeQuan::Snapshot {
+  /// What a snapshot holds after the data's size and `verbose`, in the order of the file. A holder is a
+  /// quantizer or a snapshot.
+  template <class Holder>
+  static auto fields(Holder& h) {
+    return std::tie(h.state, h.lpref, h.dpref, h.ddis, h.bmu, h.bmucnt, h.prot, h.pval, h.hits, h.pidx,
+                    h.link, h.lwork, h.lwork2);
+  }
+
   long verbose = 0;
   Gauge state{0};
   MatPrefT<long> lpref{64};
@@ -54,12 +92,19 @@ struct VeQuan::Snapshot {
   MatFullL lwork2;
 
   bool read(std::FILE* f) {
-    return read_int32(f, verbose) && state.load_bin(f) && lpref.load_bin(f) && dpref.load_bin(f) &&
-           ddis.load_bin(f) && bmu.load_bin(f) && bmucnt.load_bin(f) && prot.load_bin(f) &&
-           pval.load_bin(f) && hits.load_bin(f) && pidx.load_bin(f) && link.load_bin(f) &&
-           lwork.load_bin(f) && lwork2.load_bin(f);
+    return read_int32(f, verbose) &&
+           std::apply([f](auto&... field) { return (field.load_bin(f) && ...); }, fields(*this));
   }
 
+  /// Whether the quantizer can go on from here with its data.
+  bool fits(const VeQuan& quantizer) const {
+    if (!quantizer.state.same_steps(state) || !grid_fits()) return false;
+    if (flag(pinidone) && !initialised_fits(quantizer.dat.nrow(), quantizer.dat.ncol())) return false;
+    if (flag(pfindone) && !finished_fits()) return false;
+    return has_keys_of(lpref, quantizer.lpref) && has_keys_of(dpref, quantizer.dpref);
+  }
+
+ private:
   bool flag(const char* name) const { return state.getflag(state.getstep(name)) != 0; }
 
   /// What "prot_ini" promises. Before it the columns may be those of other data: nothing reads them.
@@ -93,9 +138,8 @@ struct VeQuan::Snapshot {
 int VeQuan::save_vbf(std::FILE* f) const {
   if (f == nullptr) return 0;
   return write_int32(f, dat.nrow()) && write_int32(f, dat.ncol()) && write_int32(f, verbose) &&
-         state.save_bin(f) && lpref.save_bin(f) && dpref.save_bin(f) && ddis.save_bin(f) && bmu.save_bin(f) &&
-         bmucnt.save_bin(f) && prot.save_bin(f) && pval.save_bin(f) && hits.save_bin(f) && pidx.save_bin(f) &&
-         link.save_bin(f) && lwork.save_bin(f) && lwork2.save_bin(f);
+         std::apply([f](const auto&... field) { return (field.save_bin(f) && ...); },
+                    Snapshot::fields(*this));
 }
 
 int VeQuan::load_vbf(std::FILE* f) {
@@ -107,39 +151,16 @@ int VeQuan::load_vbf(std::FILE* f) {
     return 0;
   }
   Snapshot loaded;
-  if (!sized || !loaded.read(f) || !accepts(loaded)) {
+  if (!sized || !loaded.read(f) || !loaded.fits(*this)) {
     state.shutflag(step(pinidone));
     pairs.forget();
     return 0;
   }
-  take(loaded);
-  return 1;
-}
-
-bool VeQuan::accepts(const Snapshot& loaded) const {
-  if (!state.same_steps(loaded.state) || !loaded.grid_fits()) return false;
-  if (loaded.flag(pinidone) && !loaded.initialised_fits(dat.nrow(), dat.ncol())) return false;
-  if (loaded.flag(pfindone) && !loaded.finished_fits()) return false;
-  return has_keys_of(loaded.lpref, lpref) && has_keys_of(loaded.dpref, dpref);
-}
-
-void VeQuan::take(Snapshot& loaded) {
   verbose = loaded.verbose;
-  state.swap(loaded.state);
-  lpref.swap(loaded.lpref);
-  dpref.swap(loaded.dpref);
+  exchange(Snapshot::fields(*this), Snapshot::fields(loaded));
   find_keys();
-  ddis.swap(loaded.ddis);
-  bmu.swap(loaded.bmu);
-  bmucnt.swap(loaded.bmucnt);
-  prot.swap(loaded.prot);
-  pval.swap(loaded.pval);
-  hits.swap(loaded.hits);
-  pidx.swap(loaded.pidx);
-  link.swap(loaded.link);
-  lwork.swap(loaded.lwork);
-  lwork2.swap(loaded.lwork2);
   derive_unsaved();
+  return 1;
 }
 
 void VeQuan::derive_unsaved() {
@@ -154,37 +175,18 @@ void VeQuan::derive_unsaved() {
   MatFullL saved;
   saved.swap(pidx);
   label_components();
-  keep_labels(saved);
+  keep_labels(saved, pidx, compsize);
   name_links();
   if (!lpref.getval(keys.vgdimloc)) return;
   lpca.verbose = 0;  // it works in the middle of the loader's line
   lpca.init(dat, bmu, link);
 }
 
-void VeQuan::keep_labels(MatFullL& saved) {
-  // Components are numbered in an order that tearing can change although the components stay what they are.
-  const long count = compsize.nrow();
-  std::vector<long> number(static_cast<std::size_t>(count), -1);  // saved number of each component
-  std::vector<bool> taken(static_cast<std::size_t>(count), false);
-  for (long k = 0; k < pidx.nrow(); ++k) {
-    long& known = number[static_cast<std::size_t>(pidx(k, 0))];
-    const long label = saved(k, 0);
-    if (label < 0 || label >= count || (known >= 0 && known != label)) return;
-    if (known < 0 && taken[static_cast<std::size_t>(label)]) return;
-    known = label;
-    taken[static_cast<std::size_t>(label)] = true;
-  }
-  MatFullL sizes;
-  sizes.copy(compsize);
-  for (long c = 0; c < count; ++c) compsize(number[static_cast<std::size_t>(c)], 0) = sizes(c, 0);
-  pidx.swap(saved);
-}
-
 int VeQuan::save_vbf(const char* file) const {
   if (file == nullptr) return 0;
   SafeFile target(file);
   if (!target.is_open()) {
-    report_missing("save_vbf: file ", file);
+    if (verbose) os.ow(prefix).ow("save_vbf: file ").ow(file).ow(" not found!").nl();
     return 0;
   }
   if (verbose) os.ow(prefix).ow("save_vbf: saving binary file ").ow(file).ow(" ... ").flush();
@@ -197,7 +199,7 @@ int VeQuan::load_vbf(const char* file) {
   if (!done(datadone) || file == nullptr) return 0;
   const std::unique_ptr<std::FILE, FileCloser> f(std::fopen(file, "rb"));
   if (!f) {
-    report_missing("load_vbf: file ", file);
+    if (verbose) os.ow(prefix).ow("load_vbf: file ").ow(file).ow(" not found!").nl();
     return 0;
   }
   const bool report = verbose != 0;  // the load replaces `verbose`
@@ -205,10 +207,6 @@ int VeQuan::load_vbf(const char* file) {
   const int loaded = load_vbf(f.get());
   if (report) os.ow(loaded ? "done!" : "failed!").nl();
   return loaded;
-}
-
-void VeQuan::report_missing(const char* text, const char* file) const {
-  if (verbose) os.ow(prefix).ow(text).ow(file).ow(" not found!").nl();
 }
 
 int VeQuan::dgrasave(const char* file, int binary) const {
