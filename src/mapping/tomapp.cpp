@@ -191,7 +191,7 @@ long ToMapp::mgrasave(const char* file) const {
 }
 
 long ToMapp::sommap() {
-  if (std::strcmp(method, som_name) != 0 || lwork.nrow() != prot.nrow() || prot.nrow() == 0) return 0;
+  if (origin != Origin::map || lwork.nrow() != prot.nrow() || prot.nrow() == 0) return 0;
   if (!dist_ini(1)) return 0;
   mprot.copy(lwork);
   if (mapr_ini(0, 0) && verbose && lpref.getval(keys.vgerrors) != 0) {

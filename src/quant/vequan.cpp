@@ -36,8 +36,13 @@ VeQuan::VeQuan(std::ifstream& prefs)
 
 VeQuan::~VeQuan() = default;
 
-const std::vector<VeQuan::KeyEntry>& VeQuan::key_entries() {
-  static const std::vector<KeyEntry> entries = {
+void VeQuan::find_keys() {
+  struct Entry {
+    const char* name;
+    long KeyRows::*row;
+    bool real;  // in the real table
+  };
+  static constexpr Entry entries[] = {
       {"vgswap_d", &KeyRows::vgswap_d, false}, {"vgkeep_p", &KeyRows::vgkeep_p, false},
       {"vglink_p", &KeyRows::vglink_p, false}, {"vgcent_p", &KeyRows::vgcent_p, false},
       {"vgrepl_p", &KeyRows::vgrepl_p, false}, {"vgerrors", &KeyRows::vgerrors, false},
@@ -48,11 +53,7 @@ const std::vector<VeQuan::KeyEntry>& VeQuan::key_entries() {
       {"tdnm", &KeyRows::tdnm, true},          {"tdxs", &KeyRows::tdxs, true},
       {"tdxg", &KeyRows::tdxg, true},          {"tdxm", &KeyRows::tdxm, true},
   };
-  return entries;
-}
-
-void VeQuan::find_keys() {
-  for (const KeyEntry& entry : key_entries()) {
+  for (const Entry& entry : entries) {
     keys.*entry.row = entry.real ? dpref.getkey(entry.name) : lpref.getkey(entry.name);
   }
 }
@@ -88,12 +89,6 @@ void VeQuan::progress_begin(const char* text, long n) const {
   os.nl().lb(n);
 }
 
-void VeQuan::progress_step(const EpochError& error) {
-  if (!verbose) return;
-  os.lp(0);  // one line per iteration, so that a log of the run shows them all
-  if (lpref.commit(keys.vgerrors)) os.ow(error.label).ow(error.measure(), 7, 4);
-}
-
 void VeQuan::progress_end() const {
   if (verbose) os.le().flush();
 }
@@ -101,7 +96,8 @@ void VeQuan::progress_end() const {
 void VeQuan::run_epochs(const char* text, long n, const EpochError& error, const Epoch& epoch) {
   progress_begin(text, n);
   for (long e = 0; e < n; ++e) {
-    progress_step(error);
+    if (verbose) os.lp(0);  // one line per iteration, so that a log of the run shows them all
+    if (verbose && lpref.commit(keys.vgerrors)) os.ow(error.label).ow(error.measure(), 7, 4);
     if (!epoch(e)) break;
   }
   progress_end();

@@ -48,10 +48,14 @@ struct ScheduleSource {
   std::vector<std::pair<const char*, const char*>> columns;
 };
 
-struct EpochMemory;
+/// What made the prototypes, as far as something depends on it.
+enum class Origin { other, map, clusters };
 
-/// Name of the self-organizing map as a method.
+/// Labels of the methods that have an origin of their own: self-organizing map, Jarvis-Patrick.
 inline constexpr const char* som_name = "Self-Organizing Map";
+inline constexpr const char* cluster_name = "Jarvis-Patrick";
+
+struct EpochMemory;
 
 /// An error that the loop counter shows.
 struct EpochError {
@@ -125,7 +129,7 @@ class VeQuan {
   void prot_mov(long i, double a, long k);
   /// Quantization error: half the mean squared distance of the data to their prototypes (to the nearest one
   /// where none is assigned); 0 without data, -1 before "prot_ini" or without prototypes.
-  double prot_err();
+  double prot_err() const;
   /// Number of dead prototypes (hits at most "vglpmaxp"); with replace != 0 and "vgrepl_p" set each becomes a
   /// datum drawn at random, from the last to the first. Sets all hits to 0.
   long prot_rep(int replace);
@@ -287,18 +291,11 @@ class VeQuan {
   int done(const char* name) const;
   const MatFullD& getdat() const { return dat; }
   const MatFullD& getprot() const { return prot; }
-  const MatFullD& getpval() const { return pval; }
-  const MatFullD& getddis() const { return ddis; }
-  const MatFullL& getbmu() const { return bmu; }
-  const MatFullL& getbmucnt() const { return bmucnt; }
-  const MatFullL& getorder() const { return order; }
-  const MatFullL& gethits() const { return hits; }
   const MatLinkD& getlink() const { return link; }
   const MatFullL& getcomp() const { return pidx; }
   /// Number of components, 0 before "prot_fin".
   long ncomp() const { return compsize.nrow(); }
   const MatFullL& getcompsize() const { return compsize; }
-  const MatFullD& getgrid() const { return lwork; }
   const LPCA& getlpca() const { return lpca; }
   const char* getmethod() const { return method; }
   MatPrefT<long>& getlpref() { return lpref; }
@@ -323,13 +320,12 @@ class VeQuan {
   void find_keys();
   /// Shuffles an order column: for i from the last to 0, exchange entries i and draw_index(n).
   static void shuffle(MatFullL& order);
-  /// Loop counter of an iterative method, when verbose: a line with prefix and text; "loop e/n" on a line of
-  /// its own and, when "vgerrors" is set, the error (width 7, precision 4); the end.
+  /// Loop counter of an iterative method, when verbose: a line with prefix and text; the end.
   void progress_begin(const char* text, long n) const;
-  void progress_step(const EpochError& error);
   void progress_end() const;
-  /// Calls epoch(e) for e = 0 .. n - 1 until it returns 0, with the loop counter. Without `error` the
-  /// quantizers' own, `prot_err`.
+  /// Calls epoch(e) for e = 0 .. n - 1 until it returns 0; before each, when verbose, "loop e/n" on a line of
+  /// its own and, when "vgerrors" is set, the error (width 7, precision 4). Without `error` the quantizers'
+  /// own, `prot_err`.
   using Epoch = std::function<long(long)>;
   void run_epochs(const char* text, long n, const EpochError& error, const Epoch& epoch);
   void run_epochs(const char* text, long n, const Epoch& epoch);
@@ -344,7 +340,8 @@ class VeQuan {
   bool rows_ready(double w);
 
   const char* prefix = "VeQuan.";  ///< in front of every message
-  char method[32] = "";            ///< what produced the prototypes
+  char method[32] = "";            ///< label of what made the prototypes
+  Origin origin = Origin::other;   ///< as that label tells it
   Gauge state;                     ///< 8 steps, of which the first 4 are named here
   MatPrefT<long> lpref;            ///< integer settings
   MatPrefT<double> dpref;          ///< real settings
@@ -375,14 +372,6 @@ class VeQuan {
   /// Everything that a snapshot holds.
   struct Snapshot;
 
-  /// An often-used key: its name, where its entry's number is kept, and its table.
-  struct KeyEntry {
-    const char* name;
-    long KeyRows::*row;
-    bool real;
-  };
-  static const std::vector<KeyEntry>& key_entries();
-
   // Messages.
   void say_piece(const char* text) const;
 
@@ -390,15 +379,9 @@ class VeQuan {
   int read_data(const char* text, const char* file, int binary);
   int write_data(const char* text, const char* file, int binary) const;
   int take_prototypes();
-  int prot_ini_failed() const;
-  bool first_prototypes(long n, int how, long grow);
   void reset_bookkeeping(long grow);
-  void reset_order();
-  void reset_caches();
-  long add_prototype(long i);
-  void drop_prototype(long k, bool grid);
-  /// was: the former number of each prototype left, out of `before`.
-  void renumber_data(const std::vector<long>& was, std::size_t before);
+  /// What no snapshot holds: presentation order, neighbour lists and distances.
+  void reset_unsaved();
 
   // Linking step; the name under which the prototypes are finished is in `method`.
   bool has_grid() const;
@@ -408,14 +391,9 @@ class VeQuan {
   void clear_links();
   void restore_grid();
   void apply_rule(long rule);
-  void measure_grid_links();
-  /// The rule that stands for the one asked for.
-  long usable_rule(long rule) const;
   void name_links();
   void label_components();
   void tear_links();
-  /// The prototype nearest to the data's mean.
-  long central_prototype() const;
 
   // Distances.
   PairRules pair_rules() const;

@@ -1,7 +1,5 @@
 // Coding of samples by prototypes, and back.
 
-#include <cstring>
-
 #include "quant/vequan.h"
 #include "quant/winners.h"
 
@@ -20,7 +18,7 @@ int VeQuan::cod(const MatFullD& x, MatFullL& code) const {
     return 1;
   }
   if (x.ncol() != dat.ncol() || prot.nrow() == 0) return 0;
-  if (std::strcmp(method, "Jarvis-Patrick") != 0) {
+  if (origin != Origin::clusters) {
     nearest_rows(prot, x, code);
     return 1;
   }

@@ -252,7 +252,7 @@ long VeQuan::jp(const char* file) {
   pval.setdim(count, 1);
   pval.setrows(count, 0.0);
   clusters.adopt_leftovers();
-  return prot_fin("Jarvis-Patrick", 1);
+  return prot_fin(cluster_name, 1);
 }
 
 long VeQuan::jp_itr(long k, long s) {

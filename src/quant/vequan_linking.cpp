@@ -15,7 +15,10 @@ namespace qvtx {
 
 namespace {
 
-constexpr const char* cluster_label = "Jarvis-Patrick";
+Origin origin_of(const char* label) {
+  if (std::strcmp(label, som_name) == 0) return Origin::map;
+  return std::strcmp(label, cluster_name) == 0 ? Origin::clusters : Origin::other;
+}
 
 constexpr const char* rule_names[] = {"none", "e_link", "n_link", "r_link", "d_link", "h_link"};
 enum LinkRule : long {
@@ -26,6 +29,28 @@ enum LinkRule : long {
   by_data = 4,
   by_pairs = 5
 };
+
+/// The rule that stands for the one asked for. Rules that count data find next to nothing when the prototypes
+/// are the data themselves or nearly so.
+long usable_rule(long rule, long ndata, long nprot) {
+  const bool counts_data = rule == by_data || rule == by_pairs;
+  return counts_data && ndata < 2 * nprot ? by_neighbours : rule;
+}
+
+/// Neighbours on the grid are at distance 1, whatever the distance class of the data.
+void measure_grid_links(MatLinkD& link) {
+  for (long k = link.nslot() - 1; k >= 0; --k)
+    if (link.live(k)) link.setvalue(k, 2, 1.0);
+}
+
+/// The prototype nearest to the data's mean.
+long central_prototype(const MatFullD& dat, const MatFullD& prot) {
+  if (dat.nrow() == 0) return 0;
+  MatFullD mean;
+  dat.avg(mean);
+  const long k = prot.nearest(mean, 0, no_bound);
+  return k < prot.nrow() ? k : 0;
+}
 
 }  // namespace
 
@@ -38,6 +63,7 @@ int VeQuan::prot_fin(const char* label, int flag) {
   const std::string name(label,
                          std::min(std::strlen(label), sizeof method - 1));  // label may be `method` itself
   std::strcpy(method, name.c_str());
+  origin = origin_of(method);
   say("prot_fin: ");
   count_hits();
   centre_prototypes();
@@ -68,7 +94,7 @@ void VeQuan::centre_prototypes() {
   if (!lkey("vgcent_p")) return;
   // A map's prototypes are held back by their neighbours on the grid, a cluster's are where the method put
   // them.
-  if (has_grid() || std::strcmp(method, cluster_label) == 0) return;
+  if (has_grid() || origin == Origin::clusters) return;
   say_piece("centring ... ");
   MatFullD means;
   means.copy(prot);
@@ -98,7 +124,7 @@ void VeQuan::link_prototypes(bool keep) {
     apply_rule(rule);
   }
   link.setpos(prot, 1);
-  if (grid) measure_grid_links();
+  if (grid) measure_grid_links(link);
 }
 
 void VeQuan::clear_links() {
@@ -116,7 +142,7 @@ void VeQuan::restore_grid() {
 }
 
 void VeQuan::apply_rule(long rule) {
-  const long usable = usable_rule(rule);
+  const long usable = usable_rule(rule, dat.nrow(), prot.nrow());
   if (usable != rule) say_piece("few data, n_link ... ");
   switch (usable) {
     case by_distance:
@@ -139,20 +165,8 @@ void VeQuan::apply_rule(long rule) {
   }
 }
 
-long VeQuan::usable_rule(long rule) const {
-  // Rules that count data find next to nothing when the prototypes are the data themselves or nearly so.
-  const bool counts_data = rule == by_data || rule == by_pairs;
-  return counts_data && dat.nrow() < 2 * prot.nrow() ? by_neighbours : rule;
-}
-
-void VeQuan::measure_grid_links() {
-  // Neighbours on the grid are at distance 1, whatever the distance class of the data.
-  for (long k = link.nslot() - 1; k >= 0; --k)
-    if (link.live(k)) link.setvalue(k, 2, 1.0);
-}
-
 void VeQuan::name_links() {
-  const long rule = usable_rule(lpref.getval(keys.vglink_p));
+  const long rule = usable_rule(lpref.getval(keys.vglink_p), dat.nrow(), prot.nrow());
   linkname = rule_names[rule >= no_links && rule <= by_pairs ? rule : no_links];
   if (rule != no_links && has_grid()) linkname = "grid";
 }
@@ -176,16 +190,8 @@ void VeQuan::tear_links() {
   const long cycle = lkey("vgtearcl");
   if (tree == 0 || has_grid() || lpref.getval(keys.vglink_p) == no_links) return;
   say_piece("tearing ... ");
-  torn = link.tear(static_cast<int>(tree), cycle, central_prototype(), prot);
+  torn = link.tear(static_cast<int>(tree), cycle, central_prototype(dat, prot), prot);
   if (verbose) os.ow(torn).ow(" links cut, ");
-}
-
-long VeQuan::central_prototype() const {
-  if (dat.nrow() == 0) return 0;
-  MatFullD mean;
-  dat.avg(mean);
-  const long k = prot.nearest(mean, 0, no_bound);
-  return k < prot.nrow() ? k : 0;
 }
 
 long VeQuan::lpca_init() {

@@ -24,6 +24,48 @@ void reset(MatFullT<T>& m, long rows, long cols, T fill) {
   m.setrows(rows, fill);
 }
 
+/// The last row takes the place of row k.
+template <class T>
+void drop_row(MatFullT<T>& m, long k) {
+  const long last = m.nrow() - 1;
+  m.swaprows(k, last);
+  m.setrows(last);
+}
+
+/// New prototypes, see `prot_ini`; false when out of memory.
+bool first_prototypes(const MatFullD& dat, long n, int how, long grow, MatFullD& prot) {
+  if (how == 4) {
+    prot.copy(dat);
+    return prot.nrow() == dat.nrow();
+  }
+  const long rows = std::max(n, 0L);
+  prot.setdim(grow, dat.ncol());
+  prot.setrows(rows, 0.0);
+  if (prot.nrow() != rows) return false;
+  if (rows == 0 || how == 3) return true;
+  if (how == 1) {
+    prot.random(0, 0.0, 1.0, 0, -1, 0, -1);  // the unit cube, whatever the scale of the data
+  } else if (how == 2) {
+    if (dat.nrow() == 0) return true;
+    MatFullD mean;
+    dat.avg(mean);
+    for (long i = rows - 1; i >= 0; --i) prot.copy(i, mean, 0);
+  } else {
+    prot.raseli(dat, 0, rows);
+  }
+  return true;
+}
+
+/// The data's prototypes after a deletion; was: the former number of each one left, out of `before`.
+void renumber(MatFullL& bmu, const std::vector<long>& was, std::size_t before) {
+  std::vector<long> now(before, -1);
+  for (std::size_t k = 0; k < was.size(); ++k) now[static_cast<std::size_t>(was[k])] = static_cast<long>(k);
+  for (long i = 0; i < bmu.nrow(); ++i) {
+    long& k = bmu.data()[i];
+    k = k >= 0 && k < static_cast<long>(before) ? now[static_cast<std::size_t>(k)] : -1;
+  }
+}
+
 }  // namespace
 
 int VeQuan::protload(const char* file, int binary) {
@@ -80,47 +122,19 @@ int VeQuan::prot_ini(long n, int how) {
   const long k = step(pinidone);
   if (!state.shutflag(k)) return 0;
   method[0] = '\0';
+  origin = Origin::other;
   say("prot_ini: initializing prototypes ... ");
   for (const char* key : {"vgswap_d", "vgkeep_p", "vgrepl_p", "vgerrors", "vgmemory", "vglpmaxp"}) lkey(key);
   const long grow = growth_step(n, dat.nrow(), dat.ncol());
-  const bool keep = lpref.getval(keys.vgkeep_p) != 0 || n < 0;
-  if (!keep || prot.nrow() == 0) {
-    if (!first_prototypes(n, how, grow)) return prot_ini_failed();
-  } else if (prot.ncol() != dat.ncol()) {
-    return prot_ini_failed();
+  const bool kept = prot.nrow() > 0 && (lpref.getval(keys.vgkeep_p) != 0 || n < 0);
+  if (!(kept ? prot.ncol() == dat.ncol() : first_prototypes(dat, n, how, grow, prot))) {
+    say_end("failed!");
+    return 0;
   }
   prot.setinc(grow);
   reset_bookkeeping(grow);
   say_end("done!");
   return state.setflag(k);
-}
-
-int VeQuan::prot_ini_failed() const {
-  say_end("failed!");
-  return 0;
-}
-
-bool VeQuan::first_prototypes(long n, int how, long grow) {
-  if (how == 4) {
-    prot.copy(dat);
-    return prot.nrow() == dat.nrow();
-  }
-  const long rows = std::max(n, 0L);
-  prot.setdim(grow, dat.ncol());
-  prot.setrows(rows, 0.0);
-  if (prot.nrow() != rows) return false;  // out of memory
-  if (rows == 0 || how == 3) return true;
-  if (how == 1) {
-    prot.random(0, 0.0, 1.0, 0, -1, 0, -1);  // the unit cube, whatever the scale of the data
-  } else if (how == 2) {
-    if (dat.nrow() == 0) return true;
-    MatFullD mean;
-    dat.avg(mean);
-    for (long i = rows - 1; i >= 0; --i) prot.copy(i, mean, 0);
-  } else {
-    prot.raseli(dat, 0, rows);
-  }
-  return true;
 }
 
 void VeQuan::reset_bookkeeping(long grow) {
@@ -130,7 +144,6 @@ void VeQuan::reset_bookkeeping(long grow) {
   hits.setinc(grow);
   reset(pval, nprot, 1, 0.0);
   reset(hits, nprot, 1, 0L);
-  reset_order();
   reset(ddis, ndata, 1, 0.0);
   reset(bmu, ndata, 1, -1L);
   reset(bmucnt, ndata, 2, 0L);
@@ -139,16 +152,13 @@ void VeQuan::reset_bookkeeping(long grow) {
   compsize.setdim(0, 1);
   lwork.setdim(0, 2);
   lwork2.setdim(0, 3);
-  reset_caches();
+  reset_unsaved();
 }
 
-void VeQuan::reset_order() {
+void VeQuan::reset_unsaved() {
   order.setdim(dat.nrow(), 1);
   order.setrows(dat.nrow(), 0);
   order.setidx(0, 0, 1);
-}
-
-void VeQuan::reset_caches() {
   // A store keeps its matrices when its size does not change, so it is emptied first.
   lvor.setdim(0);
   dvor.setdim(0);
@@ -165,26 +175,14 @@ int VeQuan::prot_bmu(long i, double r) {
     if (d < r) bound = d;
   }
   long k = prot.nearest(dat, i, bound);
-  if (k == prot.nrow()) k = add_prototype(i);
-  ++hits(k, 0);
-  if (k == before) {
-    ++bmucnt(i, 1);
-    return 0;
+  if (k == prot.nrow()) {
+    k = prot.addrow(dat, i) - 1;
+    pval.addrow();
+    hits.addrow();
+    pval(k, 0) = 0.0;
+    hits(k, 0) = 0;
   }
-  bmu(i, 0) = k;
-  ++bmucnt(i, 0);
-  bmucnt(i, 1) = 0;
-  return 1;
-}
-
-long VeQuan::add_prototype(long i) {
-  prot.addrow(dat, i);
-  pval.addrow();
-  hits.addrow();
-  const long k = prot.nrow() - 1;
-  pval(k, 0) = 0.0;
-  hits(k, 0) = 0;
-  return k;
+  return CaptureBook{bmu, bmucnt, hits}.capture(i, k);
 }
 
 void VeQuan::prot_mov(long i, double a, long k) {
@@ -192,7 +190,7 @@ void VeQuan::prot_mov(long i, double a, long k) {
   prot.move(k, dat, i, a);
 }
 
-double VeQuan::prot_err() {
+double VeQuan::prot_err() const {
   if (!done(pinidone)) return -1.0;
   const long ndata = dat.nrow();
   if (ndata == 0) return 0.0;
@@ -232,37 +230,18 @@ long VeQuan::protdel(long h) {
     if (hits(k, 0) != h) continue;
     std::swap(was[static_cast<std::size_t>(k)], was.back());
     was.pop_back();
-    drop_prototype(k, grid);
+    drop_row(prot, k);
+    drop_row(pval, k);
+    drop_row(hits, k);
+    link.delrow(k);  // exchanges the nodes in the same way
+    if (grid) drop_row(lwork, k);
   }
   const long deleted = static_cast<long>(before - was.size());
   if (deleted == 0) return 0;
-  renumber_data(was, before);
+  renumber(bmu, was, before);
   if (verbose) os.ow(prefix).ow("protdel: ").ow(deleted).ow(" units removed").nl();
   prot_fin(method, 1);
   return deleted;
-}
-
-void VeQuan::drop_prototype(long k, bool grid) {
-  const long last = prot.nrow() - 1;
-  prot.swaprows(k, last);
-  pval.swaprows(k, last);
-  hits.swaprows(k, last);
-  prot.setrows(last, 0.0);
-  pval.setrows(last, 0.0);
-  hits.setrows(last, 0);
-  link.delrow(k);  // exchanges the nodes in the same way
-  if (!grid) return;
-  lwork.swaprows(k, last);
-  lwork.setrows(last, 0.0);
-}
-
-void VeQuan::renumber_data(const std::vector<long>& was, std::size_t before) {
-  std::vector<long> now(before, -1);
-  for (std::size_t k = 0; k < was.size(); ++k) now[static_cast<std::size_t>(was[k])] = static_cast<long>(k);
-  for (long i = 0; i < bmu.nrow(); ++i) {
-    long& k = bmu.data()[i];
-    k = k >= 0 && k < static_cast<long>(before) ? now[static_cast<std::size_t>(k)] : -1;
-  }
 }
 
 long VeQuan::protnbr(long h) const { return done(pfindone) ? hits.count(0, h, h) : -1; }

@@ -164,10 +164,10 @@ int VeQuan::load_vbf(std::FILE* f) {
 }
 
 void VeQuan::derive_unsaved() {
-  std::strcpy(method, has_grid() ? som_name : "");  // no other method leaves a trace
+  origin = has_grid() ? Origin::map : Origin::other;  // no other method leaves a trace
+  std::strcpy(method, origin == Origin::map ? som_name : "");
   torn = 0;
-  reset_order();
-  reset_caches();
+  reset_unsaved();
   compsize.setdim(0, 1);
   lpca.clear();
   if (done(dinidone) && !pairs.make_room()) state.shutflag(step(dinidone));
