@@ -15,48 +15,19 @@ const char* const VeQuan::pfindone = "prot_fin";
 const char* const VeQuan::dinidone = "dist_ext";
 
 VeQuan::VeQuan(std::ifstream& prefs)
-    : state(8),
-      lpref(64),
-      dpref(64),
-      link(0, 3),
-      pairs(prot, link, [this] { return pair_rules(); }),
-      workspace(std::make_unique<EpochMemory>()) {
+    : pairs(prot, link, [this] { return pair_rules(); }), workspace(std::make_unique<EpochMemory>()) {
   long last = -1;
   for (const char* name : {datadone, pinidone, pfindone, dinidone}) last = state.addstep(name, last);
-  lwork.setdim(0, 2);
-  lwork2.setdim(0, 3);
   if (prefs) {
     lpref.load_asc(prefs);
     dpref.load_asc(prefs);
   } else {
     refuse("VeQuan: unable to read preference file");
   }
-  find_keys();
+  keys.find(lpref, dpref);
 }
 
 VeQuan::~VeQuan() = default;
-
-void VeQuan::find_keys() {
-  struct Entry {
-    const char* name;
-    long KeyRows::*row;
-    bool real;  // in the real table
-  };
-  static constexpr Entry entries[] = {
-      {"vgswap_d", &KeyRows::vgswap_d, false}, {"vgkeep_p", &KeyRows::vgkeep_p, false},
-      {"vglink_p", &KeyRows::vglink_p, false}, {"vgcent_p", &KeyRows::vgcent_p, false},
-      {"vgrepl_p", &KeyRows::vgrepl_p, false}, {"vgerrors", &KeyRows::vgerrors, false},
-      {"vgmemory", &KeyRows::vgmemory, false}, {"vgdimloc", &KeyRows::vgdimloc, false},
-      {"vglpmaxp", &KeyRows::vglpmaxp, false}, {"tdgdtype", &KeyRows::tdgdtype, false},
-      {"tdxp", &KeyRows::tdxp, false},         {"tdgb", &KeyRows::tdgb, true},
-      {"tdns", &KeyRows::tdns, true},          {"tdng", &KeyRows::tdng, true},
-      {"tdnm", &KeyRows::tdnm, true},          {"tdxs", &KeyRows::tdxs, true},
-      {"tdxg", &KeyRows::tdxg, true},          {"tdxm", &KeyRows::tdxm, true},
-  };
-  for (const Entry& entry : entries) {
-    keys.*entry.row = entry.real ? dpref.getkey(entry.name) : lpref.getkey(entry.name);
-  }
-}
 
 long VeQuan::step(const char* name) const {
   const long k = state.getstep(name);
@@ -83,24 +54,17 @@ void VeQuan::shuffle(MatFullL& order) {
   }
 }
 
-void VeQuan::progress_begin(const char* text, long n) const {
-  if (!verbose) return;
-  say(text);
-  os.nl().lb(n);
-}
-
-void VeQuan::progress_end() const {
-  if (verbose) os.le().flush();
-}
-
 void VeQuan::run_epochs(const char* text, long n, const EpochError& error, const Epoch& epoch) {
-  progress_begin(text, n);
+  if (verbose) {
+    say(text);
+    os.nl().lb(n);
+  }
   for (long e = 0; e < n; ++e) {
     if (verbose) os.lp(0);  // one line per iteration, so that a log of the run shows them all
-    if (verbose && lpref.commit(keys.vgerrors)) os.ow(error.label).ow(error.measure(), 7, 4);
+    if (verbose && error.measure && lpref.commit(keys.vgerrors)) os.ow(error.label).ow(error.measure(), 7, 4);
     if (!epoch(e)) break;
   }
-  progress_end();
+  if (verbose) os.le().flush();
 }
 
 void VeQuan::run_epochs(const char* text, long n, const Epoch& epoch) {

@@ -3,65 +3,20 @@
 
 #include <cstdio>
 #include <fstream>
-#include <functional>
 #include <memory>
-#include <optional>
-#include <utility>
-#include <vector>
 
-#include "graph/gauge.h"
-#include "graph/matlinkd.h"
 #include "local/lpca.h"
 #include "matrix/matstor.h"
+#include "quant/epochs.h"
+#include "quant/key_rows.h"
+#include "quant/origin.h"
 #include "quant/pair_distances.h"
+#include "quant/quantizer_state.h"
 #include "settings/matpara.h"
-#include "settings/matpref.h"
 
 namespace qvtx {
 
-/// Numbers of the entries of the often-used keys in their table, looked up once it was read; -1 when absent.
-struct KeyRows {
-  // Integer table.
-  long vgswap_d = -1;  ///< shuffle the data at every epoch
-  long vgkeep_p = -1;  ///< keep the prototypes of the last run
-  long vglink_p = -1;  ///< rule that links the prototypes, 0 = none
-  long vgcent_p = -1;  ///< centre prototypes on their data before linking
-  long vgrepl_p = -1;  ///< replace dead prototypes by data
-  long vgerrors = -1;  ///< print the error before every epoch
-  long vgmemory = -1;  ///< distance rows kept: 0 none, 1 distances, 2 paths too
-  long vgdimloc = -1;  ///< local PCA after every quantization
-  long vglpmaxp = -1;  ///< a prototype with at most so many hits is dead
-  long tdgdtype = -1;  ///< graph distance: 0 shortest paths, else from the Laplacian
-  long tdxp = -1;      ///< longest path in links (a result)
-  // Real table.
-  long tdgb = -1;                        ///< weight of the graph distance in the mix
-  long tdns = -1, tdng = -1, tdnm = -1;  ///< smallest space, graph and mixed distance (results)
-  long tdxs = -1, tdxg = -1, tdxm = -1;  ///< largest ones (results)
-};
-
-/// Where the schedule of a method comes from when its file cannot be read.
-struct ScheduleSource {
-  const char* default_file;  ///< tried next
-  const char* notice;        ///< said when the keys make the schedule
-  const char* epochs;        ///< key of the number of rows
-  /// Per column the keys of its first and last value, between which it falls by the hyperbolic law.
-  std::vector<std::pair<const char*, const char*>> columns;
-};
-
-/// What made the prototypes, as far as something depends on it.
-enum class Origin { other, map, clusters };
-
-/// Labels of the methods that have an origin of their own: self-organizing map, Jarvis-Patrick.
-inline constexpr const char* som_name = "Self-Organizing Map";
-inline constexpr const char* cluster_name = "Jarvis-Patrick";
-
 struct EpochMemory;
-
-/// An error that the loop counter shows.
-struct EpochError {
-  const char* label;
-  std::function<double()> measure;
-};
 
 /// The quantizer replaces N data by n prototypes, links these into a graph and measures distances in it.
 ///
@@ -79,7 +34,7 @@ struct EpochError {
 /// always reported. Settings are committed (future value to value in use) just before they are read.
 /// Distances are those of the class and exponent in force (`MatFullD::mesp`, `miex`). Index errors and
 /// missing keys end the program.
-class VeQuan {
+class VeQuan : protected QuantizerState {
  public:
   static const char* const datadone;  ///< "dataload"
   static const char* const pinidone;  ///< "prot_ini"
@@ -89,31 +44,26 @@ class VeQuan {
   /// Creates the four steps and reads the two preference tables from two blocks of prefs. An unreadable
   /// stream is reported and leaves the tables empty: the first use of a key then ends the program.
   explicit VeQuan(std::ifstream& prefs);
-  VeQuan(const VeQuan&) = delete;
-  VeQuan& operator=(const VeQuan&) = delete;
   virtual ~VeQuan();
 
   // ---- Data (vequan_data.cpp) ----
-
-  /// Reads the data from a text or (binary != 0) binary matrix file. A file that cannot be read, or a null
-  /// name, leaves "dataload" cleared; the former leaves 0 x 1 data.
+  /// Reads the data from a text or (binary != 0, load_dbf) binary matrix file. A file that cannot be read, or
+  /// a null name, leaves "dataload" cleared; the former leaves 0 x 1 data. Or the data become a copy of m, or
+  /// (copy == 0) are exchanged with m.
   int dataload(const char* file, int binary);
-  /// The data become a copy of m, or (copy == 0) are exchanged with m.
   int dataload(MatFullD& m, int copy);
-  int datasave(const char* file, int binary) const;
-  /// m becomes a copy of the data.
-  int datasave(MatFullD& m) const;
-  /// The binary forms.
   int load_dbf(const char* file);
+  /// The data as file, or as a copy in m.
+  int datasave(const char* file, int binary) const;
+  int datasave(MatFullD& m) const;
   int save_dbf(const char* file) const;
 
   // ---- Prototypes (vequan_prototypes.cpp) ----
-
-  /// Reads prototypes and finishes them with `prot_fin`. They are kept only when "vgkeep_p" is set; otherwise
-  /// `prot_ini` discards them, the quantizer is left without prototypes and the result is 0. Prototypes of
-  /// another column count than the data are refused and forgotten.
+  /// Takes prototypes from a file or a matrix as `dataload` does and finishes them with `prot_fin`. They are
+  /// kept only when "vgkeep_p" is set; otherwise `prot_ini` discards them, the quantizer is left without
+  /// prototypes and the result is 0. Prototypes of another column count than the data are refused and
+  /// forgotten.
   int protload(const char* file, int binary);
-  /// The same from a matrix, copied or (copy == 0) exchanged.
   int protload(MatFullD& m, int copy);
   int protsave(const char* file, int binary) const;
   int protsave(MatFullD& m) const;
@@ -141,12 +91,11 @@ class VeQuan {
   long protnbr(long h) const;
 
   // ---- Coding (vequan_coding.cpp) ----
-
   /// idx: x.nrow x 1, the nearest datum of each row of x. 0 when x has another column count than the data.
   int ind(const MatFullD& x, MatFullL& idx) const;
   /// code: x.nrow x 1, the nearest prototype of each row of x; for the data themselves (the same object)
-  /// their `bmu`; after Jarvis-Patrick clustering the cluster of the nearest datum. 0 when the column counts
-  /// differ.
+  /// their `bmu`; after Jarvis-Patrick clustering the cluster of the nearest datum. 0 for other column
+  /// counts.
   int cod(const MatFullD& x, MatFullL& code) const;
   /// y: code.nrow x dim, the prototypes with the numbers in code. 0 unless code has one column. Fatal: a
   /// number that is no prototype's.
@@ -156,29 +105,26 @@ class VeQuan {
   double cd_err(const MatFullD& x) const;
 
   // ---- Driver and trivial methods (vequan.cpp) ----
-
   /// Runs the method that "vgvqdvqm" selects, with the size and radius of the settings, and returns its
   /// result; a value that selects none is returned itself.
   long vq();
-  /// Number of prototypes asked for: data x "vgvqcora", rounded, at least 1.
+  /// Number of prototypes asked for: data x "vgvqcora", rounded, at least 1; radius asked for: "vgvqdera".
   long getnumber();
-  /// Radius of the growing methods: "vgvqdera".
   double getradius();
   /// Radius 2 (1 - r) d with d the mean distance of the data to their mean, negative for r above 1; -1 before
   /// "dataload", 0 without data.
   double marauto(double r) const;
-  /// No quantization: the prototypes are the data.
+  /// No quantization: the prototypes are the data. One prototype: the mean of the data.
   int nq();
-  /// One prototype at the mean of the data.
   int gc();
 
   // ---- Methods (vequan_<method>.cpp) ----
   // Every method starts with `prot_ini` and ends with `prot_fin`, whose flag it returns; it is refused (0)
   // without data, without a prototype after the start, or with a schedule that is too narrow or holds a
   // negative number. A null file name builds the schedule from the settings; otherwise the file is tried,
-  // then the default file of the working directory, then the settings. An `_itr` runs one epoch and, when
-  // verbose, appends its counts to the line: "lost" dead prototypes, "chgd" data that changed their
-  // prototype.
+  // then the default file of the working directory, then the settings. An `_itr` runs one epoch, with a step
+  // a in 0..1 and a width l >= 0 of the schedule, and returns 0 for others; when verbose it appends its
+  // counts to the line: "lost" dead prototypes, "chgd" data that changed their prototype.
 
   /// K-means (Linde, Buzo and Gray, 1980) with n prototypes: at most "vlbgitr" epochs, at least one, until at
   /// most data x "vlbgxch" data change their prototype. The epoch returns whether more than maxchg did
@@ -189,21 +135,18 @@ class VeQuan {
   /// farther than |r| from it.
   long dlbg(double r);
   bool dlbg_itr(double r, long maxchg);
-  /// Neural gas (Martinetz et al., 1993). Schedule: step a in 0..1, width l >= 0. The prototypes of rank 0 ..
-  /// 3 l by their distance to a datum move by a exp(-rank / l). The epoch returns 0 when a or l is out of
-  /// range.
+  /// Neural gas (Martinetz et al., 1993): the prototypes of rank 0 .. 3 l by their distance to a datum move
+  /// by a exp(-rank / l).
   long ng(long n, const char* file);
   long ng(long n, const MatParaD& sched);
   long ng_itr(double a, double l);
-  /// Competitive learning: the winner moves by the step a in 0..1. The epoch returns 0 when a is out of
-  /// range.
+  /// Competitive learning: the winner moves by the step a.
   long cl(long n, const char* file);
   long cl(long n, const MatParaD& sched);
   long cl_itr(double a);
   /// The same without a search for data whose winner stayed the same more than 8 times; asks on the console
-  /// whether to skip it altogether (fast != 0) or to make it only for counting wrong winners. `pval` is a
-  /// running mean of the distances of each prototype's data, `ddis` holds the last ones. Moves are straight
-  /// in every distance class.
+  /// whether to skip it altogether (fast != 0) or to make it only for counting wrong winners. Moves are
+  /// straight in every distance class.
   long fcl(long n, const char* file);
   long fcl(long n, const MatParaD& sched);
   long fcl_itr(double a, int fast);
@@ -211,15 +154,14 @@ class VeQuan {
   /// prototype to the running mean of its data. Returns 0 in every case: ask `done(pfindone)`.
   long xn(double r);
   long xn_itr(double r);
-  /// Neural Water: the same in epochs with the scheduled step a in 0..1.
+  /// Neural Water: the same in epochs with the scheduled step.
   long nw(double r, const char* file);
   long nw(double r, const MatParaD& sched);
   long nw_itr(double r, double a);
-  /// Self-organizing map (Kohonen, 1982) of about n nodes, `ratio` times as wide as long. Schedule: step a in
-  /// 0..1, width l >= 0 in grid units. With prototypes that are kept ("vgkeep_p") their number must be that
-  /// of the grid, else it is refused and nothing is touched. som_ini makes grid and first prototypes; an
-  /// epoch moves the winner's neighbourhood on the grid (online rule) or makes every prototype the weighted
-  /// mean of the data (batch rule).
+  /// Self-organizing map (Kohonen, 1982) of about n nodes, `ratio` times as wide as long; widths in grid
+  /// units. With prototypes that are kept ("vgkeep_p") their number must be that of the grid, else it is
+  /// refused and nothing is touched. som_ini makes grid and first prototypes; an epoch moves the winner's
+  /// neighbourhood on the grid or makes every prototype the weighted mean of the data ("vsomrule").
   long som(long n, double ratio, const char* file);
   long som(long n, double ratio, const MatParaD& sched);
   long som_ini(long n, double ratio);
@@ -235,15 +177,11 @@ class VeQuan {
   long jp_itr(long k, long s);
 
   // ---- Linking step (vequan_linking.cpp) and distances (vequan_distances.cpp) ----
-
   /// Finishes a quantization: the label (cut to 31 characters) goes to `method`, every datum without a
   /// prototype gets its nearest one, `hits` is counted anew, the prototypes are centred if asked
   /// ("vgcent_p"), linked by the rule of "vglink_p" and labelled by component, the graph is torn if asked
   /// ("vgteartt"), and the local PCA follows if asked ("vgdimloc"). With flag 0, and for a self-organizing
   /// map, the present links are kept. Returns the flag of "prot_fin"; 0 without prototypes.
-  ///
-  /// Link values: column 0 the strength counted by the rule, column 1 the distance between the two
-  /// prototypes, column 2 the distance on the grid of a self-organizing map, else 0 until a mapping fills it.
   int prot_fin(const char* label, int flag);
   /// Computes the distances between all prototypes, or confirms that nothing they depend on has changed, and
   /// records their ranges in the settings. quick != 0: only completes the step; rows are computed where they
@@ -267,16 +205,15 @@ class VeQuan {
   long lpca_init();
 
   // ---- Snapshot (vequan_snapshot.cpp): everything but the data, the distances and the local PCA. ----
-
   /// Writes the snapshot at the position of f. 0 on a failed write, a null stream, a number beyond 32 bits.
   int save_vbf(std::FILE* f) const;
-  /// Reads a snapshot and leaves the stream right behind it. A snapshot of data of another size is refused
-  /// and nothing changes. A damaged or short one clears every state past "dataload" and changes nothing else.
-  /// After a successful load `method` is empty (but for a self-organizing map, which its grid tells),
-  /// components are labelled anew and distances are computed where they are used.
-  int load_vbf(std::FILE* f);
-  /// The same for a file; loading requires "dataload".
   int save_vbf(const char* file) const;
+  /// Reads a snapshot and leaves the stream right behind it; a file requires "dataload". A snapshot of data
+  /// of another size is refused and nothing changes. A damaged or short one clears every state past
+  /// "dataload" and changes nothing else. After a successful load `method` is empty (but for a
+  /// self-organizing map, which its grid tells), components are labelled anew and distances are computed
+  /// where they are used.
+  int load_vbf(std::FILE* f);
   int load_vbf(const char* file);
   /// Writes the graph of the prototypes; requires "prot_fin".
   int dgrasave(const char* file, int binary) const;
@@ -286,15 +223,14 @@ class VeQuan {
   /// that is done; level 0: the head lines of the blocks only. Changes nothing.
   void show(Ostr& o, int level);
 
-  // ---- Read access; the shapes stand at the members below ----
+  // ---- Read access; the shapes stand at the members ----
   /// Flag of a step, by name. Fatal: a name not found exactly once.
   int done(const char* name) const;
   const MatFullD& getdat() const { return dat; }
   const MatFullD& getprot() const { return prot; }
   const MatLinkD& getlink() const { return link; }
   const MatFullL& getcomp() const { return pidx; }
-  /// Number of components, 0 before "prot_fin".
-  long ncomp() const { return compsize.nrow(); }
+  long ncomp() const { return compsize.nrow(); }  ///< 0 before "prot_fin"
   const MatFullL& getcompsize() const { return compsize; }
   const LPCA& getlpca() const { return lpca; }
   const char* getmethod() const { return method; }
@@ -309,31 +245,26 @@ class VeQuan {
   long step(const char* name) const;
   /// Ends the line and prints prefix and text as a line, verbose or not.
   void refuse(const char* text) const;
-  /// When verbose: prefix and text, the line stays open; prefix and text as a line; the end of an open line.
+  /// When verbose: prefix and text, the line stays open; prefix and text as a line; more of an open line; its
+  /// end.
   void say(const char* text) const;
   void say_line(const char* text) const;
+  void say_piece(const char* text) const;
   void say_end(const char* text) const;
   /// Commits a key of either table and returns its value.
   long lkey(const char* key) { return lpref.commit(key); }
   double dkey(const char* key) { return dpref.commit(key); }
-  /// Looks up the often-used keys; to be called whenever the tables were replaced.
-  void find_keys();
   /// Shuffles an order column: for i from the last to 0, exchange entries i and draw_index(n).
   static void shuffle(MatFullL& order);
-  /// Loop counter of an iterative method, when verbose: a line with prefix and text; the end.
-  void progress_begin(const char* text, long n) const;
-  void progress_end() const;
-  /// Calls epoch(e) for e = 0 .. n - 1 until it returns 0; before each, when verbose, "loop e/n" on a line of
-  /// its own and, when "vgerrors" is set, the error (width 7, precision 4). Without `error` the quantizers'
-  /// own, `prot_err`.
-  using Epoch = std::function<long(long)>;
+  /// Calls epoch(e) for e = 0 .. n - 1 until it returns 0. When verbose, prints prefix and text, then before
+  /// each epoch "loop e/n" on a line of its own and, when "vgerrors" is set, the error (width 7, precision 4;
+  /// none for {}). Without `error` the quantizers' own, `prot_err`.
   void run_epochs(const char* text, long n, const EpochError& error, const Epoch& epoch);
   void run_epochs(const char* text, long n, const Epoch& epoch);
   /// The schedule of a method: from the file (when not null), else from the default file, else from the keys.
   MatParaD schedule_for(const char* file, long file_verbose, const ScheduleSource& source);
-  /// Weight of the graph distance in the mix in use: "tdgb", 0 without links.
-  double balance() const;
-  /// True when the ranges of the distances in the settings are those of the present prototypes.
+  double balance() const;  ///< weight of the graph distance in the mix in use: "tdgb", 0 without links
+  /// The ranges of the distances in the settings are those of the present prototypes.
   bool distances_known() const { return pairs.measured(); }
   /// To be called before rows of graph distances are read with weight w: those of a Laplacian are computed
   /// together and kept. False (reported) when memory is short.
@@ -342,23 +273,10 @@ class VeQuan {
   const char* prefix = "VeQuan.";  ///< in front of every message
   char method[32] = "";            ///< label of what made the prototypes
   Origin origin = Origin::other;   ///< as that label tells it
-  Gauge state;                     ///< 8 steps, of which the first 4 are named here
-  MatPrefT<long> lpref;            ///< integer settings
-  MatPrefT<double> dpref;          ///< real settings
   KeyRows keys;
   MatFullD dat;       ///< ndata x dim
-  MatFullD ddis;      ///< ndata x 1: work column
-  MatFullL bmu;       ///< ndata x 1: best-matching prototype, -1 = none yet
-  MatFullL bmucnt;    ///< ndata x 2: changes of the best-matching prototype; presentations since the last one
   MatFullL order;     ///< ndata x 1: presentation order
-  MatFullD prot;      ///< nprot x dim
-  MatFullD pval;      ///< nprot x 1: work column
-  MatFullL hits;      ///< nprot x 1: data captured since the last reset
-  MatFullL pidx;      ///< nprot x 1: component of each prototype
   MatFullL compsize;  ///< ncomp x 1: prototypes per component
-  MatLinkD link;      ///< columns: strength, length, length in the map
-  MatFullD lwork;     ///< nprot x 2: grid coordinates of a self-organizing map, else 0 x 2
-  MatFullL lwork2;    ///< 1 x 3: width, length, hexagonal of that grid, else 0 x 3
   LPCA lpca;
   MatStorT<MatFullL> lvor;        ///< lists of neighbours, entries 2k and 2k + 1 for prototype k
   MatFullL ridx;                  ///< rank list of the online methods
@@ -369,24 +287,16 @@ class VeQuan {
   const char* linkname = "none";  ///< what made the links: the rule that was applied, or "grid"
 
  private:
-  /// Everything that a snapshot holds.
-  struct Snapshot;
-
-  // Messages.
-  void say_piece(const char* text) const;
-
   // Data and prototypes.
   int read_data(const char* text, const char* file, int binary);
   int write_data(const char* text, const char* file, int binary) const;
   int take_prototypes();
   void reset_bookkeeping(long grow);
-  /// What no snapshot holds: presentation order, neighbour lists and distances.
-  void reset_unsaved();
+  void reset_unsaved();   ///< presentation order, neighbour lists and distances
+  void derive_unsaved();  ///< what a snapshot does not hold, after a load
 
   // Linking step; the name under which the prototypes are finished is in `method`.
   bool has_grid() const;
-  void count_hits();
-  void centre_prototypes();
   void link_prototypes(bool keep);
   void clear_links();
   void restore_grid();
@@ -397,18 +307,10 @@ class VeQuan {
 
   // Distances.
   PairRules pair_rules() const;
-  /// Do the stores and ranges hold what a computation would give?
-  bool distances_current() const;
-  /// Gives the distances up, says why and returns 0.
-  int refuse_distances(const char* text);
-  /// Two parts of `dist_ini`; false when they had to be refused.
-  bool laplacian_rows();
-  bool measure_distances();
-  void record(const char* key, double value);
-  void print_range(const char* name, const char* min, const char* max) const;
-
-  /// After a load: what a snapshot does not hold.
-  void derive_unsaved();
+  bool distances_current() const;          ///< hold stores and ranges what a computation would give?
+  int refuse_distances(const char* text);  ///< gives the distances up, says why and returns 0
+  bool laplacian_rows();                   ///< false when refused
+  bool measure_distances();                ///< likewise
 
   /// Working storage of the epochs; it means nothing between them.
   const std::unique_ptr<EpochMemory> workspace;

@@ -13,6 +13,12 @@ bool key_changed(const MatPrefT<T>& table, const char* key) {
   return table.changed(table.getkey(key));
 }
 
+void record(MatPrefT<double>& table, const char* key, double value) {
+  table.commit(key);  // a missing key is reported by its name
+  table.newval(table.getkey(key), value);
+  table.commit(key);
+}
+
 }  // namespace
 
 int VeQuan::dist_ini(int quick) {
@@ -72,31 +78,24 @@ bool VeQuan::measure_distances() {
   });
   if (!ranges) return refuse_distances(no_memory);
   if (bar) os.wbe();
-  record("tdns", ranges->space.min);
-  record("tdng", ranges->graph.min);
-  record("tdnm", ranges->mixed.min);
-  record("tdxs", ranges->space.max);
-  record("tdxg", ranges->graph.max);
-  record("tdxm", ranges->mixed.max);
+  record(dpref, "tdns", ranges->space.min);
+  record(dpref, "tdng", ranges->graph.min);
+  record(dpref, "tdnm", ranges->mixed.min);
+  record(dpref, "tdxs", ranges->space.max);
+  record(dpref, "tdxg", ranges->graph.max);
+  record(dpref, "tdxm", ranges->mixed.max);
   lkey("tdxp");
   lpref.newval(keys.tdxp, ranges->hops);
   lkey("tdxp");
-  print_range("space", "tdns", "tdxs");
-  print_range("mixed", "tdnm", "tdxm");
-  print_range("graph", "tdng", "tdxg");
+  const auto print = [this](const char* name, const char* min, const char* max) {
+    os.ow(prefix).ow(name).ow(" dist.: [").ow(dpref.getval(dpref.getkey(min)));
+    os.ow(",").ow(dpref.getval(dpref.getkey(max))).ow("]").nl();
+  };
+  if (!verbose) return true;
+  print("space", "tdns", "tdxs");
+  print("mixed", "tdnm", "tdxm");
+  print("graph", "tdng", "tdxg");
   return true;
-}
-
-void VeQuan::record(const char* key, double value) {
-  dkey(key);  // a missing key is reported by its name
-  dpref.newval(dpref.getkey(key), value);
-  dkey(key);
-}
-
-void VeQuan::print_range(const char* name, const char* min, const char* max) const {
-  if (!verbose) return;
-  os.ow(prefix).ow(name).ow(" dist.: [").ow(dpref.getval(dpref.getkey(min)));
-  os.ow(",").ow(dpref.getval(dpref.getkey(max))).ow("]").nl();
 }
 
 double VeQuan::balance() const { return lpref.getval(keys.vglink_p) != 0 ? dpref.getval(keys.tdgb) : 0.0; }

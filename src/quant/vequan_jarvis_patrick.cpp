@@ -240,12 +240,9 @@ long VeQuan::jp(const char* file) {
     return 0;
   }
   if (dat.nrow() == 0) return 0;
-  progress_begin("jp: quantizing ... ", sched.nrow());
-  for (long t = 0; t < sched.nrow(); ++t) {
-    if (verbose) os.lp(0);
-    jp_itr(rounded(sched(t, 0)), sched.ncol() > 1 ? rounded(sched(t, 1)) : shared);
-  }
-  progress_end();
+  run_epochs("jp: quantizing ... ", sched.nrow(), {}, [&](long t) {
+    return jp_itr(rounded(sched(t, 0)), sched.ncol() > 1 ? rounded(sched(t, 1)) : shared);
+  });
   Clusters clusters(dat, bmu);
   const long count = clusters.order(sort);
   cluster_means(dat, bmu, count, prot, hits);

@@ -15,11 +15,6 @@ namespace qvtx {
 
 namespace {
 
-Origin origin_of(const char* label) {
-  if (std::strcmp(label, som_name) == 0) return Origin::map;
-  return std::strcmp(label, cluster_name) == 0 ? Origin::clusters : Origin::other;
-}
-
 constexpr const char* rule_names[] = {"none", "e_link", "n_link", "r_link", "d_link", "h_link"};
 enum LinkRule : long {
   no_links = 0,
@@ -29,6 +24,27 @@ enum LinkRule : long {
   by_data = 4,
   by_pairs = 5
 };
+
+/// Gives every datum a prototype and counts what each prototype gets.
+void count_hits(const MatFullD& dat, const MatFullD& prot, MatFullL& bmu, MatFullL& hits) {
+  MatFullL assigned;
+  assigned_prototypes(dat, prot, bmu, assigned);
+  std::copy_n(assigned.data(), assigned.nrow(), bmu.data());
+  std::fill_n(hits.data(), hits.nrow(), 0L);
+  for (long i = 0; i < bmu.nrow(); ++i) ++hits.data()[bmu.data()[i]];
+}
+
+/// Moves every prototype with data to their mean.
+void centre(const MatFullD& dat, const MatFullL& bmu, const MatFullL& hits, MatFullD& prot) {
+  MatFullD means;
+  means.copy(prot);
+  sum_by_prototype(dat, bmu, means);
+  for (long k = prot.nrow() - 1; k >= 0; --k) {
+    if (hits(k, 0) == 0) continue;
+    divide_row(means, k, hits(k, 0));
+    prot.copy(k, means, k);
+  }
+}
 
 /// The rule that stands for the one asked for. Rules that count data find next to nothing when the prototypes
 /// are the data themselves or nearly so.
@@ -65,8 +81,13 @@ int VeQuan::prot_fin(const char* label, int flag) {
   std::strcpy(method, name.c_str());
   origin = origin_of(method);
   say("prot_fin: ");
-  count_hits();
-  centre_prototypes();
+  count_hits(dat, prot, bmu, hits);
+  // A map's prototypes are held back by their neighbours on the grid, a cluster's are where the method put
+  // them.
+  if (lkey("vgcent_p") && !has_grid() && origin != Origin::clusters) {
+    say_piece("centring ... ");
+    centre(dat, bmu, hits, prot);
+  }
   link_prototypes(flag == 0);
   if (lpref.getval(keys.vglink_p) != no_links) say_piece("computing connex components ... ");
   label_components();
@@ -81,30 +102,6 @@ void VeQuan::say_piece(const char* text) const {
 }
 
 bool VeQuan::has_grid() const { return prot.nrow() > 0 && lwork.nrow() == prot.nrow(); }
-
-void VeQuan::count_hits() {
-  MatFullL assigned;
-  assigned_prototypes(dat, prot, bmu, assigned);
-  std::copy_n(assigned.data(), assigned.nrow(), bmu.data());
-  std::fill_n(hits.data(), hits.nrow(), 0L);
-  for (long i = 0; i < bmu.nrow(); ++i) ++hits.data()[bmu.data()[i]];
-}
-
-void VeQuan::centre_prototypes() {
-  if (!lkey("vgcent_p")) return;
-  // A map's prototypes are held back by their neighbours on the grid, a cluster's are where the method put
-  // them.
-  if (has_grid() || origin == Origin::clusters) return;
-  say_piece("centring ... ");
-  MatFullD means;
-  means.copy(prot);
-  sum_by_prototype(dat, bmu, means);
-  for (long k = prot.nrow() - 1; k >= 0; --k) {
-    if (hits(k, 0) == 0) continue;
-    divide_row(means, k, hits(k, 0));
-    prot.copy(k, means, k);
-  }
-}
 
 void VeQuan::link_prototypes(bool keep) {
   const long rule = lkey("vglink_p");

@@ -68,40 +68,21 @@ void keep_labels(MatFullL& saved, MatFullL& pidx, MatFullL& compsize) {
   pidx.swap(saved);
 }
 
-}  // namespace
-
-struct VeQuan::Snapshot {
-  /// What a snapshot holds after the data's size and `verbose`, in the order of the file. A holder is a
-  /// quantizer or a snapshot.
-  template <class Holder>
-  static auto fields(Holder& h) {
-    return std::tie(h.state, h.lpref, h.dpref, h.ddis, h.bmu, h.bmucnt, h.prot, h.pval, h.hits, h.pidx,
-                    h.link, h.lwork, h.lwork2);
-  }
-
+/// A state that was read, until it is known to be sound.
+struct Snapshot : QuantizerState {
   long verbose = 0;
-  Gauge state{0};
-  MatPrefT<long> lpref{64};
-  MatPrefT<double> dpref{64};
-  MatFullD ddis;
-  MatFullL bmu, bmucnt;
-  MatFullD prot, pval;
-  MatFullL hits, pidx;
-  MatLinkD link;
-  MatFullD lwork;
-  MatFullL lwork2;
 
   bool read(std::FILE* f) {
-    return read_int32(f, verbose) &&
-           std::apply([f](auto&... field) { return (field.load_bin(f) && ...); }, fields(*this));
+    return read_int32(f, verbose) && std::apply([f](auto&... field) { return (field.load_bin(f) && ...); },
+                                                fields<QuantizerState>(*this));
   }
 
-  /// Whether the quantizer can go on from here with its data.
-  bool fits(const VeQuan& quantizer) const {
-    if (!quantizer.state.same_steps(state) || !grid_fits()) return false;
-    if (flag(pinidone) && !initialised_fits(quantizer.dat.nrow(), quantizer.dat.ncol())) return false;
-    if (flag(pfindone) && !finished_fits()) return false;
-    return has_keys_of(lpref, quantizer.lpref) && has_keys_of(dpref, quantizer.dpref);
+  /// Whether a quantizer with these data and this present state can go on from here.
+  bool fits(const MatFullD& dat, const QuantizerState& present) const {
+    if (!present.state.same_steps(state) || !grid_fits()) return false;
+    if (flag(VeQuan::pinidone) && !initialised_fits(dat.nrow(), dat.ncol())) return false;
+    if (flag(VeQuan::pfindone) && !finished_fits()) return false;
+    return has_keys_of(lpref, present.lpref) && has_keys_of(dpref, present.dpref);
   }
 
  private:
@@ -135,11 +116,13 @@ struct VeQuan::Snapshot {
   }
 };
 
+}  // namespace
+
 int VeQuan::save_vbf(std::FILE* f) const {
   if (f == nullptr) return 0;
   return write_int32(f, dat.nrow()) && write_int32(f, dat.ncol()) && write_int32(f, verbose) &&
          std::apply([f](const auto&... field) { return (field.save_bin(f) && ...); },
-                    Snapshot::fields(*this));
+                    fields<const QuantizerState>(*this));
 }
 
 int VeQuan::load_vbf(std::FILE* f) {
@@ -151,14 +134,14 @@ int VeQuan::load_vbf(std::FILE* f) {
     return 0;
   }
   Snapshot loaded;
-  if (!sized || !loaded.read(f) || !loaded.fits(*this)) {
+  if (!sized || !loaded.read(f) || !loaded.fits(dat, *this)) {
     state.shutflag(step(pinidone));
     pairs.forget();
     return 0;
   }
   verbose = loaded.verbose;
-  exchange(Snapshot::fields(*this), Snapshot::fields(loaded));
-  find_keys();
+  exchange(fields<QuantizerState>(*this), fields<QuantizerState>(loaded));
+  keys.find(lpref, dpref);
   derive_unsaved();
   return 1;
 }

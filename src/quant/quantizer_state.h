@@ -1,0 +1,39 @@
+#pragma once
+// What a snapshot of a quantizer holds.
+
+#include <tuple>
+
+#include "graph/gauge.h"
+#include "graph/matlinkd.h"
+#include "settings/matpref.h"
+
+namespace qvtx {
+
+/// The part of a quantizer that its snapshots save: everything but the data (ndata x dim), what can be
+/// computed again from the rest, and the local PCA.
+struct QuantizerState {
+  Gauge state{8};              ///< steps, of which the first 4 are the quantizer's
+  MatPrefT<long> lpref{64};    ///< integer settings
+  MatPrefT<double> dpref{64};  ///< real settings
+  MatFullD ddis;               ///< ndata x 1: work column
+  MatFullL bmu;                ///< ndata x 1: best-matching prototype, -1 = none yet
+  MatFullL bmucnt;             ///< ndata x 2: changes of it; presentations since the last one
+  MatFullD prot;               ///< nprot x dim
+  MatFullD pval;               ///< nprot x 1: work column
+  MatFullL hits;               ///< nprot x 1: data captured since the last reset
+  MatFullL pidx;               ///< nprot x 1: component of each prototype
+  /// Columns: the strength counted by the rule, the distance between the two prototypes, and that on the grid
+  /// of a self-organizing map, else 0 until a mapping fills it.
+  MatLinkD link{0, 3};
+  MatFullD lwork{0, 2};   ///< nprot x 2: grid coordinates of a self-organizing map, else 0 x 2
+  MatFullL lwork2{0, 3};  ///< 1 x 3: width, length, hexagonal of that grid, else 0 x 3
+
+  /// References to the fields of s, a QuantizerState, const or not, in the order of the file.
+  template <class State>
+  static auto fields(State& s) {
+    return std::tie(s.state, s.lpref, s.dpref, s.ddis, s.bmu, s.bmucnt, s.prot, s.pval, s.hits, s.pidx,
+                    s.link, s.lwork, s.lwork2);
+  }
+};
+
+}  // namespace qvtx
