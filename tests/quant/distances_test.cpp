@@ -26,22 +26,21 @@ class Distances : public QuantizerTest {
     ASSERT_EQ(1, vq.prot_fin("LBG", 1));
   }
 
-  /// All shortest paths by Floyd and Warshall, along the lengths of the links or their numbers.
-  Rows paths(bool lengths) const {
+  /// All shortest paths by Floyd and Warshall; -1: none.
+  Rows paths() const {
     const auto n = static_cast<std::size_t>(vq.prot.nrow());
     Rows d(n, std::vector<double>(n, infinity));
     for (std::size_t i = 0; i < n; ++i) d[i][i] = 0.0;
-    for (long k = 0; k < vq.link.nslot(); ++k) {
-      if (!vq.link.live(k)) continue;
-      const auto a = static_cast<std::size_t>(vq.link.end_a(k)),
-                 b = static_cast<std::size_t>(vq.link.end_b(k));
-      d[a][b] = d[b][a] = lengths ? vq.link.getvalue(k, 1) : 1.0;
+    for (const auto& link : links_of(vq.link)) {
+      const auto a = static_cast<std::size_t>(link[0]), b = static_cast<std::size_t>(link[1]);
+      d[a][b] = d[b][a] = link[3];
     }
     for (std::size_t k = 0; k < n; ++k) {
       for (std::size_t i = 0; i < n; ++i) {
         for (std::size_t j = 0; j < n; ++j) d[i][j] = std::min(d[i][j], d[i][k] + d[k][j]);
       }
     }
+    for (auto& row : d) std::replace(row.begin(), row.end(), infinity, -1.0);
     return d;
   }
   double space_distance(long i, long j) const { return vq.prot.sdas(i, j, no_bound); }
@@ -64,15 +63,25 @@ class Distances : public QuantizerTest {
   }
 };
 
+/// The smallest and the largest positive number of some rows.
+std::pair<double, double> range_of(const Rows& rows) {
+  std::pair<double, double> range = {infinity, 0.0};
+  for (const auto& row : rows) {
+    for (const double x : row) {
+      if (x > 0.0) range = {std::min(range.first, x), std::max(range.second, x)};
+    }
+  }
+  return range;
+}
+
 TEST_F(Distances, RowsAndRangesAreThoseOfPlainReferences) {
   const long n = 60;
   quantize(n, 3);
   vq.setkey("tdgb", 0.25);
   ASSERT_EQ(1, vq.dist_ini(0));
-  EXPECT_EQ(1, vq.done(VeQuan::dinidone));
   EXPECT_EQ(n, vq.npath());
-  const Rows graph = paths(true), counts = paths(false);
-  double lo[3] = {infinity, infinity, infinity}, hi[3] = {0.0, 0.0, 0.0}, hops = 0.0;
+  const Rows graph = paths();
+  Rows space = graph, mixed = graph;
   MatFullD scratch, scratch2, scratch3;
   MatFullL path;
   for (long i = 0; i < n; ++i) {
@@ -82,33 +91,25 @@ TEST_F(Distances, RowsAndRangesAreThoseOfPlainReferences) {
     EXPECT_EQ(i, p[1]);
     EXPECT_EQ(-1, p[2 * i]);
     for (long j = 0; j < n; ++j) {
-      const double steps = counts[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
-      const double length = graph[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
-      EXPECT_EQ(space_distance(i, j), e[j]);
-      EXPECT_NEAR(length == infinity ? -1.0 : length, g[j], 1e-13);
-      EXPECT_TRUE(g[j] < 0 || e[j] <= g[j] * (1 + 1e-9)) << "no path is shorter than the straight line";
+      const auto a = static_cast<std::size_t>(i), b = static_cast<std::size_t>(j);
+      space[a][b] = space_distance(i, j);
+      EXPECT_EQ(space[a][b], e[j]);
+      EXPECT_NEAR(graph[a][b], g[j], 1e-13);
+      if (graph[a][b] > 0.0) mixed[a][b] = 0.75 * e[j] + 0.25 * graph[a][b];
       const long before = p[2 * j];
-      if (before >= 0) {
-        const long k = vq.link.get_link(before, j);
-        ASSERT_GE(k, 0);
-        EXPECT_EQ(g[j], g[before] + vq.link.getvalue(k, 1));
-      }
-      const double kinds[3] = {e[j], length, 0.75 * e[j] + 0.25 * length};
-      for (int c = 0; c < 3 && i != j; ++c) {
-        if (kinds[c] == infinity) continue;
-        lo[c] = std::min(lo[c], kinds[c]);
-        hi[c] = std::max(hi[c], kinds[c]);
-      }
-      if (steps < infinity) hops = std::max(hops, steps);
+      if (before < 0) continue;
+      const long k = vq.link.get_link(before, j);
+      ASSERT_GE(k, 0);
+      EXPECT_EQ(g[j], g[before] + vq.link.getvalue(k, 1));
     }
   }
-  const char* const smallest[3] = {"tdns", "tdng", "tdnm"};
-  const char* const largest[3] = {"tdxs", "tdxg", "tdxm"};
-  for (int c = 0; c < 3; ++c) {
-    EXPECT_NEAR(lo[c], vq.real(smallest[c]), 1e-13) << smallest[c];
-    EXPECT_NEAR(hi[c], vq.real(largest[c]), 1e-13) << largest[c];
+  const std::pair<const Rows*, std::pair<const char*, const char*>> kinds[] = {
+      {&space, {"tdns", "tdxs"}}, {&graph, {"tdng", "tdxg"}}, {&mixed, {"tdnm", "tdxm"}}};
+  for (const auto& [rows, keys] : kinds) {
+    EXPECT_NEAR(range_of(*rows).first, vq.real(keys.first), 1e-13) << keys.first;
+    EXPECT_NEAR(range_of(*rows).second, vq.real(keys.second), 1e-13) << keys.second;
   }
-  EXPECT_EQ(static_cast<long>(hops), vq.number("tdxp"));
+  EXPECT_EQ(link_diameter(vq.link), vq.number("tdxp"));
 }
 
 TEST(LinkDiameter, IsTheLargestNumberOfLinksOnAShortestPath) {
@@ -161,38 +162,37 @@ TEST_F(Distances, StoredReadAndComputedRowsAreTheSame) {
       ASSERT_EQ(1, vq.prot_fin("LBG", 1));
       ASSERT_EQ(1, vq.dist_ini(0));
       rows.insert(all_rows());
-      MatFullD scratch;
-      EXPECT_EQ(memory >= 1, vq.space_row(7, scratch) != scratch.data());
+      EXPECT_EQ(memory >= 1, vq.space_stored(7));
+      EXPECT_EQ(memory >= 1 || type == 2, vq.graph_stored(7));
+      EXPECT_EQ(memory == 2, vq.path_stored(7));
     }
     ASSERT_EQ(1, vq.prot_fin("LBG", 1));
     ASSERT_EQ(1, vq.dist_ini(1));
     rows.insert(all_rows());
+    EXPECT_FALSE(vq.graph_stored(7)) << "reading stores nothing";
     EXPECT_EQ(1u, rows.size()) << "type " << type;
   }
 }
 
-TEST_F(Distances, LaplacianOfATreeGivesTheRootsOfItsPathLengths) {
-  load({{0.0}, {1.0}, {2.0}, {3.0}, {50.0}, {51.0}});
+TEST_F(Distances, LaplacianOfAPathGivesTheRootsOfItsLengths) {
+  load({{0.0}, {1.0}, {2.0}, {50.0}});
   vq.setkey("vglink_p", 1);
   vq.setkey("vleeps", 1.0);
-  vq.setkey("tdctdtwt", 0);
-  vq.setkey("tdctdlnf", 0);
+  for (const char* key : {"tdctdtwt", "tdctdlnf"}) vq.setkey(key, 0);
   vq.setkey("tdgdtype", 2);
   ASSERT_EQ(1, vq.nq());
   ASSERT_EQ(1, vq.dist_ini(0));
-  MatFullD scratch, scratch2;
-  MatFullL paths;
-  for (long i = 0; i < 6; ++i) {
+  MatFullD scratch;
+  MatFullL path;
+  for (long i = 0; i < 3; ++i) {
     const double* const g = vq.graph_row(i, scratch);
-    for (long j = 0; j < 6; ++j) {
-      const bool connected = (i < 4) == (j < 4);
-      EXPECT_NEAR(connected ? std::sqrt(static_cast<double>(std::abs(i - j))) : -1.0, g[j], 1e-12);
-    }
+    for (long j = 0; j < 3; ++j) EXPECT_NEAR(std::sqrt(static_cast<double>(std::abs(i - j))), g[j], 1e-12);
+    EXPECT_EQ(-1.0, g[3]) << "another component";
   }
-  const long* const p = vq.path_row(0, paths, scratch2);
-  EXPECT_EQ((std::vector<long>{-1, 0, -1, 1, -1, 2, -1, 3, -1, -1, -1, -1}), std::vector<long>(p, p + 12));
-  EXPECT_NEAR(std::sqrt(3.0), vq.real("tdxg"), 1e-12);
-  EXPECT_EQ(3, vq.number("tdxp"));
+  const long* const p = vq.path_row(0, path, scratch);
+  EXPECT_EQ((std::vector<long>{-1, 0, -1, 1, -1, 2, -1, -1}), std::vector<long>(p, p + 8));
+  EXPECT_NEAR(std::sqrt(2.0), vq.real("tdxg"), 1e-12);
+  EXPECT_EQ(2, vq.number("tdxp"));
 }
 
 }  // namespace

@@ -116,7 +116,8 @@ TEST_F(EpochTest, KMeansStopsAtItsLimits) {
   for (const long limit : {0L, 2L}) {
     vq.setkey("vlbgitr ", static_cast<double>(limit));
     ASSERT_EQ(1, vq.lbg(5));
-    EXPECT_EQ(std::max(limit, 1L), vq.bmucnt(0, 0) + vq.bmucnt(0, 1)) << "one epoch at least";
+    const long presentations = vq.bmucnt(0, 0) + vq.bmucnt(0, 1);
+    EXPECT_EQ(std::max(limit, 1L), presentations) << "one epoch at least";
   }
   start({.name = "", .ndata = 40, .n = 40});
   EXPECT_FALSE(vq.lbg_itr(-1)) << "every datum finds itself: 40 changes are not above 40";

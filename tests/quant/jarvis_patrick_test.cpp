@@ -16,9 +16,10 @@ namespace {
 struct Reference {
   Rows x;
   long least = 1;
-  std::vector<long> cluster;  ///< -1: none yet
+  std::vector<long> cluster = std::vector<long>(x.size(), -1);  ///< -1: none yet
   long count = 0;
 
+  long left() const { return std::count(cluster.begin(), cluster.end(), -1L); }
   double squared(std::size_t i, std::size_t j) const {
     double sum = 0.0;
     for (std::size_t c = x[i].size(); c-- > 0;) sum += (x[i][c] - x[j][c]) * (x[i][c] - x[j][c]);
@@ -60,8 +61,8 @@ struct Reference {
     }
   }
 
-  /// Numbers by the order asked for, and the rest with their nearest neighbours.
-  void finish(long sort) {
+  /// Numbers the clusters in the order asked for; without one, all data become one.
+  void order(long sort) {
     if (count == 0) std::fill(cluster.begin(), cluster.end(), 0L);
     count = std::max(count, 1L);
     std::vector<std::array<long, 3>> order;  // by size, then by the first member
@@ -71,14 +72,32 @@ struct Reference {
       order.push_back({sort == 0 ? 0 : sort == 1 ? -size : size, first, c});
     }
     std::sort(order.begin(), order.end());
+    for (long& label : cluster) {
+      const auto entry = [label](const auto& e) { return e[2] == label; };
+      if (label >= 0) label = std::find_if(order.begin(), order.end(), entry) - order.begin();
+    }
+  }
+
+  /// Means of the data that have a cluster.
+  Rows means() const {
+    Rows sums(static_cast<std::size_t>(count), std::vector<double>(x[0].size(), 0.0));
+    for (std::size_t i = 0; i < x.size(); ++i) {
+      const double size = static_cast<double>(std::count(cluster.begin(), cluster.end(), cluster[i]));
+      for (std::size_t c = 0; c < x[i].size() && cluster[i] >= 0; ++c)
+        sums[static_cast<std::size_t>(cluster[i])][c] += x[i][c] / size;
+    }
+    return sums;
+  }
+
+  /// The rest joins the first of the nearest data with a cluster.
+  void adopt() {
     const std::vector<long> known = cluster;
     for (std::size_t i = 0; i < x.size(); ++i) {
-      std::size_t best = i;  // itself, or the first of the nearest data with a cluster
+      std::size_t best = i;
       for (std::size_t j = 0; j < x.size() && known[i] < 0; ++j) {
         if (known[j] >= 0 && (best == i || squared(i, j) < squared(i, best))) best = j;
       }
-      const auto entry = [&](const auto& e) { return e[2] == known[best]; };
-      cluster[i] = std::find_if(order.begin(), order.end(), entry) - order.begin();
+      cluster[i] = known[best];
     }
   }
 };
@@ -86,8 +105,6 @@ struct Reference {
 class JarvisPatrickTest : public QuantizerTest {
  protected:
   std::vector<long> clusters() const { return {vq.bmu.data(), vq.bmu.data() + vq.bmu.nrow()}; }
-  static void schedule(const std::string& text) { std::ofstream("own.jpp") << text; }
-
   Scratch directory;
 };
 
@@ -110,57 +127,52 @@ TEST_F(JarvisPatrickTest, PassesEqualBruteForce) {
     MatFullD m;
     uniform_points(m, c.n, c.d, 11);
     for (long i = 0; i < c.n * c.d && c.lattice; ++i) m.data()[i] = std::floor(8.0 * m.data()[i]);
-    Reference reference{rows_of(m), c.least, std::vector<long>(static_cast<std::size_t>(c.n), -1)};
-    std::string text, report = "VeQuan.jp: quantizing ... \n";
-    const auto left = [&] { return std::count(reference.cluster.begin(), reference.cluster.end(), -1L); };
-    for (std::size_t e = 0; e < c.passes.size(); ++e) {
-      const auto [k, s] = c.passes[e];
-      const long before = left(), known = reference.count;
+    Reference reference{rows_of(m), c.least};
+    long epoch = 0;
+    std::ofstream schedule("own.jpp");
+    std::ostringstream report;
+    report << "VeQuan.jp: quantizing ... \n";
+    for (const auto& [k, s] : c.passes) {
+      const long before = reference.left(), known = reference.count;
       reference.pass(k, s);
-      text += std::to_string(k) + ".4\t" + std::to_string(s) + ".3\t\n";
-      report += "loop " + std::to_string(e + 1) + "/" + std::to_string(c.passes.size()) +
-                "  k=" + std::to_string(std::min(k, std::max(before - 1, 0L))) + " s=" + std::to_string(s) +
-                " clusters=" + std::to_string(reference.count - known) + " left=" + std::to_string(left()) +
-                "\n";
+      schedule << k << ".4\t" << s << ".3\t\n";
+      report << "loop " << ++epoch << '/' << c.passes.size()
+             << "  k=" << std::min(k, std::max(before - 1, 0L)) << " s=" << s
+             << " clusters=" << reference.count - known << " left=" << reference.left() << '\n';
     }
-    const std::vector<long> core = reference.cluster;
-    const bool found = reference.count > 0;
-    reference.finish(c.sort);
+    schedule.close();
+    reference.order(c.sort);
+    const Rows means = reference.means();
+    reference.adopt();
 
     ASSERT_EQ(1, vq.dataload(m, 0));
     vq.setkey("vjpminc", static_cast<double>(c.least));
     vq.setkey("vjpsort", static_cast<double>(c.sort));
-    schedule(text);
     console.take();
     ASSERT_EQ(1, vq.jp("own.jpp"));
     const std::string said = console.take();
-    EXPECT_NE(std::string::npos, said.find(report)) << said << report;
+    EXPECT_NE(std::string::npos, said.find(report.str())) << said << report.str();
     EXPECT_STREQ("Jarvis-Patrick", vq.getmethod());
     ASSERT_EQ(reference.count, vq.prot.nrow());
     EXPECT_EQ(reference.cluster, clusters());
     for (long k = 0; k < vq.hits.nrow(); ++k) {
       EXPECT_EQ(std::count(reference.cluster.begin(), reference.cluster.end(), k), vq.hits(k, 0));
-      // The mean of the data that a pass, and not the nearest neighbour, put into the cluster.
       for (long j = 0; j < c.d; ++j) {
-        double sum = 0.0, n = 0.0;
-        for (std::size_t i = 0; i < core.size(); ++i) {
-          if (reference.cluster[i] != k || (found && core[i] < 0)) continue;
-          sum += reference.x[i][static_cast<std::size_t>(j)];
-          n += 1.0;
-        }
-        EXPECT_NEAR(sum / n, vq.prot(k, j), 1e-12 * (1.0 + std::fabs(sum / n)));
+        const double mean = means[static_cast<std::size_t>(k)][static_cast<std::size_t>(j)];
+        EXPECT_NEAR(mean, vq.prot(k, j), 1e-12 * (1.0 + std::fabs(mean)));
       }
     }
   }
 }
 
 TEST_F(JarvisPatrickTest, RefusesSchedulesAfterTheInitialisation) {
-  EXPECT_EQ(0, vq.jp(nullptr) + vq.jp_itr(5, 2)) << "no data";
+  EXPECT_EQ(0, vq.jp(nullptr)) << "no data";
+  EXPECT_EQ(0, vq.jp_itr(5, 2));
   load_uniform(60, 2);
   ASSERT_EQ(1, vq.lbg(9));
   vq.setkey("vgkeep_p", 1);
   for (const char* text : {"0.9\t\n", "5\t\n-3\t\n", "5\t-0.1\t\n", "5\t2\t\n0\t2\t\n"}) {
-    schedule(text);
+    std::ofstream("own.jpp") << text;
     EXPECT_EQ(0, vq.jp("own.jpp"));
     EXPECT_EQ("VeQuan.jp: k not parametric\n", console.take());
     EXPECT_EQ(0, vq.done(VeQuan::pfindone));

@@ -40,13 +40,12 @@ TEST_F(Model, FirstPrototypesByEveryWay) {
   EXPECT_EQ(rows_of(vq.dat), rows_of(vq.prot)) << "the number asked for is ignored";
 
   const RandomState before = getrandom();
-  Rows expected(2, {0.0, 0.0});
-  for (std::size_t i : {1u, 0u}) {
-    for (std::size_t j : {1u, 0u}) expected[i][j] = u_rand();
-  }
+  MatFullD expected(2, 2);
+  expected.setrows(2);
+  expected.random(0, 0.0, 1.0, 0, -1, 0, -1);
   setrandom(before);
   ASSERT_EQ(1, vq.prot_ini(2, 1));
-  EXPECT_EQ(expected, rows_of(vq.prot)) << "the unit cube, last row and column first";
+  EXPECT_EQ(rows_of(expected), rows_of(vq.prot)) << "the unit cube";
 }
 
 TEST_F(Model, PrototypesAreKeptWhenAskedOrForANegativeNumber) {
@@ -63,22 +62,15 @@ TEST_F(Model, PrototypesAreKeptWhenAskedOrForANegativeNumber) {
 }
 
 TEST_F(Model, ErrorIsHalfTheMeanSquaredDistance) {
-  load_uniform(101, 3);
-  ASSERT_EQ(1, vq.prot_ini(7, 0));
-  for (int assigned : {0, 1, 2}) {  // no datum, some, and all data have a prototype, not always the nearest
-    for (long i = 0; i < 101; ++i) {
-      if (assigned == 2 || (assigned == 1 && i % 3 == 0)) vq.bmu(i, 0) = i % 7;
-    }
-    if (assigned == 1) vq.bmu(5, 0) = 7;  // not a prototype's number
-    double sum = 0.0;
-    for (long i = 100; i >= 0; --i) {
-      long k = vq.bmu(i, 0);
-      if (k < 0 || k >= 7) k = vq.prot.nearest(vq.dat, i, no_bound);
-      const double d = vq.prot.sdas(k, vq.dat, i, no_bound);
-      sum += d * d;
-    }
-    EXPECT_EQ(0.5 * sum / 101.0, vq.prot_err()) << "way " << assigned;
-  }
+  load({{0.0}, {1.0}, {4.0}, {10.0}});
+  ASSERT_EQ(1, vq.prot_ini(2, 3));
+  fill(vq.prot, {{0.0}, {10.0}});
+  EXPECT_EQ((0.0 + 1.0 + 16.0 + 0.0) / 8.0, vq.prot_err()) << "no datum has a prototype: the nearest count";
+  vq.bmu(1, 0) = 1;
+  vq.bmu(2, 0) = 2;  // not a prototype's number
+  EXPECT_EQ((0.0 + 81.0 + 16.0 + 0.0) / 8.0, vq.prot_err());
+  for (long i = 0; i < 4; ++i) vq.bmu(i, 0) = 1;
+  EXPECT_EQ((100.0 + 81.0 + 36.0 + 0.0) / 8.0, vq.prot_err());
 }
 
 TEST_F(Model, LostPrototypesAreDeletedAndTheDataRenumbered) {

@@ -1,5 +1,7 @@
 // What the methods with a schedule share: where it comes from, the laws of the keys, what is refused.
 
+#include <functional>
+
 #include "base/istr.h"
 #include "support/reference_quantizer.h"
 #include "support/schedule_files.h"
@@ -115,21 +117,24 @@ TEST_F(ScheduleTest, ParametersOutOfRangeLeaveThePrototypesAlone) {
   EXPECT_EQ(0, vq.som_itr(0.5, 1.0)) << "no grid";
   ASSERT_EQ(1, vq.som_ini(9, 1.0));
   const auto before = rows_of(vq.prot);
-  for (const double bad : {-0.1, 1.1, std::nan("")}) {
-    EXPECT_EQ(0, vq.cl_itr(bad) + vq.fcl_itr(bad, 0) + vq.nw_itr(1.0, bad) + vq.ng_itr(bad, 1.0) +
-                     vq.som_itr(bad, -1.0));
-    EXPECT_EQ(
-        "VeQuan.cl_itr: anow not parametric\nVeQuan.fcl_itr: anow not parametric\n"
-        "VeQuan.ng_itr: anow not parametric\nVeQuan.ng_itr: anow not parametric\n"
-        "VeQuan.som_itr: anow not parametric\n",
-        console.take());
-  }
-  for (const double bad : {-0.1, std::nan("")}) {
-    EXPECT_EQ(0, vq.ng_itr(1.0, bad) + vq.som_itr(1.0, bad) + vq.nw_itr(bad, 0.5) + vq.xn_itr(bad));
-    EXPECT_EQ(
-        "VeQuan.ng_itr: lnow not parametric\nVeQuan.som_itr: lnow not parametric\n"
-        "VeQuan.nw_itr: arad<=0.0\nVeQuan.xn: arad<=0.0\n",
-        console.take());
+  const struct {
+    std::function<long(double)> epoch;
+    const char* refusal;
+    bool rate = true;  // at most 1
+  } cases[] = {{[this](double x) { return vq.cl_itr(x); }, "cl_itr: anow not parametric"},
+               {[this](double x) { return vq.fcl_itr(x, 0); }, "fcl_itr: anow not parametric"},
+               {[this](double x) { return vq.nw_itr(1.0, x); }, "ng_itr: anow not parametric"},
+               {[this](double x) { return vq.ng_itr(x, 1.0); }, "ng_itr: anow not parametric"},
+               {[this](double x) { return vq.som_itr(x, -1.0); }, "som_itr: anow not parametric"},
+               {[this](double x) { return vq.ng_itr(1.0, x); }, "ng_itr: lnow not parametric", false},
+               {[this](double x) { return vq.som_itr(1.0, x); }, "som_itr: lnow not parametric", false},
+               {[this](double x) { return vq.nw_itr(x, 0.5); }, "nw_itr: arad<=0.0", false},
+               {[this](double x) { return vq.xn_itr(x); }, "xn: arad<=0.0", false}};
+  for (const auto& c : cases) {
+    for (const double bad : {-0.1, std::nan(""), c.rate ? 1.1 : -7.0}) {
+      EXPECT_EQ(0, c.epoch(bad)) << c.refusal << bad;
+      EXPECT_EQ("VeQuan." + std::string(c.refusal) + "\n", console.take()) << bad;
+    }
   }
   EXPECT_EQ(before, rows_of(vq.prot));
 }
@@ -138,9 +143,14 @@ TEST_F(ScheduleTest, MethodsNeedDataAndPrototypes) {
   MatParaD sched;
   fill(sched, {{0.5, 1.0}});
   for (const Method& m : methods) EXPECT_EQ(0, run(m.name, sched)) << m.name;
-  EXPECT_EQ(0, vq.lbg(5) + vq.dlbg(0.2) + vq.xn(1.0));
+  EXPECT_EQ(0, vq.lbg(5));
+  EXPECT_EQ(0, vq.dlbg(0.2));
+  EXPECT_EQ(0, vq.xn(1.0));
   load_uniform(30, 2);
-  EXPECT_EQ(0, vq.lbg(0) + vq.cl(0, sched) + vq.fcl(0, sched) + vq.ng(0, sched)) << "no prototypes";
+  EXPECT_EQ(0, vq.lbg(0)) << "no prototypes";
+  EXPECT_EQ(0, vq.cl(0, sched));
+  EXPECT_EQ(0, vq.fcl(0, sched));
+  EXPECT_EQ(0, vq.ng(0, sched));
   EXPECT_EQ(0, vq.xn(0.0));
   EXPECT_EQ(0, vq.done(VeQuan::pfindone));
   EXPECT_EQ(0, vq.xn(100.0)) << "its result is no success";

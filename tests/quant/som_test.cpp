@@ -51,6 +51,7 @@ class SomTest : public ReferenceTest {
   /// The share of the data whose two nearest nodes are no neighbours on the grid.
   double topographic_error(long width, bool hexagonal) const {
     double errors = 0;
+    if (reference.nprot() < 2) return 0;
     for (const auto& x : reference.dat) {
       std::vector<std::pair<double, long>> all;
       for (const auto& node : reference.prot) {
@@ -112,9 +113,8 @@ TEST_F(SomTest, OnlineEpochsEqualThePlainLoop) {
       ASSERT_EQ(1, vq.som_itr(0.25, l));
       expect_same();
       expect_report(" a=%6.3f l=%6.3f lost=%3ld chgd=%6ld", 0.25, l, reference.lost, reference.chgd);
-      const bool single = reference.nprot() == 1;
-      const double expected = single ? 0.0 : topographic_error(c.width, c.hexagonal);
-      EXPECT_TRUE(c.data.p != 2.0 || expected == vq.som_tst()) << expected;
+      if (c.data.p != 2.0) continue;
+      EXPECT_EQ(topographic_error(c.width, c.hexagonal), vq.som_tst());
     }
     vq.verbose = 0;
     os.fresh();
