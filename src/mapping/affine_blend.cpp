@@ -95,7 +95,7 @@ AffineBlend::AffineBlend(const VeQuan& quantizer, const MatFullD& images, bool l
       images_(images),
       linked_(linked),
       data_search_(prototypes_),
-      map_search_(images_, NeighbourSearch::Metric::euclidean),
+      map_search_(images_, Metric::euclidean()),
       data_trust_(data_search_, trusted_per_axis * images.ncol()),
       map_trust_(map_search_, trusted_per_axis * images.ncol()),
       to_map_(prototypes_, images_),

@@ -309,7 +309,7 @@ long ToMapp::sammon_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp, const 
   tmp.setdim(prj.nrow(), d);
   tmp.setrows(prj.nrow());
   BlendRows rows;
-  NeighbourSearch near(mprot, NeighbourSearch::Metric::euclidean);
+  NeighbourSearch near(mprot, Metric::euclidean());
   Targets targets;
   std::vector<double> scratch;
   for (long i = prj.nrow() - 1; i >= 0; --i) {

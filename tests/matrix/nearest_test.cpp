@@ -163,7 +163,7 @@ TEST(NeighbourSearch, FindsTheRowsOfTheSingleSearchInEveryClass) {
         SCOPED_TRACE(testing::Message() << describe(c) << " " << rows);
         const Settings settings(c.kind, c.p);
         const MatFullD a = filled(rows, 3, fill, 5), b = filled(2, 3, fill, 6);
-        NeighbourSearch search(a), euclidean(a, NeighbourSearch::Metric::euclidean);
+        NeighbourSearch search(a), euclidean(a, Metric::euclidean());
         for (const long k : {0L, 1L, 7L, 600L}) {
           for (long j = 0; j < b.nrow(); ++j) expect_nearest(search, a, b, j, k);
           for (long j = 0; j < rows; j += 197) expect_nearest(search, a, a, j, k);

@@ -23,13 +23,12 @@ constexpr long piece = 64;
 /// Fewer rows than this are searched as fast one by one.
 constexpr long filter_rows_from = 100;
 
-bool euclidean_in_force() { return distance_class() == 'm' && MatFullD::miex == 2.0; }
-
 }  // namespace
 
 AllNeighbours::AllNeighbours(const MatFullD& rows)
     : rows_(rows),
-      filter_(rows.data(), euclidean_in_force() && rows.nrow() >= filter_rows_from ? rows.nrow() : 0,
+      filter_(rows.data(),
+              Metric::in_force().is_euclidean() && rows.nrow() >= filter_rows_from ? rows.nrow() : 0,
               rows.ncol()) {}
 
 void AllNeighbours::search(long k, const Take& take) {

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <limits>
 
+#include "matrix/distance/metric.h"
+
 namespace qvtx::distance {
 
 inline double larger(double s, double t) { return t > s ? t : s; }   // a NaN term is passed over
@@ -53,7 +55,7 @@ auto with_rule(double p, Use use) {
   if (p == 1.0) return use(Moduli{});
   if (p == 0.5) return use(Roots{});
   if (p == 0.0) return use(Smallest{});
-  if (p >= 8.0) return use(Largest{});
+  if (p >= Metric::chebyshev_from) return use(Largest{});
   return use(Powers{p});
 }
 

@@ -30,17 +30,16 @@ long largest_term(const Terms& terms, long d) {
 }
 
 // Derivative of half the squared distance `total` with respect to the term of coordinate m,
-// total^(2-p) t^(p-1), written as total (t / total)^(p-1) so that no power leaves the range of double; 0
-// where the term or the distance is.
+// for the exponent p: total^(2-p) t^(p-1), written as total (t / total)^(p-1) so that no power leaves the
+// range of double; 0 where the term or the distance is.
 template <class Terms>
-double term_derivative(const Terms& terms, long d, long m, double total) {
-  const double p = MatFullD::miex;
+double term_derivative(double p, const Terms& terms, long d, long m, double total) {
   const double t = terms(m);
   if (p == 0.0 || total == 0.0 || t == 0.0) return 0.0;
   if (p == 2.0) return t;
   if (p == 1.0) return total;
   if (p == 0.5) return total * std::sqrt(total / t);
-  if (p >= 8.0) return m == largest_term(terms, d) ? total : 0.0;
+  if (p >= Metric::chebyshev_from) return m == largest_term(terms, d) ? total : 0.0;
   return total * std::pow(t / total, p - 1.0);
 }
 
@@ -57,19 +56,21 @@ double half_interval_by_neighbour(double n, double v) {
 }
 
 // A sample of the curve enters its own term and, as a neighbour, those beside it.
-double area_derivative(const double* x, const double* y, long d, long k) {
+double area_derivative(const Metric& metric, const double* x, const double* y, long d, long k) {
   const PairArea terms{x, y, d};
   const PairCurve curve{x, y};
-  const double total = between(x, y, d, no_bound);
+  const double total = between(metric, x, y, d, no_bound);
   const double v = curve(k);
   double own = 0.0;
   double others = 0.0;
   for (const long m : {k + 1, k - 1}) {
     const bool inside = m >= 0 && m < d;
     own += half_interval_by_sample(inside ? curve(m) : 0.0, v);
-    if (inside) others += 0.5 * term_derivative(terms, d, m, total) * half_interval_by_neighbour(v, curve(m));
+    if (inside)
+      others +=
+          0.5 * term_derivative(metric.miex, terms, d, m, total) * half_interval_by_neighbour(v, curve(m));
   }
-  return -(0.5 * term_derivative(terms, d, k, total) * own + others);  // the curve is y - x
+  return -(0.5 * term_derivative(metric.miex, terms, d, k, total) * own + others);  // the curve is y - x
 }
 
 double cosine_derivative(const double* x, const double* y, long d, long k) {
@@ -81,13 +82,12 @@ double cosine_derivative(const double* x, const double* y, long d, long k) {
   return cosine_of(xy, xx, yy) * (xy / root * (x[k] / xx) - y[k] / root);
 }
 
-double derivative(const double* x, const double* y, long d, long k) {
-  const char kind = distance_class();
-  if (kind == 'c') return cosine_derivative(x, y, d, k);
-  if (kind == 'a') return area_derivative(x, y, d, k);
-  if (MatFullD::miex == 2.0) return x[k] - y[k];
-  const double total = between(x, y, d, no_bound);
-  return term_derivative(PairModulus{x, y}, d, k, total) * sign(x[k] - y[k]);
+double derivative(const Metric& metric, const double* x, const double* y, long d, long k) {
+  if (metric.is_cosine()) return cosine_derivative(x, y, d, k);
+  if (metric.is_area()) return area_derivative(metric, x, y, d, k);
+  if (metric.is_euclidean()) return x[k] - y[k];
+  const double total = between(metric, x, y, d, no_bound);
+  return term_derivative(metric.miex, PairModulus{x, y}, d, k, total) * sign(x[k] - y[k]);
 }
 
 }  // namespace
@@ -95,18 +95,19 @@ double derivative(const double* x, const double* y, long d, long k) {
 double MatFullD::dhssds(long i, const MatFullD& b, long j, long k) const {
   check_pair(*this, i, b, j);
   if (k < 0 || k >= ncol()) ermessage('e', 57, 4, k);
-  return derivative(data() + i * ncol(), b.data() + j * ncol(), ncol(), k);
+  return derivative(Metric::in_force(), data() + i * ncol(), b.data() + j * ncol(), ncol(), k);
 }
 
 void MatFullD::move(long i, const MatFullD& b, long j, double a) {
   check_pair(*this, i, b, j);
   double* x = data() + i * ncol();
   const double* y = b.data() + j * ncol();
-  if (distance_class() == 'm' && miex == 2.0) {  // the coordinates do not depend on each other
+  const Metric metric = Metric::in_force();
+  if (metric.is_euclidean()) {  // the coordinates do not depend on each other
     for (long k = 0; k < ncol(); ++k) x[k] -= a * (x[k] - y[k]);
     return;
   }
-  for (long k = ncol() - 1; k >= 0; --k) x[k] -= a * derivative(x, y, ncol(), k);
+  for (long k = ncol() - 1; k >= 0; --k) x[k] -= a * derivative(metric, x, y, ncol(), k);
 }
 
 }  // namespace qvtx

@@ -28,12 +28,12 @@ void check_columns(const MatFullD& m, int code, int arg, const MatFullD& b) {
   if (m.ncol() != b.ncol()) m.ermessage('e', code, arg, b);
 }
 
-double norm(const double* x, long d, double bound) {
-  return with_rule(MatFullD::miex, [=](const auto& rule) {
-    const double start = MatFullD::miex == 0.0 ? no_bound : 0.0;
+double norm(const Metric& metric, const double* x, long d, double bound) {
+  return with_rule(metric.miex, [=](const auto& rule) {
+    const double start = metric.miex == 0.0 ? no_bound : 0.0;
     const double limit = limit_of(rule, bound);
-    return distance_of(rule, distance_class() == 'a' ? accumulate(rule, NormArea{x, d}, d, start, limit)
-                                                     : accumulate(rule, NormModulus{x}, d, start, limit));
+    return distance_of(rule, metric.is_area() ? accumulate(rule, NormArea{x, d}, d, start, limit)
+                                              : accumulate(rule, NormModulus{x}, d, start, limit));
   });
 }
 
@@ -41,30 +41,32 @@ double norm(const double* x, long d, double bound) {
 
 double MatFullD::sdas(long i, double bound) const {
   check_row(*this, 27, 1, i);
-  return distance_class() == 'c' ? 0.0 : norm(data() + i * ncol(), ncol(), bound);
+  const Metric metric = Metric::in_force();
+  return metric.is_cosine() ? 0.0 : norm(metric, data() + i * ncol(), ncol(), bound);
 }
 
 double MatFullD::sdas(long i, const MatFullD& b, long j, double bound) const {
   check_row(*this, 27, 1, i);
   check_columns(*this, 27, 2, b);
   check_row(b, 27, 3, j);
-  return between(data() + i * ncol(), b.data() + j * ncol(), ncol(), bound);
+  return between(Metric::in_force(), data() + i * ncol(), b.data() + j * ncol(), ncol(), bound);
 }
 
 double MatFullD::sdas(long i, long j, double bound) const {
   check_row(*this, 27, 1, i);
   check_row(*this, 27, 2, j);
-  return between(data() + i * ncol(), data() + j * ncol(), ncol(), bound);
+  return between(Metric::in_force(), data() + i * ncol(), data() + j * ncol(), ncol(), bound);
 }
 
 void MatFullD::sdav(MatFullD& out, double bound) {
   MatFullD norms;
   if (!shape(norms, nrow(), 1)) return;
   // The cosine class has no norms. That it clears the head of this matrix instead is how it has always been.
-  if (distance_class() == 'c') {
+  const Metric metric = Metric::in_force();
+  if (metric.is_cosine()) {
     for (long i = 0; i < nrow(); ++i) data()[i] = 0.0;
   } else {
-    for (long i = nrow() - 1; i >= 0; --i) norms.data()[i] = norm(data() + i * ncol(), ncol(), bound);
+    for (long i = nrow() - 1; i >= 0; --i) norms.data()[i] = norm(metric, data() + i * ncol(), ncol(), bound);
   }
   out.swap(norms);
 }
@@ -83,7 +85,7 @@ void MatFullD::sdav(const MatFullD& b, long j, MatFullD& out, double bound) cons
     sdav(b, j, distances, bound);
     out.swap(distances);
   } else if (shape(out, nrow(), 1)) {
-    to_rows(data(), nrow(), ncol(), b.data() + j * ncol(), bound, out.data());
+    to_rows(Metric::in_force(), data(), nrow(), ncol(), b.data() + j * ncol(), bound, out.data());
   }
 }
 
@@ -91,7 +93,7 @@ void MatFullD::sdam(const MatFullD& b, MatFullD& out) const {
   check_columns(*this, 47, 1, b);
   MatFullD distances;
   if (b.nrow() > 0 && shape(distances, nrow(), b.nrow())) {
-    const PreparedRows others(b.data(), b.nrow(), ncol());
+    const PreparedRows others(Metric::in_force(), b.data(), b.nrow(), ncol());
     for (long i = nrow() - 1; i >= 0; --i)
       others.distances(data() + i * ncol(), b.nrow(), distances.data() + i * b.nrow());
   }
@@ -108,7 +110,7 @@ double extreme_pair(const MatFullD& m, long& best_i, long& best_j, Better better
   double best = 0.0;
   const std::unique_ptr<double[]> row(new (std::nothrow) double[static_cast<std::size_t>(m.nrow()) + 1]);
   if (!row) return best;
-  const PreparedRows rows(m.data(), m.nrow(), m.ncol());
+  const PreparedRows rows(Metric::in_force(), m.data(), m.nrow(), m.ncol());
   for (long i = m.nrow() - 1; i > 0; --i) {
     rows.distances(m.data() + i * m.ncol(), i, row.get());
     for (long j = i - 1; j >= 0; --j) {

@@ -14,15 +14,19 @@ using namespace distance;
 
 namespace {
 
-// The rows searched and the sample. The search for a row of the matrix itself excludes that row and its
-// duplicates.
+// The rows searched, the sample and the metric. The search for a row of the matrix itself excludes that row
+// and its duplicates.
 struct Query {
   const MatFullD& m;
   const double* x;
+  Metric metric;
   Exclusion exclusion;
 
-  Query(const MatFullD& matrix, const MatFullD& b, long j)
-      : m(matrix), x(b.data() + j * b.ncol()), exclusion{&matrix == &b ? j : -1, &matrix == &b} {}
+  Query(const MatFullD& matrix, const MatFullD& b, long j, const Metric& in_metric = Metric::in_force())
+      : m(matrix),
+        x(b.data() + j * b.ncol()),
+        metric(in_metric),
+        exclusion{&matrix == &b ? j : -1, &matrix == &b} {}
 
   const double* row(long i) const { return m.data() + i * m.ncol(); }
   bool excludes(long i, double value) const {
@@ -49,7 +53,7 @@ template <class Rule>
 long scan_sums(const Query& query, const Rule& rule, double bound) {
   const long d = query.m.ncol();
   const double limit = limit_of(rule, bound);
-  if (distance_class() == 'a')
+  if (query.metric.is_area())
     return scan(query, limit, [&](long i, double threshold) {
       return accumulate(rule, PairArea{query.row(i), query.x, d}, d, 0.0, threshold);
     });
@@ -69,9 +73,9 @@ long scan_cosine(const Query& query, const double* squares, double bound) {
 }
 
 long search(const Query& query, double bound) {
-  if (distance_class() == 'c') return scan_cosine(query, nullptr, bound);
-  return with_rule(MatFullD::miex, [&](const auto& rule) {
-    if (const RuleKernels* fast = fast_kernels()) {
+  if (query.metric.is_cosine()) return scan_cosine(query, nullptr, bound);
+  return with_rule(query.metric.miex, [&](const auto& rule) {
+    if (const RuleKernels* fast = fast_kernels(query.metric)) {
       double limit = limit_of(rule, bound);
       return fast->row_nearest(query.m.data(), query.m.nrow(), query.m.ncol(), query.x, query.exclusion,
                                limit);
@@ -136,12 +140,13 @@ long MatFullD::nearest(const MatFullD& b, long j, MatFullD& out, MatFullL& idx, 
 namespace {
 
 void search_each(const MatFullD& m, const MatFullD& b, long* idx) {
+  const Metric metric = Metric::in_force();
   std::vector<double> squares;
-  if (distance_class() == 'c')
+  if (metric.is_cosine())
     for (long i = 0; i < m.nrow(); ++i)
       squares.push_back(dot(m.data() + i * m.ncol(), m.data() + i * m.ncol(), m.ncol()));
   for (long i = b.nrow() - 1; i >= 0; --i) {
-    const Query query(m, b, i);
+    const Query query(m, b, i, metric);
     idx[i] = squares.empty() ? search(query, no_bound) : scan_cosine(query, squares.data(), no_bound);
   }
 }
@@ -151,7 +156,7 @@ constexpr long filter_rows_from = 24;
 
 // The rows that the filter can tell; the others stay -1.
 void filter_rows(const MatFullD& m, const MatFullD& b, long* idx, NearestFilter& filter) {
-  if (MatFullD::miex != 2.0 || m.nrow() < filter_rows_from) return;
+  if (m.nrow() < filter_rows_from) return;
   filter.assign(m.data(), m.nrow(), m.ncol());
   if (filter.usable()) filter.search(b.data(), b.nrow(), idx);
 }
@@ -167,10 +172,11 @@ void MatFullD::nearest_all(const MatFullD& b, MatFullL& idx, NearestMemory& memo
   if (ncol() != b.ncol()) ermessage('e', 77, 1, b);
   idx.setdim(b.nrow(), 1);
   idx.setrows(b.nrow(), -1);
-  const RuleKernels* fast = fast_kernels();
+  const Metric metric = Metric::in_force();
+  const RuleKernels* fast = fast_kernels(metric);
   PackedRows& packed = memory.packed;
   if (!fast || &b == this || !packed.assign(data(), nrow(), ncol())) return search_each(*this, b, idx.data());
-  filter_rows(*this, b, idx.data(), memory.filter);
+  if (metric.is_euclidean()) filter_rows(*this, b, idx.data(), memory.filter);
   for (long i = b.nrow() - 1; i >= 0; --i) {
     double limit = no_bound;
     long& row = idx.data()[i];

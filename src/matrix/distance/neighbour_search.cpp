@@ -10,17 +10,15 @@ namespace {
 /// Rows measured at a time: their sums stay in the nearest cache. A multiple of PackedRows::block_rows.
 constexpr long chunk_rows = 512;
 
-bool euclidean_in_force() { return distance::distance_class() == 'm' && MatFullD::miex == 2.0; }
-
 }  // namespace
 
-NeighbourSearch::NeighbourSearch(const MatFullD& rows, Metric metric) : rows_(rows) {
+NeighbourSearch::NeighbourSearch(const MatFullD& rows, const Metric& metric) : rows_(rows) {
   const long n = rows.nrow();
-  if (metric == Metric::euclidean || euclidean_in_force()) {
+  if (metric.is_euclidean()) {
     if (n > 0) squares_.assign(rows.data(), n, rows.ncol());
     scratch_.resize(chunk_rows);
   } else {
-    prepared_.emplace(rows.data(), n, rows.ncol());
+    prepared_.emplace(metric, rows.data(), n, rows.ncol());
     scratch_.resize(static_cast<std::size_t>(n));
   }
 }

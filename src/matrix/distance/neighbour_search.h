@@ -13,14 +13,11 @@ namespace qvtx {
 
 /// Searches the rows (n x d) of one matrix, which must outlive the search and stay as they are. What can be
 /// prepared is prepared once, and a query allocates nothing. The rows found and their distances are those of
-/// `MatFullD::nearest` with k: increasing distance, ties by the lower row number, NaN last.
+/// `MatFullD::nearest` with k in the metric of the search: increasing distance, ties by the lower row number,
+/// NaN last.
 class NeighbourSearch {
  public:
-  /// The distance class and exponent in force at the construction (they must not change afterwards), or the
-  /// Euclidean distance whatever is in force.
-  enum class Metric { in_force, euclidean };
-
-  explicit NeighbourSearch(const MatFullD& rows, Metric metric = Metric::in_force);
+  explicit NeighbourSearch(const MatFullD& rows, const Metric& metric = Metric::in_force());
 
   /// Finds the k rows nearest to the sample x (d numbers; may be a row of the matrix), row `self` (-1: none)
   /// left out. Returns how many there are: fewer than k when the matrix has no more, 0 for k < 1.

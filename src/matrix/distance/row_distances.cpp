@@ -3,7 +3,6 @@
 #include <new>
 
 #include "matrix/distance/distance_rules.h"
-#include "matrix/matfulld.h"
 
 namespace qvtx::distance {
 namespace {
@@ -27,56 +26,51 @@ double cosine(const double* x, const double* y, long d, double yy) {
   return cosine_of(dot(x, y, d), dot(x, x, d), yy);
 }
 
-double area_or_modulus(const double* x, const double* y, long d, double bound, bool area) {
-  return with_rule(MatFullD::miex, [=](const auto& rule) {
+double area_or_modulus(const Metric& metric, const double* x, const double* y, long d, double bound) {
+  return with_rule(metric.miex, [=, area = metric.is_area()](const auto& rule) {
     const double limit = limit_of(rule, bound);
     return distance_of(rule, area ? accumulate(rule, PairArea{x, y, d}, d, 0.0, limit)
                                   : accumulate(rule, PairModulus{x, y}, d, 0.0, limit));
   });
 }
 
-void finish_rows(const double* rows, long n, long d, const double* x, double bound, double* out) {
+void finish_rows(const Metric& metric, const double* rows, long n, long d, const double* x, double bound,
+                 double* out) {
   const long undecided = with_rule(
-      MatFullD::miex, [=](const auto& rule) { return finish_sums(rule, limit_of(rule, bound), n, out); });
+      metric.miex, [=](const auto& rule) { return finish_sums(rule, limit_of(rule, bound), n, out); });
   for (long i = 0; undecided > 0 && i < n; ++i)
-    if (out[i] != out[i]) out[i] = area_or_modulus(rows + i * d, x, d, bound, false);
+    if (out[i] != out[i]) out[i] = area_or_modulus(metric, rows + i * d, x, d, bound);
 }
 
 }  // namespace
 
-char distance_class() { return MatFullD::mesp == 'a' || MatFullD::mesp == 'c' ? MatFullD::mesp : 'm'; }
-
-const RuleKernels* fast_kernels() {
-  if (distance_class() != 'm') return nullptr;
-  const double p = MatFullD::miex;
-  if (p == 2.0) return &distance_kernels().squares;
-  if (p == 1.0) return &distance_kernels().moduli;
-  if (p >= 8.0) return &distance_kernels().largest;
-  return nullptr;
+const RuleKernels* fast_kernels(const Metric& metric) {
+  if (!metric.is_free_of_powers()) return nullptr;
+  if (metric.miex == 2.0) return &distance_kernels().squares;
+  return metric.miex == 1.0 ? &distance_kernels().moduli : &distance_kernels().largest;
 }
 
-double between(const double* x, const double* y, long d, double bound) {
-  const char kind = distance_class();
-  if (kind == 'c') return cosine(x, y, d, dot(y, y, d));
-  return area_or_modulus(x, y, d, bound, kind == 'a');
+double between(const Metric& metric, const double* x, const double* y, long d, double bound) {
+  return metric.is_cosine() ? cosine(x, y, d, dot(y, y, d)) : area_or_modulus(metric, x, y, d, bound);
 }
 
-void to_rows(const double* rows, long n, long d, const double* x, double bound, double* out) {
-  if (const RuleKernels* fast = fast_kernels()) {
+void to_rows(const Metric& metric, const double* rows, long n, long d, const double* x, double bound,
+             double* out) {
+  if (const RuleKernels* fast = fast_kernels(metric)) {
     fast->row_sums(rows, n, d, x, out);
-    finish_rows(rows, n, d, x, bound, out);
+    finish_rows(metric, rows, n, d, x, bound, out);
     return;
   }
-  const char kind = distance_class();
-  const double xx = kind == 'c' ? dot(x, x, d) : 0.0;
+  const bool by_cosine = metric.is_cosine();
+  const double xx = by_cosine ? dot(x, x, d) : 0.0;
   for (long i = n - 1; i >= 0; --i)
-    out[i] = kind == 'c' ? cosine(rows + i * d, x, d, xx)
-                         : area_or_modulus(rows + i * d, x, d, bound, kind == 'a');
+    out[i] = by_cosine ? cosine(rows + i * d, x, d, xx) : area_or_modulus(metric, rows + i * d, x, d, bound);
 }
 
-PreparedRows::PreparedRows(const double* rows, long n, long d) : rows_(rows), ncol_(d) {
-  if (const RuleKernels* fast = fast_kernels(); fast && packed_.assign(rows, n, d)) kernels_ = fast;
-  if (distance_class() != 'c') return;
+PreparedRows::PreparedRows(const Metric& metric, const double* rows, long n, long d)
+    : metric_(metric), rows_(rows), ncol_(d) {
+  if (const RuleKernels* fast = fast_kernels(metric); fast && packed_.assign(rows, n, d)) kernels_ = fast;
+  if (!metric.is_cosine()) return;
   squares_.reset(new (std::nothrow) double[static_cast<std::size_t>(n)]);
   for (long i = 0; squares_ && i < n; ++i)
     squares_[static_cast<std::size_t>(i)] = dot(rows + i * d, rows + i * d, d);
@@ -85,10 +79,10 @@ PreparedRows::PreparedRows(const double* rows, long n, long d) : rows_(rows), nc
 void PreparedRows::distances(const double* x, long count, double* out) const {
   if (kernels_) {
     kernels_->packed_sums(packed_.data(), count, ncol_, x, out);
-    finish_rows(rows_, count, ncol_, x, no_bound, out);
+    finish_rows(metric_, rows_, count, ncol_, x, no_bound, out);
     return;
   }
-  if (!squares_) return to_rows(rows_, count, ncol_, x, no_bound, out);
+  if (!squares_) return to_rows(metric_, rows_, count, ncol_, x, no_bound, out);
   const double xx = dot(x, x, ncol_);
   for (long i = count - 1; i >= 0; --i)
     out[i] = cosine_of(dot(rows_ + i * ncol_, x, ncol_), squares_[static_cast<std::size_t>(i)], xx);

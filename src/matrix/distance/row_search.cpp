@@ -4,18 +4,11 @@
 #include "matrix/distance/distance_rules.h"
 
 namespace qvtx {
-namespace {
-
-bool euclidean() { return MatFullD::mesp != 'a' && MatFullD::mesp != 'c' && MatFullD::miex == 2.0; }
-
-}  // namespace
 
 RowSearch::RowSearch(const MatFullD& rows, PackedRows& storage) : rows_(rows), packed_(storage) { rebuild(); }
 
-bool RowSearch::usable() const { return packed_ok_ && euclidean(); }
-
 void RowSearch::rebuild() {
-  packed_ok_ = euclidean() && packed_.assign(rows_.data(), rows_.nrow(), rows_.ncol());
+  packed_ok_ = Metric::in_force().is_euclidean() && packed_.assign(rows_.data(), rows_.nrow(), rows_.ncol());
 }
 
 void RowSearch::update_row(long k) { packed_.set_row(k, rows_.data() + k * rows_.ncol()); }

@@ -26,10 +26,10 @@ class RowSearch {
   RowSearch(const RowSearch&) = delete;
   RowSearch& operator=(const RowSearch&) = delete;
 
-  /// Whether the packed copy may be used: the Euclidean distance is in force and the storage could be
-  /// allocated. Ask again after every `add_row`; after a change of the distance class or exponent build
-  /// another search.
-  bool usable() const;
+  /// Whether the packed copy may be used: the Euclidean distance was in force when the rows were packed and
+  /// the storage could be allocated. Ask again after every `add_row`; after a change of the distance class or
+  /// exponent build another search.
+  bool usable() const { return packed_ok_; }
   /// Number of rows searched.
   long size() const { return packed_.size(); }
 
