@@ -17,11 +17,12 @@
 #include "matrix/distance/distance_kernels.h"
 
 #include "base/vector_lanes.h"
+#include "matrix/distance/packed_block.h"
 
 namespace qvtx::QVTX_ISA {
 namespace {
 
-constexpr int block_rows = 8;                      // rows of a packed block
+constexpr int block_rows = packed_block_rows;
 constexpr int block_vectors = block_rows / lanes;  // vectors that hold one coordinate of a block
 constexpr int group_blocks = lanes == 2 ? 2 : 4;   // blocks side by side, to hide the latency of additions
 constexpr long check_step = 8;                     // coordinates between two tests whether to give up
@@ -134,8 +135,8 @@ struct RowMajor {
 
   double at(long i, long k) const { return data[i * d + k]; }
 
-  // Sums of the eight rows from `first` on, or false when all of them exceed the limit. Lanes beyond the last
-  // row repeat that row.
+  // Sums of the block of rows from `first` on, or false when all of them exceed the limit. Lanes beyond the
+  // last row repeat that row.
   template <class Rule>
   bool sums(long first, const double* x, double limit, Vec (&sum)[block_vectors]) const {
     const double* row[block_rows];

@@ -19,7 +19,7 @@ double* aligned_start(double* p) {
 }  // namespace
 
 bool PackedRows::reserve(long rows) {
-  const long capacity = (rows + block_rows - 1) / block_rows * block_rows;
+  const long capacity = places(rows);
   if (capacity <= capacity_) return true;
   const auto cells = static_cast<std::size_t>(capacity) * static_cast<std::size_t>(ncol_);
   std::unique_ptr<double[]> storage(new (std::nothrow) double[cells + line_doubles]);

@@ -3,15 +3,18 @@
 
 #include <memory>
 
+#include "matrix/distance/packed_block.h"
+
 namespace qvtx {
 
-/// Copy of n rows of d columns in blocks of eight rows, each block coordinate by coordinate: element (i, k)
-/// is at
-/// ((i / 8) d + k) 8 + i mod 8, so that one vector load takes the same coordinate of eight rows. The block
-/// starts on a cache line. Places of the last block without a row hold +infinity.
+/// Copy of n rows of d columns in blocks of B = `block_rows` rows, each block coordinate by coordinate:
+/// element (i, k) is at ((i / B) d + k) B + i mod B, so that one vector load takes the same coordinate of
+/// several rows. The block starts on a cache line. Places of the last block without a row hold +infinity.
 class PackedRows {
  public:
-  static constexpr long block_rows = 8;
+  static constexpr long block_rows = packed_block_rows;
+  /// Places of n rows, those without a row included.
+  static constexpr long places(long n) { return (n + block_rows - 1) / block_rows * block_rows; }
 
   /// Copies n rows of d columns (row-major, d >= 1) in place of what it held, in the storage that it has when
   /// that suffices. Returns whether the storage could be allocated; without it the object is empty.
