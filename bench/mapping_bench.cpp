@@ -47,7 +47,7 @@ class Mapping : public ToMapp {
       dpref.newval(dpref.getkey(key), value);
     }
   }
-  double scale() const { return dpref.getval(keys.tdxm); }
+  double scale() const { return reals["tdxm"]; }
   /// A row that is stored.
   const double* input(long i) const {
     MatFullD unused;

@@ -26,11 +26,11 @@ class Mapping : public ToMapp {
     MatFullD points(n, 2);
     points.setrows(n, 0.0);
     points.random(0, 0.0, 1.0, 0, -1, 0, -1);
-    lpref.newval(keys.vglink_p, 2);
+    lpref.newval(lpref.getkey("vglink_p"), 2);
     lpref.newval(lpref.getkey("vlnnbr"), 5);
     lpref.newval(lpref.getkey("vgteartt"), 0);
-    dpref.newval(keys.tdgb, 1.0);
-    lpref.newval(ktgswap, 0);
+    dpref.newval(dpref.getkey("tdgb"), 1.0);
+    lpref.newval(lpref.getkey("tgswap_p"), 0);
     dataload(points, 0);
     nq();
     dist_ini(0);
@@ -42,7 +42,7 @@ class Mapping : public ToMapp {
   void finish() { mapr_fin("Sammon"); }
   void isotop_epoch(double l) { isotop_itr(deviations_, 0.1, l); }
   double length(long i) const { return link.sum(i, 1) / static_cast<double>(link.degree(i)); }
-  double longest() const { return static_cast<double>(lpref.getval(keys.tdxp)); }
+  double longest() const { return static_cast<double>(integers["tdxp"]); }
 
  private:
   explicit Mapping(std::ifstream&& prefs) : ToMapp(prefs) {}

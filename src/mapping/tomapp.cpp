@@ -48,15 +48,7 @@ ToMapp::ToMapp(std::ifstream& prefs) : VeQuan(prefs), mlink(0, 2, 5) {
   } else {
     refuse("ToMapp: unable to read preference file");
   }
-  find_mapping_keys();
-}
-
-void ToMapp::find_mapping_keys() {
-  ktgswap = lpref.getkey("tgswap_p");
-  ktdccsfac = dpref.getkey("tdccsfac");
-  ktcdlmds = dpref.getkey("tcdlmds ");
-  ktcdnwt = lpref.getkey("tcdnwt  ");
-  ktcdnwf = lpref.getkey("tcdnwf  ");
+  find_keys();
 }
 
 long ToMapp::mapr_ini(long dim, int how) {
@@ -64,10 +56,10 @@ long ToMapp::mapr_ini(long dim, int how) {
   if (!state.shutflag(initialised)) return 0;
   mname[0] = '\0';
   say("mapr_ini: initializing projected prototypes ... ");
-  const bool keep = lpref.commit(keys.vgkeep_p) != 0;
+  const bool keep = lkey("vgkeep_p") != 0;
   const bool exists = mprot.nrow() > 0;
   if (dim > 0 && (!keep || !exists)) {
-    start_positions(prot, dim, how, 0.1 * dpref.getval(keys.tdxm), mprot);
+    start_positions(prot, dim, how, 0.1 * reals["tdxm"], mprot);
   } else if (mprot.nrow() != prot.nrow()) {
     say_end("failed!");
     return 0;
@@ -86,15 +78,15 @@ void ToMapp::reset_image_order() {
 void ToMapp::link_images() {
   mlink.setdim(mprot.nrow(), 2);
   mlink.addrow(mprot.nrow());
-  switch (lpref.getval(keys.vglink_p)) {
+  switch (integers["vglink_p"]) {
     case 1:
-      mlink.e_link(0, mprot, dkey("vleeps  "));
+      mlink.e_link(0, mprot, dkey("vleeps"));
       break;
     case 2:
-      mlink.n_link(0, mprot, lkey("vlnnbr  "));
+      mlink.n_link(0, mprot, lkey("vlnnbr"));
       break;
     case 3:
-      mlink.r_link(0, mprot, dkey("vlrtol  "));
+      mlink.r_link(0, mprot, dkey("vlrtol"));
       break;
     case 4:
       mlink.n_link(0, mprot, link.nlive() / prot.nrow());
@@ -112,7 +104,7 @@ long ToMapp::mapr_fin(const char* name) {
   if (!state.shutflag(initialised)) return 0;
   // Images of other prototypes, kept by "vgkeep_p", are no mapping of these.
   if (mprot.nrow() != prot.nrow() || !state.setflag(initialised)) return 0;
-  say(lpref.getval(keys.vglink_p) != 0 ? "mapr_fin: linking ... " : "mapr_fin: checking links ... ");
+  say(wants_links() ? "mapr_fin: linking ... " : "mapr_fin: checking links ... ");
   link_images();
   say_end("done!");
   std::strncpy(mname, name, sizeof mname - 1);
@@ -122,8 +114,8 @@ long ToMapp::mapr_fin(const char* name) {
 
 long ToMapp::mapr_rep(double factor) {
   if (!done(minidone)) return 0;
-  const double space = dpref.commit(ktdccsfac);
-  const double gap = lpref.getval(keys.vglink_p) != 0 ? factor * space : 0.0;
+  const double space = dkey("tdccsfac");
+  const double gap = wants_links() ? factor * space : 0.0;
   if (gap == 0) return 1;
   MatFullD& centre = memory.centre;
   const long p = mprot.ncol();
@@ -194,7 +186,7 @@ long ToMapp::sommap() {
   if (origin != Origin::map || lwork.nrow() != prot.nrow() || prot.nrow() == 0) return 0;
   if (!dist_ini(1)) return 0;
   mprot.copy(lwork);
-  if (mapr_ini(0, 0) && verbose && lpref.getval(keys.vgerrors) != 0) {
+  if (mapr_ini(0, 0) && verbose && integers["vgerrors"] != 0) {
     const Indent indent(os);
     os.fresh().ow(prefix).ow("sommap: E=").ow(mapr_err(1), 7, 4).nl();
   }

@@ -189,8 +189,6 @@ class ToMapp : public VeQuan {
   const char* getmname() const { return mname; }
 
  protected:
-  /// Looks up the entries of the mapping's own keys.
-  void find_mapping_keys();
   void reset_image_order();
   void link_images();
   /// Shuffles the presentation order of the prototypes when "tgswap_p" is set.
@@ -207,8 +205,6 @@ class ToMapp : public VeQuan {
   void settle_mapping(bool loaded);
 
   char mname[32] = "";  ///< what produced the mapping, empty when unknown
-  long ktgswap, ktdccsfac, ktcdlmds, ktcdnwt,
-      ktcdnwf;       ///< entries of "tgswap_p", "tdccsfac", "tcdlmds", "tcdnwt", "tcdnwf"
   MatFullD mprot;    ///< nprot x p: mapped prototypes; other sizes, or none, before "mapp_ini"
   MatFullL mpidx;    ///< nprot x 1: presentation order of the prototypes
   MatFullD nbwidth;  ///< nprot x 1: neighbourhood widths of curvilinear component analysis, else no rows

@@ -15,18 +15,18 @@ long ToMapp::cda(long dim, const char* file) {
   return cda(dim, schedule_for(file, 1,
                                {"default.cmp",
                                 "cda: using default parameters",
-                                "tcdepoq ",
-                                {{"tcdaini ", "tcdafin "}, {"tcdlini ", "tcdlfin "}}}));
+                                "tcdepoq",
+                                {{"tcdaini", "tcdafin"}, {"tcdlini", "tcdlfin"}}}));
 }
 
 long ToMapp::cda(long dim, const MatParaD& sched) {
   if (dim < 1) return 0;
   if (!dist_ini(0)) return 0;
   nbwidth.setdim(prot.nrow(), 1);
-  nbwidth.setrows(prot.nrow(), dpref.getval(keys.tdxm));
-  lpref.commit(ktcdnwt);
-  lpref.commit(ktcdnwf);
-  mapr_ini(dim, static_cast<int>(lkey("tcdinm  ")));
+  nbwidth.setrows(prot.nrow(), reals["tdxm"]);
+  lkey("tcdnwt");
+  lkey("tcdnwf");
+  mapr_ini(dim, static_cast<int>(lkey("tcdinm")));
   if (!sched.control(2)) {
     refuse("cda: al not parametric");
     return 0;
@@ -37,10 +37,10 @@ long ToMapp::cda(long dim, const MatParaD& sched) {
 }
 
 void ToMapp::shuffle_images() {
-  if (lpref.commit(ktgswap) != 0) shuffle(mpidx);
+  if (lkey("tgswap_p") != 0) shuffle(mpidx);
 }
 
-double ToMapp::separation() const { return dpref.getval(keys.tdgb) > 0 ? dpref.getval(keys.tdxm) : 0; }
+double ToMapp::separation() const { return reals["tdgb"] > 0 ? reals["tdxm"] : 0; }
 
 long ToMapp::cda_itr(double anow, double lnow) {
   if (!(anow > 0 && anow <= 1)) {
@@ -53,10 +53,10 @@ long ToMapp::cda_itr(double anow, double lnow) {
   }
   // A start that was refused leaves images of other prototypes.
   if (mprot.nrow() != prot.nrow() || mpidx.nrow() != prot.nrow() || !rows_ready(balance())) return 0;
-  const bool adaptive = lpref.commit(ktcdnwt) != 0;
+  const bool adaptive = lkey("tcdnwt") != 0;
   CdaPivot pivot{};
-  pivot.function = static_cast<int>(lpref.commit(ktcdnwf));
-  pivot.input_share = dpref.commit(ktcdlmds);
+  pivot.function = static_cast<int>(lkey("tcdnwf"));
+  pivot.input_share = dkey("tcdlmds");
   pivot.step = anow;
   // From which share of pairs on it pays to handle all: measured; exponentials are worth avoiding longer.
   const double crowd = pivot.function == 2 || pivot.function == 3 ? 0.4 : 0.2;
@@ -69,7 +69,7 @@ long ToMapp::cda_itr(double anow, double lnow) {
   double total = 0;
   for (long position = n - 1; position >= 0; --position) {
     const PairRow row = rows.row_at(mpidx, position);
-    pivot.width = adaptive ? nbwidth(row.i, 0) : lnow * dpref.getval(keys.tdxm);
+    pivot.width = adaptive ? nbwidth(row.i, 0) : lnow * reals["tdxm"];
     const long active = kernels.move(pivot, row, rows.view(), &dmax);
     pivot.crowded = static_cast<double>(active) > crowd * static_cast<double>(n);
     if (adaptive) {

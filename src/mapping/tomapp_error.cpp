@@ -62,7 +62,7 @@ double lost_links(const MatLinkD& link, const MatFullD& images) {
 
 double ToMapp::mapr_err(int mode) {
   if (!done(minidone)) return -1;
-  const bool against_graph = lpref.getval(keys.vglink_p) != 0 && mode != 0;
+  const bool against_graph = wants_links() && mode != 0;
   return against_graph ? lost_links(link, mprot) : lost_neighbours(prot, mprot);
 }
 

@@ -23,7 +23,7 @@ class DistanceRows {
   DistanceRows(const ToMapp& mapping, Measure measure)
       : images_(mapping.getmprot()), n_(mapping.getprot().nrow()) {
     if (measure == Measure::image) {
-      prepared_.emplace(images_.data(), n_, images_.ncol());
+      prepared_.emplace(Metric::in_force(), images_.data(), n_, images_.ncol());
       scratch_.setdim(n_, 1);
       scratch_.setrows(n_);
     } else {
@@ -171,7 +171,7 @@ bool count_pairs(DistanceRows& across, DistanceRows& up, long n, long bits, MatS
 
 long ToMapp::god(int bits, MatSparT<long>& hist, MatFullD& stats, int curvilinear, int self) {
   if (!done(self ? pfindone : minidone)) return 0;
-  if (lpref.getval(keys.vglink_p) == 0 && (self || curvilinear)) {
+  if (!wants_links() && (self || curvilinear)) {
     refuse("god: no links available");
     self = 0;
     curvilinear = 0;

@@ -25,7 +25,7 @@ bool ToMapp::can_interpolate(const char* name, const MatFullD& rows, long column
 long ToMapp::cda_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj) {
   if (!can_interpolate("cda_iv", data, prot.ncol())) return 0;
   ProgressBar bar(verbose != 0, prefix, "cda_iv: interpolating ... ", data.nrow());
-  AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
+  AffineBlend blend(*this, mprot, wants_links());
   if (data.nrow() > 0) blend.shrink();
   prj.setdim(data.nrow(), mprot.ncol());
   prj.setrows(data.nrow());
@@ -43,7 +43,7 @@ long ToMapp::cda_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj) {
 long ToMapp::cda_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp) {
   if (!can_interpolate("cda_rd", prj, mprot.ncol())) return 0;
   ProgressBar bar(verbose != 0, prefix, "cda_rd: reconstructing ... ", prj.nrow());
-  AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
+  AffineBlend blend(*this, mprot, wants_links());
   jrp.setdim(prj.nrow(), prot.ncol());
   jrp.setrows(prj.nrow());
   tmp.setdim(prj.nrow(), prot.ncol());

@@ -109,22 +109,22 @@ long ToMapp::isotop(long dim, const char* file) {
   return isotop(dim, schedule_for(file, 1,
                                   {"default.cmp",
                                    "isotop: using default parameters",
-                                   "titepoq ",
-                                   {{"titaini ", "titafin "}, {"titlini ", "titlfin "}}}));
+                                   "titepoq",
+                                   {{"titaini", "titafin"}, {"titlini", "titlfin"}}}));
 }
 
 long ToMapp::isotop_ini(MatFullD& sdev, long dim) {
   if (dim < 1) return 0;
-  if (lpref.getval(keys.vglink_p) == 0) {
+  if (!wants_links()) {
     if (verbose) advise("There are no links!");
     return 0;
   }
-  if (dpref.commit(keys.tdgb) == 0) {
+  if (dkey("tdgb") == 0) {
     if (verbose) advise("Space/graph distances balance is zero!");
     return 0;
   }
   if (!dist_ini(0)) return 0;
-  if (!mapr_ini(dim, static_cast<int>(lkey("titinm  ")))) return 0;
+  if (!mapr_ini(dim, static_cast<int>(lkey("titinm")))) return 0;
   sdev.setdim(1, mprot.ncol());  // the axes of a mapping that was kept may be others than asked for
   sdev.setrows(1, 1.0);
   if (lkey("titpcast") != 0) shape_deviations(prot, sdev);
@@ -163,9 +163,9 @@ long ToMapp::isotop_itr(MatFullD& sdev, double anow, double lnow) {
   const long n = mprot.nrow();
   // A start that was refused leaves images of other prototypes.
   if (n == 0 || n != prot.nrow() || !rows_ready(1.0)) return 0;
-  const double longest = static_cast<double>(lpref.getval(keys.tdxp));
-  const Stimuli stimuli{sdev, around_images, component_gap * dpref.getval(ktdccsfac), ncomp()};
-  GraphOrder graph(*this, lpref.getval(keys.tdgdtype) != 0, memory);
+  const double longest = static_cast<double>(integers["tdxp"]);
+  const Stimuli stimuli{sdev, around_images, component_gap * reals["tdccsfac"], ncomp()};
+  GraphOrder graph(*this, integers["tdgdtype"] != 0, memory);
   MatFullD& x = memory.stimulus;
   x.setdim(1, mprot.ncol());
   x.setrows(1, 0.0);

@@ -44,11 +44,11 @@ long ToMapp::sammon(long dim, const char* file) {
   MatParaD sched;
   if (file && load_schedule(sched, file, "default.smp", 1)) return sammon(dim, sched);
   say_line("sammon: using default parameters");
-  const long epochs = lkey("tsmepoq ");
+  const long epochs = lkey("tsmepoq");
   sched.setdim(epochs, 2);
   sched.setrows(epochs, 0.0);
-  const double first = dkey("tsmaini ");
-  const double last = dkey("tsmafin ");
+  const double first = dkey("tsmaini");
+  const double last = dkey("tsmafin");
   sched.set(3, 0, first, last, 0, -1);
   sched.set(1, 1, 0, 0, 0, -1);
   const long stochastic = std::lround(static_cast<double>(epochs) * dkey("tsmstoch"));
@@ -59,7 +59,7 @@ long ToMapp::sammon(long dim, const char* file) {
 
 long ToMapp::sammon(long dim, const MatParaD& sched) {
   if (dim < 1) return 0;
-  const int start = static_cast<int>(lkey("tsminm  "));
+  const int start = static_cast<int>(lkey("tsminm"));
   if (!dist_ini(0)) return 0;
   if (!mapr_ini(dim, start)) return 0;
   if (!sched.control(2)) {

@@ -269,7 +269,7 @@ long ToMapp::sammon_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj, const
   if (!rows_ready(balance())) return 0;
   ProgressBar bar(verbose != 0, prefix, "sammon_iv: interpolating ... ", data.nrow());
   const long p = mprot.ncol();
-  AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
+  AffineBlend blend(*this, mprot, wants_links());
   if (data.nrow() > 0) blend.shrink();
   prj.setdim(data.nrow(), p);
   prj.setrows(data.nrow());
@@ -303,7 +303,7 @@ long ToMapp::sammon_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp, const 
   if (!step_schedule(sched, file, "default.rdp", "sammon_rd", 5, 0.2)) return 0;
   ProgressBar bar(verbose != 0, prefix, "sammon_rd: reconstructing ... ", prj.nrow());
   const long d = prot.ncol();
-  AffineBlend blend(*this, mprot, lpref.getval(keys.vglink_p) != 0);
+  AffineBlend blend(*this, mprot, wants_links());
   jrp.setdim(prj.nrow(), d);
   jrp.setrows(prj.nrow());
   tmp.setdim(prj.nrow(), d);

@@ -47,17 +47,17 @@ void show_mapping(Ostr& o, int level, ToMapp& mapping, bool linked) {
 
 void ToMapp::show(Ostr& o, int level) {
   VeQuan::show(o, level);
-  const bool linked = lpref.getval(keys.vglink_p) != 0;
+  const bool linked = wants_links();
   if (done(dinidone) && distances_known()) {
     o.ow(linked ? "Distances: space, graph and mixed (balance tdgb = " : "Distances: space");
-    if (linked) o.ow(dpref.getval(keys.tdgb), 6, 2).ow(")");
+    if (linked) o.ow(reals["tdgb"], 6, 2).ow(")");
     o.nl();
-    const DistanceRange ranges[] = {{"space", dpref.getval(keys.tdns), dpref.getval(keys.tdxs)},
-                                    {"graph", dpref.getval(keys.tdng), dpref.getval(keys.tdxg)},
-                                    {"mixed", dpref.getval(keys.tdnm), dpref.getval(keys.tdxm)}};
+    const DistanceRange ranges[] = {{"space", reals["tdns"], reals["tdxs"]},
+                                    {"graph", reals["tdng"], reals["tdxg"]},
+                                    {"mixed", reals["tdnm"], reals["tdxm"]}};
     const Indent indent(o);
     if (level > 0) show_ranges(o, ranges, linked ? 3 : 1);
-    if (level > 0 && linked) o.ow("longest path = ").ow(lpref.getval(keys.tdxp)).ow(" links").nl();
+    if (level > 0 && linked) o.ow("longest path = ").ow(integers["tdxp"]).ow(" links").nl();
   }
   if (done(mfindone)) show_mapping(o, level, *this, linked);
 }

@@ -62,7 +62,6 @@ long ToMapp::load_mbf(const char* file) {
 }
 
 void ToMapp::settle_mapping(bool loaded) {
-  find_mapping_keys();
   mname[0] = '\0';
   reset_image_order();
   nbwidth.setdim(0, 1);

@@ -2,8 +2,9 @@
 // What an iterative method tells the loop over its epochs.
 
 #include <functional>
-#include <utility>
 #include <vector>
+
+#include "settings/keys.h"
 
 namespace qvtx {
 
@@ -11,9 +12,12 @@ namespace qvtx {
 struct ScheduleSource {
   const char* default_file;  ///< tried next
   const char* notice;        ///< said when the keys make the schedule
-  const char* epochs;        ///< key of the number of rows
-  /// Per column the keys of its first and last value, between which it falls by the hyperbolic law.
-  std::vector<std::pair<const char*, const char*>> columns;
+  Key<long> epochs;          ///< number of rows
+  /// A column falls from its first to its last value by the hyperbolic law.
+  struct Decay {
+    Key<double> first, last;
+  };
+  std::vector<Decay> columns;
 };
 
 /// An error that the loop counter shows.

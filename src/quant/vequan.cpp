@@ -24,10 +24,15 @@ VeQuan::VeQuan(std::ifstream& prefs)
   } else {
     refuse("VeQuan: unable to read preference file");
   }
-  keys.find(lpref, dpref);
+  find_keys();
 }
 
 VeQuan::~VeQuan() = default;
+
+void VeQuan::find_keys() {
+  integers.look_up();
+  reals.look_up();
+}
 
 long VeQuan::step(const char* name) const {
   const long k = state.getstep(name);
@@ -61,7 +66,7 @@ void VeQuan::run_epochs(const char* text, long n, const EpochError& error, const
   }
   for (long e = 0; e < n; ++e) {
     if (verbose) os.lp(0);  // one line per iteration, so that a log of the run shows them all
-    if (verbose && error.measure && lpref.commit(keys.vgerrors)) os.ow(error.label).ow(error.measure(), 7, 4);
+    if (verbose && error.measure && lkey("vgerrors")) os.ow(error.label).ow(error.measure(), 7, 4);
     if (!epoch(e)) break;
   }
   if (verbose) os.le().flush();
@@ -78,7 +83,7 @@ MatParaD VeQuan::schedule_for(const char* file, long file_verbose, const Schedul
   sched.setdim(0, static_cast<long>(source.columns.size()));
   sched.additer(lkey(source.epochs));
   long column = 0;
-  for (const auto& [first_key, last_key] : source.columns) {
+  for (const auto [first_key, last_key] : source.columns) {
     const double first = dkey(first_key);
     sched.set(3, column++, first, dkey(last_key), 0, -1);
   }
@@ -125,7 +130,7 @@ long VeQuan::vq() {
     case 9:
       return xn(getradius());
     case 10:
-      return som(getnumber(), dkey("vsomd12 "), no_file);
+      return som(getnumber(), dkey("vsomd12"), no_file);
     default:
       return selected;
   }

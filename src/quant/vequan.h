@@ -8,11 +8,11 @@
 #include "local/lpca.h"
 #include "matrix/matstor.h"
 #include "quant/epochs.h"
-#include "quant/key_rows.h"
 #include "quant/origin.h"
 #include "quant/pair_distances.h"
 #include "quant/quantizer_state.h"
 #include "settings/matpara.h"
+#include "settings/settings.h"
 
 namespace qvtx {
 
@@ -234,6 +234,8 @@ class VeQuan : protected QuantizerState {
   const MatFullL& getcompsize() const { return compsize; }
   const LPCA& getlpca() const { return lpca; }
   const char* getmethod() const { return method; }
+  /// Whether "vglink_p" asks for links.
+  bool wants_links() const { return integers["vglink_p"] != 0; }
   MatPrefT<long>& getlpref() { return lpref; }
   MatPrefT<double>& getdpref() { return dpref; }
 
@@ -252,8 +254,10 @@ class VeQuan : protected QuantizerState {
   void say_piece(const char* text) const;
   void say_end(const char* text) const;
   /// Commits a key of either table and returns its value.
-  long lkey(const char* key) { return lpref.commit(key); }
-  double dkey(const char* key) { return dpref.commit(key); }
+  long lkey(Key<long> key) { return integers.commit(key); }
+  double dkey(Key<double> key) { return reals.commit(key); }
+  /// Looks up the keys; to be called whenever entries were added to the tables or these were replaced.
+  void find_keys();
   /// Shuffles an order column: for i from the last to 0, exchange entries i and draw_index(n).
   static void shuffle(MatFullL& order);
   /// Calls epoch(e) for e = 0 .. n - 1 until it returns 0. When verbose, prints prefix and text, then before
@@ -273,7 +277,8 @@ class VeQuan : protected QuantizerState {
   const char* prefix = "VeQuan.";  ///< in front of every message
   char method[32] = "";            ///< label of what made the prototypes
   Origin origin = Origin::other;   ///< as that label tells it
-  KeyRows keys;
+  Settings<long> integers{lpref};  ///< the settings by their keys
+  Settings<double> reals{dpref};
   MatFullD dat;       ///< ndata x dim
   MatFullL order;     ///< ndata x 1: presentation order
   MatFullL compsize;  ///< ncomp x 1: prototypes per component

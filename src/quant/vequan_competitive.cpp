@@ -58,13 +58,13 @@ struct Counts {
 }  // namespace
 
 long VeQuan::cl(long n, const char* file) {
-  return cl(n, schedule_for(
-                   file, verbose,
-                   {"default.clp", "cl: using default parameters", "vclepoq ", {{"vclaini ", "vclafin "}}}));
+  return cl(
+      n, schedule_for(file, verbose,
+                      {"default.clp", "cl: using default parameters", "vclepoq", {{"vclaini", "vclafin"}}}));
 }
 
 long VeQuan::cl(long n, const MatParaD& sched) {
-  if (!prot_ini(n, static_cast<int>(lkey("vclinp  "))) || prot.nrow() == 0) return 0;
+  if (!prot_ini(n, static_cast<int>(lkey("vclinp"))) || prot.nrow() == 0) return 0;
   if (!sched.control(1)) {
     refuse("cl: a not parametric");
     return 0;
@@ -78,7 +78,7 @@ long VeQuan::cl_itr(double a) {
     refuse("cl_itr: anow not parametric");
     return 0;
   }
-  if (lpref.getval(keys.vgswap_d)) shuffle(order);
+  if (integers["vgswap_d"]) shuffle(order);
   OnlineWinners winners(*this, dat, prot, {bmu, bmucnt, hits}, *workspace);
   long chgd = 0;
   for (long i = dat.nrow() - 1; i >= 0; --i) {
@@ -99,7 +99,7 @@ long VeQuan::fcl(long n, const char* file) {
 }
 
 long VeQuan::fcl(long n, const MatParaD& sched) {
-  if (!prot_ini(n, static_cast<int>(lkey("vfclinp "))) || prot.nrow() == 0) return 0;
+  if (!prot_ini(n, static_cast<int>(lkey("vfclinp"))) || prot.nrow() == 0) return 0;
   if (!sched.control(1)) {
     refuse("fcl: a not parametric");
     return 0;
@@ -114,7 +114,7 @@ long VeQuan::fcl_itr(double a, int fast) {
     refuse("fcl_itr: anow not parametric");
     return 0;
   }
-  if (lpref.getval(keys.vgswap_d)) shuffle(order);
+  if (integers["vgswap_d"]) shuffle(order);
   CaptureBook book{bmu, bmucnt, hits};
   OnlineWinners winners(*this, dat, prot, book, *workspace);
   Counts counts;

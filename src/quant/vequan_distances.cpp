@@ -1,5 +1,8 @@
 // The step "dist_ext": distances between the prototypes, their ranges, and the settings that they depend on.
 
+#include <algorithm>
+#include <iterator>
+
 #include "quant/vequan.h"
 
 namespace qvtx {
@@ -8,23 +11,15 @@ namespace {
 
 constexpr const char* no_memory = "dist_ini: not enough memory for the distances between prototypes";
 
-template <class T>
-bool key_changed(const MatPrefT<T>& table, const char* key) {
-  return table.changed(table.getkey(key));
-}
-
-void record(MatPrefT<double>& table, const char* key, double value) {
-  table.commit(key);  // a missing key is reported by its name
-  table.newval(table.getkey(key), value);
-  table.commit(key);
-}
+/// The integer settings that graph distances depend on, beside the links.
+constexpr Key<long> graph_keys[] = {"tdgdtype", "tdctdtwt", "tdctdlnf"};
 
 }  // namespace
 
 int VeQuan::dist_ini(int quick) {
   const long k = step(dinidone);
   const bool current = distances_current();
-  if (current && state.getflag(k) && !key_changed(dpref, "tdgb") && pairs.balance() == balance()) {
+  if (current && state.getflag(k) && !reals.changed("tdgb") && pairs.balance() == balance()) {
     say_line("dist_ini: distances already computed");
     return state.setflag(k);
   }
@@ -33,7 +28,7 @@ int VeQuan::dist_ini(int quick) {
   if (!pairs.make_room()) return refuse_distances(no_memory);
   if (quick) return state.setflag(k);
   dkey("tdgb");
-  for (const char* key : {"tdgdtype", "tdctdtwt", "tdctdlnf"}) lkey(key);
+  for (const Key<long> key : graph_keys) lkey(key);
   dkey("tdctdakp");
   if (has_laplacian() && !current && !laplacian_rows()) return 0;
   return measure_distances() ? state.setflag(k) : 0;
@@ -46,8 +41,9 @@ int VeQuan::refuse_distances(const char* text) {
 }
 
 bool VeQuan::distances_current() const {
-  return pairs.current() && !key_changed(lpref, "tdgdtype") && !key_changed(lpref, "tdctdtwt") &&
-         !key_changed(lpref, "tdctdlnf") && !key_changed(dpref, "tdctdakp");
+  const auto changed = [this](Key<long> key) { return integers.changed(key); };
+  return pairs.current() && !reals.changed("tdctdakp") &&
+         std::none_of(std::begin(graph_keys), std::end(graph_keys), changed);
 }
 
 bool VeQuan::laplacian_rows() {
@@ -78,37 +74,32 @@ bool VeQuan::measure_distances() {
   });
   if (!ranges) return refuse_distances(no_memory);
   if (bar) os.wbe();
-  record(dpref, "tdns", ranges->space.min);
-  record(dpref, "tdng", ranges->graph.min);
-  record(dpref, "tdnm", ranges->mixed.min);
-  record(dpref, "tdxs", ranges->space.max);
-  record(dpref, "tdxg", ranges->graph.max);
-  record(dpref, "tdxm", ranges->mixed.max);
-  lkey("tdxp");
-  lpref.newval(keys.tdxp, ranges->hops);
-  lkey("tdxp");
-  const auto print = [this](const char* name, const char* min, const char* max) {
-    os.ow(prefix).ow(name).ow(" dist.: [").ow(dpref.getval(dpref.getkey(min)));
-    os.ow(",").ow(dpref.getval(dpref.getkey(max))).ow("]").nl();
+  reals.record("tdns", ranges->space.min);
+  reals.record("tdng", ranges->graph.min);
+  reals.record("tdnm", ranges->mixed.min);
+  reals.record("tdxs", ranges->space.max);
+  reals.record("tdxg", ranges->graph.max);
+  reals.record("tdxm", ranges->mixed.max);
+  integers.record("tdxp", ranges->hops);
+  const auto print = [this](const char* name, double min, double max) {
+    os.ow(prefix).ow(name).ow(" dist.: [").ow(min).ow(",").ow(max).ow("]").nl();
   };
   if (!verbose) return true;
-  print("space", "tdns", "tdxs");
-  print("mixed", "tdnm", "tdxm");
-  print("graph", "tdng", "tdxg");
+  print("space", reals["tdns"], reals["tdxs"]);
+  print("mixed", reals["tdnm"], reals["tdxm"]);
+  print("graph", reals["tdng"], reals["tdxg"]);
   return true;
 }
 
-double VeQuan::balance() const { return lpref.getval(keys.vglink_p) != 0 ? dpref.getval(keys.tdgb) : 0.0; }
+double VeQuan::balance() const { return wants_links() ? reals["tdgb"] : 0.0; }
 
-bool VeQuan::has_laplacian() const {
-  return lpref.getval(keys.vglink_p) != 0 && lpref.getval(keys.tdgdtype) != 0;
-}
+bool VeQuan::has_laplacian() const { return wants_links() && integers["tdgdtype"] != 0; }
 
 PairRules VeQuan::pair_rules() const {
-  PairRules rules{lpref.getval(keys.vglink_p) != 0, std::nullopt, balance(), lpref.getval(keys.vgmemory)};
+  PairRules rules{wants_links(), std::nullopt, balance(), integers["vgmemory"]};
   if (!has_laplacian()) return rules;
-  rules.laplacian = {lpref.getval(keys.tdgdtype), lpref.getval(lpref.getkey("tdctdtwt")),
-                     lpref.getval(lpref.getkey("tdctdlnf")) != 0, dpref.getval(dpref.getkey("tdctdakp"))};
+  rules.laplacian = {integers["tdgdtype"], integers["tdctdtwt"],
+                     integers["tdctdlnf"] != 0, reals["tdctdakp"]};
   return rules;
 }
 

@@ -30,7 +30,7 @@ long VeQuan::dlbg(double r) {
 bool VeQuan::dlbg_itr(double r, long maxchg) {
   r = std::fabs(r);
   if (maxchg < 0) maxchg = prot.nrow();
-  if (lpref.getval(keys.vgswap_d)) shuffle(order);
+  if (integers["vgswap_d"]) shuffle(order);
 
   // pval(k) sums the distances of the data that prototype k captures, in their order of presentation.
   long chgd = 0;

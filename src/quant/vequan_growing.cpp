@@ -19,7 +19,7 @@ long VeQuan::xn_itr(double r) {
     refuse("xn: arad<=0.0");
     return 0;
   }
-  if (lpref.getval(keys.vgswap_d)) shuffle(order);
+  if (integers["vgswap_d"]) shuffle(order);
   OnlineWinners winners(*this, dat, prot, {bmu, bmucnt, hits}, *workspace);
   for (long i = dat.nrow() - 1; i >= 0; --i) {
     const long d = order(i, 0);
@@ -31,9 +31,9 @@ long VeQuan::xn_itr(double r) {
 }
 
 long VeQuan::nw(double r, const char* file) {
-  return nw(r, schedule_for(
-                   file, verbose,
-                   {"default.nwp", "nw: using default parameters", "vnwepoq ", {{"vnwaini ", "vnwafin "}}}));
+  return nw(
+      r, schedule_for(file, verbose,
+                      {"default.nwp", "nw: using default parameters", "vnwepoq", {{"vnwaini", "vnwafin"}}}));
 }
 
 long VeQuan::nw(double r, const MatParaD& sched) {
@@ -55,7 +55,7 @@ long VeQuan::nw_itr(double r, double a) {
     refuse("ng_itr: anow not parametric");  // the text of neural gas serves both
     return 0;
   }
-  if (lpref.getval(keys.vgswap_d)) shuffle(order);
+  if (integers["vgswap_d"]) shuffle(order);
   OnlineWinners winners(*this, dat, prot, {bmu, bmucnt, hits}, *workspace);
   long chgd = 0;
   for (long i = dat.nrow() - 1; i >= 0; --i) {

@@ -224,9 +224,9 @@ long rounded(double x) { return std::lround(std::min(x, 2147483647.0)); }
 long VeQuan::jp(const char* file) {
   MatParaD sched;
   const bool loaded = file && load_schedule(sched, file, "default.jpp", static_cast<int>(verbose));
-  const long shared = lkey("vjpshar ");
-  lkey("vjpminc ");
-  const long sort = lkey("vjpsort ");
+  const long shared = lkey("vjpshar");
+  lkey("vjpminc");
+  const long sort = lkey("vjpsort");
   if (!loaded) {
     say_line("jp: using default parameters (all neighbours)");
     sched.setdim(1, 1);
@@ -254,7 +254,7 @@ long VeQuan::jp(const char* file) {
 
 long VeQuan::jp_itr(long k, long s) {
   if (!done(pinidone)) return 0;
-  const long found = Clusters(dat, bmu).pass(k, s, lpref.getval(lpref.getkey("vjpminc ")));
+  const long found = Clusters(dat, bmu).pass(k, s, integers["vjpminc"]);
   if (verbose) {
     const long remaining = bmu.count(0, -1, -1);
     os.ow(" k=").ow(k).ow(" s=").ow(s).ow(" clusters=").ow(found).ow(" left=").ow(remaining);

@@ -12,9 +12,9 @@
 namespace qvtx {
 
 long VeQuan::lbg(long n) {
-  if (!prot_ini(n, static_cast<int>(lkey("vlbginp "))) || prot.nrow() == 0) return 0;
-  const long itmax = std::max(lkey("vlbgitr "), 1L);
-  const long maxchg = std::lround(static_cast<double>(dat.nrow()) * dkey("vlbgxch "));
+  if (!prot_ini(n, static_cast<int>(lkey("vlbginp"))) || prot.nrow() == 0) return 0;
+  const long itmax = std::max(lkey("vlbgitr"), 1L);
+  const long maxchg = std::lround(static_cast<double>(dat.nrow()) * dkey("vlbgxch"));
   run_epochs("lbg: quantizing ... ", itmax, [&](long) { return lbg_itr(maxchg); });
   return prot_fin("LBG", 1);
 }

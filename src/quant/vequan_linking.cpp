@@ -89,7 +89,7 @@ int VeQuan::prot_fin(const char* label, int flag) {
     centre(dat, bmu, hits, prot);
   }
   link_prototypes(flag == 0);
-  if (lpref.getval(keys.vglink_p) != no_links) say_piece("computing connex components ... ");
+  if (wants_links()) say_piece("computing connex components ... ");
   label_components();
   tear_links();
   say_end("done!");
@@ -163,14 +163,14 @@ void VeQuan::apply_rule(long rule) {
 }
 
 void VeQuan::name_links() {
-  const long rule = usable_rule(lpref.getval(keys.vglink_p), dat.nrow(), prot.nrow());
+  const long rule = usable_rule(integers["vglink_p"], dat.nrow(), prot.nrow());
   linkname = rule_names[rule >= no_links && rule <= by_pairs ? rule : no_links];
   if (rule != no_links && has_grid()) linkname = "grid";
 }
 
 void VeQuan::label_components() {
   long count = 1;  // without links the prototypes are not told apart
-  if (lpref.getval(keys.vglink_p) != no_links) {
+  if (wants_links()) {
     count = link.connex(pidx);
   } else {
     pidx.setdim(prot.nrow(), 1);
@@ -185,7 +185,7 @@ void VeQuan::tear_links() {
   torn = 0;
   const long tree = lkey("vgteartt");
   const long cycle = lkey("vgtearcl");
-  if (tree == 0 || has_grid() || lpref.getval(keys.vglink_p) == no_links) return;
+  if (tree == 0 || has_grid() || !wants_links()) return;
   say_piece("tearing ... ");
   torn = link.tear(static_cast<int>(tree), cycle, central_prototype(dat, prot), prot);
   if (verbose) os.ow(torn).ow(" links cut, ");

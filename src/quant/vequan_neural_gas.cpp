@@ -129,12 +129,12 @@ long VeQuan::ng(long n, const char* file) {
   return ng(n, schedule_for(file, verbose,
                             {"default.ngp",
                              "ng: using default parameters",
-                             "vngepoq ",
-                             {{"vngaini ", "vngafin "}, {"vnglini ", "vnglfin "}}}));
+                             "vngepoq",
+                             {{"vngaini", "vngafin"}, {"vnglini", "vnglfin"}}}));
 }
 
 long VeQuan::ng(long n, const MatParaD& sched) {
-  if (!prot_ini(n, static_cast<int>(lkey("vnginp  "))) || prot.nrow() == 0) return 0;
+  if (!prot_ini(n, static_cast<int>(lkey("vnginp"))) || prot.nrow() == 0) return 0;
   if (!sched.control(2)) {
     refuse("ng: al not parametric");
     return 0;
@@ -155,7 +155,7 @@ long VeQuan::ng_itr(double a, double l) {
   ridx.setdim(prot.nrow(), 1);
   ridx.setrows(prot.nrow());
   ridx.setidx(0, 0, 1);
-  if (lpref.getval(keys.vgswap_d)) shuffle(order);
+  if (integers["vgswap_d"]) shuffle(order);
 
   CaptureBook book{bmu, bmucnt, hits};
   OnlineWinners winners(*this, dat, prot, book, *workspace);

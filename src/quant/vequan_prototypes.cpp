@@ -124,9 +124,11 @@ int VeQuan::prot_ini(long n, int how) {
   method[0] = '\0';
   origin = Origin::other;
   say("prot_ini: initializing prototypes ... ");
-  for (const char* key : {"vgswap_d", "vgkeep_p", "vgrepl_p", "vgerrors", "vgmemory", "vglpmaxp"}) lkey(key);
+  static constexpr Key<long> used[] = {"vgswap_d", "vgkeep_p", "vgrepl_p",
+                                       "vgerrors", "vgmemory", "vglpmaxp"};
+  for (const Key<long> key : used) lkey(key);
   const long grow = growth_step(n, dat.nrow(), dat.ncol());
-  const bool kept = prot.nrow() > 0 && (lpref.getval(keys.vgkeep_p) != 0 || n < 0);
+  const bool kept = prot.nrow() > 0 && (integers["vgkeep_p"] != 0 || n < 0);
   if (!(kept ? prot.ncol() == dat.ncol() : first_prototypes(dat, n, how, grow, prot))) {
     say_end("failed!");
     return 0;
@@ -207,8 +209,8 @@ double VeQuan::prot_err() const {
 }
 
 long VeQuan::prot_rep(int replace) {
-  const long threshold = lpref.getval(keys.vglpmaxp);
-  const bool redraw = replace != 0 && lpref.getval(keys.vgrepl_p) != 0;
+  const long threshold = integers["vglpmaxp"];
+  const bool redraw = replace != 0 && integers["vgrepl_p"] != 0;
   long dead = 0;
   for (long k = prot.nrow() - 1; k >= 0; --k) {
     if (hits(k, 0) <= threshold) {

@@ -105,7 +105,7 @@ void VeQuan::show(Ostr& o, int level) {
   o.ow("Prototypes: ").ow(method[0] != '\0' ? method : "loaded").ow(", ").ow(prot.nrow()).ow(" prototypes, ");
   o.ow(protnbr(0)).ow(" lost, ").ow(protnbr(1)).ow(" copies").nl();
   if (level > 0 && dat.nrow() > 0) show_cells(o, prot_err(), dat, prot, bmu, hits);
-  o.ow("Links: rule ").ow(lpref.getval(keys.vglink_p)).ow(" (").ow(linkname).ow("), ");
+  o.ow("Links: rule ").ow(integers["vglink_p"]).ow(" (").ow(linkname).ow("), ");
   o.ow(link.nlive()).ow(" links, ").ow(ncomp()).ow(ncomp() == 1 ? " component" : " components");
   if (torn > 0) o.ow(", ").ow(torn).ow(" torn");
   o.nl();

@@ -141,7 +141,7 @@ int VeQuan::load_vbf(std::FILE* f) {
   }
   verbose = loaded.verbose;
   exchange(fields<QuantizerState>(*this), fields<QuantizerState>(loaded));
-  keys.find(lpref, dpref);
+  find_keys();
   derive_unsaved();
   return 1;
 }
@@ -160,7 +160,7 @@ void VeQuan::derive_unsaved() {
   label_components();
   keep_labels(saved, pidx, compsize);
   name_links();
-  if (!lpref.getval(keys.vgdimloc)) return;
+  if (!integers["vgdimloc"]) return;
   lpca.verbose = 0;  // it works in the middle of the loader's line
   lpca.init(dat, bmu, link);
 }

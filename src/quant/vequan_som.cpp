@@ -276,7 +276,7 @@ long VeQuan::som(long n, double ratio, const MatParaD& sched) {
 long VeQuan::som_ini(long n, double ratio) {
   const bool hexagonal = lkey("vsomhexf") != 0;
   const bool principal = lkey("vsompcaf") != 0;
-  const long first = lkey("vsominp ");
+  const long first = lkey("vsominp");
   lkey("vsomrule");
   lkey("vsomgnhf");
   const GridSize size = grid_size(n, ratio);
@@ -309,11 +309,11 @@ long VeQuan::som_itr(double a, double l) {
   if (!done(pinidone) || !has_grid() || lwork2.nrow() == 0) return 0;
   Grid grid{lwork, lwork2, lvor, dvor};
   if (!grid.ordered() && !grid.order()) return 0;
-  const bool gaussian = lpref.getval(lpref.getkey("vsomgnhf")) != 0;
-  const bool batch = lpref.getval(lpref.getkey("vsomrule")) != 0;
+  const bool gaussian = integers["vsomgnhf"] != 0;
+  const bool batch = integers["vsomrule"] != 0;
   const long n = prot.nrow();
   if (!batch && workspace->influence.setdim(n, n) != n) return 0;  // out of memory
-  if (!batch && lpref.getval(keys.vgswap_d) != 0) shuffle(order);
+  if (!batch && integers["vgswap_d"] != 0) shuffle(order);
   MapEpoch epoch{*this, dat, prot, order, {bmu, bmucnt, hits}, grid, Neighbourhood(l, gaussian), *workspace};
   const long changed = batch ? epoch.batch() : epoch.online(a);
   const long lost = prot_rep(0);  // dead nodes are only counted: replacing them would destroy the order

@@ -144,16 +144,6 @@ T MatPrefT<T>::commit(long k) {
 }
 
 template <class T>
-T MatPrefT<T>::commit(const char* key) {
-  const long k = getkey(key);
-  if (k < 0) {
-    os.fresh();
-    os.ow("missing key: ").ow(std::string(significant(key, key_length))).nl();
-  }
-  return commit(k);
-}
-
-template <class T>
 int MatPrefT<T>::newval(long k, T v) {
   check(k);
   if (!(values_(k, 0) <= v && v <= values_(k, 1))) return 0;

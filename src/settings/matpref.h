@@ -55,8 +55,6 @@ class MatPrefT {
   std::vector<Meaning> meanings(long k) const;
   /// Copies the future value to the actual one and returns it.
   T commit(long k);
-  /// The same by key. A missing key is named ("missing key: <key>") before the fatal message.
-  T commit(const char* key);
   /// True when the future value differs from the actual one.
   bool changed(long k) const { return getval(k) != getfut(k); }
 

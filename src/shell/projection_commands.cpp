@@ -119,13 +119,8 @@ Outcome Session::scaling() {
   return Outcome::done;
 }
 
-bool Session::linked() {
-  MatPrefT<long>& settings = analysis_.getlpref();
-  return settings.getval(settings.getkey("vglink_p")) != 0;
-}
-
 Outcome Session::self_god() {
-  if (analysis_.god(god_bits, work_.sgd, work_.sst, 0, 1)) work_.sgd_fell_back = !linked();
+  if (analysis_.god(god_bits, work_.sgd, work_.sst, 0, 1)) work_.sgd_fell_back = !analysis_.wants_links();
   return Outcome::quiet;
 }
 
@@ -135,7 +130,7 @@ Outcome Session::euclidean_god() {
 }
 
 Outcome Session::curvilinear_god() {
-  if (analysis_.god(god_bits, work_.cgd, work_.cst, 1, 0)) work_.cgd_fell_back = !linked();
+  if (analysis_.god(god_bits, work_.cgd, work_.cst, 1, 0)) work_.cgd_fell_back = !analysis_.wants_links();
   return Outcome::quiet;
 }
 

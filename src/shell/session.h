@@ -102,8 +102,6 @@ class Session {
   Outcome interpolate_validation(bool sammon_variants);
   Outcome reconstruct(bool sammon_variants);
   Outcome bad_command(char c1, char c2) const;
-  /// True when graph distances are in use.
-  bool linked();
 
   ToMapp analysis_;
   Work work_;

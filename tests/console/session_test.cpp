@@ -63,7 +63,7 @@ TEST(StartUp, AMissingKeyIsNamedBeforeTheProgramStops) {
   here.write("Qvtx.prf", text);
   const Result r = here.run(words(quantize + leave));
   EXPECT_EQ(r.status, 0);
-  EXPECT_NE(r.out.find("vngaini"), std::string::npos);
+  EXPECT_NE(r.err.find("  missing key: vngaini\n"), std::string::npos);
   EXPECT_NE(r.out.find("MatPrefT: bad key"), std::string::npos);
 }
 

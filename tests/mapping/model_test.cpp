@@ -156,7 +156,7 @@ TEST_F(Mapping, AGridKeepsItsLengthsOfLinks) {
   ASSERT_EQ(1, tm.dataload(points, 1));
   ASSERT_EQ(1, tm.som(12, 0.5, nameless));
   tm.setkey("vgerrors", 1);
-  tm.getlpref().commit("vgerrors");
+  tm.integers.commit("vgerrors");
   tm.verbose = 1;
   ASSERT_EQ(1, tm.sommap());
   tm.verbose = 0;

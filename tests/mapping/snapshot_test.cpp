@@ -83,7 +83,7 @@ TEST_F(Snapshot, LoadingAndSavingAgainGivesTheSameBytes) {
   EXPECT_EQ(1, other.cda(2, sched)) << "the analysis goes on";
   EXPECT_EQ(3, other.number("tcdnwf")) << "with the settings of the file";
   tm.setkey("vgdimloc", 1);
-  tm.getlpref().commit("vgdimloc");
+  tm.integers.commit("vgdimloc");
   ASSERT_EQ(1, load(other, saved(tm)));
   EXPECT_EQ(1, other.getlpca().ready()) << "the local PCA is computed when the settings ask for it";
 }

@@ -4,26 +4,14 @@
 
 #include "base/support.h"
 #include "settings/matpara.h"
-#include "settings/matpref.h"
+#include "settings/settings.h"
 
 namespace qvtx {
 namespace {
 
 const std::string examples = QVTX_SOURCE_DIR "/examples/";
 
-/// Every key that the program looks up, by table and block.
-const char* const integer_keys[2] = {
-    "vgswap_d vgkeep_p vgcent_p vgrepl_p vgerrors vgmemory vgdimloc vglpmaxp vglink_p tdgdtype tdxp "
-    "vgvqdvqm vlbginp vlbgitr vdlbgitr vclinp vclepoq vfclinp vfclepoq vnginp vngepoq vsominp vsomhexf "
-    "vsompcaf vsomrule vsomgnhf vsomepoq vnwepoq vjpminc vjpsort vjpshar vlnnbr vldnbr vgtearcl vgteartt "
-    "tdctdtwt tdctdlnf",
-    "tgswap_p tcdnwt tcdnwf tcdinm tcdepoq tsminm tsmepoq titinm titpcast titmulst titepoq"};
-const char* const real_keys[2] = {
-    "tdgb tdns tdng tdnm tdxs tdxg tdxm vgvqcora vgvqdera vsomd12 vlbgxch vdlbgxch vclaini vclafin "
-    "vfclaini vfclafin vngaini vngafin vnglini vnglfin vsomaini vsomafin vsomlini vsomlfin vnwaini "
-    "vnwafin vleeps vlrtol vldtol vlhtol tdctdakp",
-    "tdccsfac tcdlmds tcdaini tcdafin tcdlini tcdlfin tsmaini tsmafin tsmstoch titaini titafin titlini "
-    "titlfin"};
+std::string trimmed(std::string key) { return key.erase(key.find_last_not_of(' ') + 1); }
 
 /// The two tables, read block by block as at start-up.
 struct Shipped {
@@ -33,25 +21,22 @@ struct Shipped {
   Shipped() {
     const ConsoleRedirect console;
     std::ifstream in(examples + "Qvtx.prf");
-    for (int block = 0; block < 2; ++block) {
-      read(integers, in, integer_keys[block]);
-      read(reals, in, real_keys[block]);
+    for (const auto owner : {Setting::Owner::quantizer, Setting::Owner::mapping}) {
+      read(integers, in, owner);
+      read(reals, in, owner);
     }
     EXPECT_EQ("", console.out());
   }
 
-  /// A block must hold exactly these keys.
+  /// A block must hold exactly the keys of its table and owner.
   template <class T>
-  static void read(MatPrefT<T>& table, std::ifstream& in, const char* keys) {
+  static void read(MatPrefT<T>& table, std::ifstream& in, Setting::Owner owner) {
     const long before = table.count();
     EXPECT_EQ(1, table.load_asc(in));
     std::multiset<std::string> found, wanted;
-    const auto add = [](std::multiset<std::string>& list, const std::string& text) {
-      std::istringstream words(text);
-      for (std::string word; words >> word;) list.insert(word);
-    };
-    for (long k = before; k < table.count(); ++k) add(found, table.getlabel(k));
-    add(wanted, keys);
+    for (long k = before; k < table.count(); ++k) found.insert(trimmed(table.getlabel(k)));
+    for (const Setting& setting : settings_table)
+      if (setting.table == Key<T>::table && setting.owner == owner) wanted.insert(setting.name);
     EXPECT_EQ(wanted, found);
   }
 };
@@ -69,23 +54,28 @@ TEST(ShippedPreferences, HoldEveryKeyNothingIsCutAndEverySelectorValueHasAName) 
     EXPECT_TRUE(in_file(std::string("{") + table.getdescription(k) + "}")) << k;
     for (const auto& meaning : table.meanings(k))
       EXPECT_TRUE(in_file("h " + std::to_string(meaning.value) + " {" + meaning.text + "}\n")) << k;
-    const bool selector = table.getmax(k) <= 10;
-    std::string text;
-    for (long v = table.getmin(k); selector && v <= table.getmax(k); ++v)
-      EXPECT_TRUE(table.gethlp(k, v, text)) << table.getlabel(k) << " has no name for " << v;
+  }
+  std::string text;
+  for (const Setting& setting : settings_table) {
+    if (setting.use != Setting::Use::selector) continue;
+    const long k = table.getkey(setting.name);
+    for (long v = table.getmin(k); v <= table.getmax(k); ++v)
+      EXPECT_TRUE(table.gethlp(k, v, text)) << setting.name << " has no name for " << v;
   }
 }
 
 /// The schedule that a method makes of its keys, as the program saves it: columns[i] names the letters of the
 /// keys between method and "ini" or "fin".
-std::string saved_schedule(Shipped& shipped, const std::string& method, const std::string& columns) {
+std::string saved_schedule(const Shipped& shipped, const std::string& method, const std::string& columns) {
   MatParaD schedule(0, static_cast<long>(columns.size()));
-  schedule.additer(shipped.integers.commit((method + "epoq").c_str()));
+  const auto real = [&](const std::string& key) {
+    return shipped.reals.getval(shipped.reals.getkey(key.c_str()));
+  };
+  schedule.additer(shipped.integers.getval(shipped.integers.getkey((method + "epoq").c_str())));
   for (std::size_t c = 0; c < columns.size(); ++c) {
     if (columns[c] == '0') continue;
     const std::string key = method + columns[c];
-    schedule.set(3, static_cast<long>(c), shipped.reals.commit((key + "ini").c_str()),
-                 shipped.reals.commit((key + "fin").c_str()), 0, -1);
+    schedule.set(3, static_cast<long>(c), real(key + "ini"), real(key + "fin"), 0, -1);
   }
   const test::Scratch scratch;
   EXPECT_EQ(1, schedule.save_asc("saved", 0, 1));
@@ -96,7 +86,7 @@ TEST(ShippedSchedules, SamplesEqualTheScheduleOfTheKeys) {
   const char* const cases[][3] = {{"ngp", "vng", "al"}, {"clp", "vcl", "a"},   {"clp", "vfcl", "a"},
                                   {"nwp", "vnw", "a"},  {"omp", "vsom", "al"}, {"cmp", "tit", "al"},
                                   {"smp", "tsm", "a0"}};
-  Shipped shipped;
+  const Shipped shipped;
   for (const auto& [file, method, columns] : cases)
     EXPECT_EQ(saved_schedule(shipped, method, columns),
               test::read_file(examples + "schedules/default." + file))

@@ -17,7 +17,7 @@ namespace qvtx::test {
 class OpenMapping : public Open<ToMapp> {
  public:
   using Open<ToMapp>::Open;
-  using ToMapp::compsize, ToMapp::find_mapping_keys, ToMapp::mlink, ToMapp::mname, ToMapp::mpidx,
+  using ToMapp::compsize, ToMapp::mlink, ToMapp::mname, ToMapp::mpidx,
       ToMapp::mprot, ToMapp::nbwidth;
 };
 

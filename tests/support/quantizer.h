@@ -52,7 +52,7 @@ class Open : public Analysis {
   explicit Open(std::ifstream&& prefs) : Analysis(prefs) {}
 
   using Analysis::balance, Analysis::bmu, Analysis::bmucnt, Analysis::dat, Analysis::ddis, Analysis::dvor,
-      Analysis::dwork, Analysis::hits, Analysis::keys, Analysis::link, Analysis::lwork, Analysis::lvor,
+      Analysis::dwork, Analysis::hits, Analysis::integers, Analysis::link, Analysis::lwork, Analysis::lvor,
       Analysis::lwork2, Analysis::method, Analysis::order, Analysis::pidx, Analysis::prot, Analysis::pval,
       Analysis::ridx, Analysis::shuffle, Analysis::state;
 
