@@ -78,17 +78,17 @@ void ToMapp::reset_image_order() {
 void ToMapp::link_images() {
   mlink.setdim(mprot.nrow(), 2);
   mlink.addrow(mprot.nrow());
-  switch (integers["vglink_p"]) {
-    case 1:
+  switch (link_rule()) {
+    case LinkRule::e_link:
       mlink.e_link(0, mprot, dkey("vleeps"));
       break;
-    case 2:
+    case LinkRule::n_link:
       mlink.n_link(0, mprot, lkey("vlnnbr"));
       break;
-    case 3:
+    case LinkRule::r_link:
       mlink.r_link(0, mprot, dkey("vlrtol"));
       break;
-    case 4:
+    case LinkRule::d_link:
       mlink.n_link(0, mprot, link.nlive() / prot.nrow());
       break;
     default:

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <memory>
 
+#include "graph/link_rule.h"
 #include "local/lpca.h"
 #include "matrix/matstor.h"
 #include "quant/epochs.h"
@@ -234,8 +235,9 @@ class VeQuan : protected QuantizerState {
   const MatFullL& getcompsize() const { return compsize; }
   const LPCA& getlpca() const { return lpca; }
   const char* getmethod() const { return method; }
-  /// Whether "vglink_p" asks for links.
-  bool wants_links() const { return integers["vglink_p"] != 0; }
+  /// The rule in use, "vglink_p", and whether it asks for links at all.
+  LinkRule link_rule() const { return LinkRule{integers["vglink_p"]}; }
+  bool wants_links() const { return link_rule() != LinkRule::none; }
   MatPrefT<long>& getlpref() { return lpref; }
   MatPrefT<double>& getdpref() { return dpref; }
 
@@ -305,7 +307,7 @@ class VeQuan : protected QuantizerState {
   void link_prototypes(bool keep);
   void clear_links();
   void restore_grid();
-  void apply_rule(long rule);
+  void apply_rule(LinkRule rule);
   void name_links();
   void label_components();
   void tear_links();

@@ -15,16 +15,6 @@ namespace qvtx {
 
 namespace {
 
-constexpr const char* rule_names[] = {"none", "e_link", "n_link", "r_link", "d_link", "h_link"};
-enum LinkRule : long {
-  no_links = 0,
-  by_distance = 1,
-  by_neighbours = 2,
-  by_tolerance = 3,
-  by_data = 4,
-  by_pairs = 5
-};
-
 /// Gives every datum a prototype and counts what each prototype gets.
 void count_hits(const MatFullD& dat, const MatFullD& prot, MatFullL& bmu, MatFullL& hits) {
   MatFullL assigned;
@@ -48,9 +38,9 @@ void centre(const MatFullD& dat, const MatFullL& bmu, const MatFullL& hits, MatF
 
 /// The rule that stands for the one asked for. Rules that count data find next to nothing when the prototypes
 /// are the data themselves or nearly so.
-long usable_rule(long rule, long ndata, long nprot) {
-  const bool counts_data = rule == by_data || rule == by_pairs;
-  return counts_data && ndata < 2 * nprot ? by_neighbours : rule;
+LinkRule usable_rule(LinkRule rule, long ndata, long nprot) {
+  const bool counts_data = rule == LinkRule::d_link || rule == LinkRule::h_link;
+  return counts_data && ndata < 2 * nprot ? LinkRule::n_link : rule;
 }
 
 /// Neighbours on the grid are at distance 1, whatever the distance class of the data.
@@ -104,9 +94,9 @@ void VeQuan::say_piece(const char* text) const {
 bool VeQuan::has_grid() const { return prot.nrow() > 0 && lwork.nrow() == prot.nrow(); }
 
 void VeQuan::link_prototypes(bool keep) {
-  const long rule = lkey("vglink_p");
+  const LinkRule rule{lkey("vglink_p")};
   name_links();
-  if (rule == no_links) {
+  if (rule == LinkRule::none) {
     say_piece("checking links ... ");
     clear_links();
     return;
@@ -138,23 +128,23 @@ void VeQuan::restore_grid() {
   link.setgrd(0, lwork2(0, 0), lwork2(0, 1), static_cast<int>(lwork2(0, 2)));
 }
 
-void VeQuan::apply_rule(long rule) {
-  const long usable = usable_rule(rule, dat.nrow(), prot.nrow());
-  if (usable != rule) say_piece("few data, n_link ... ");
+void VeQuan::apply_rule(LinkRule rule) {
+  const LinkRule usable = usable_rule(rule, dat.nrow(), prot.nrow());
+  if (usable != rule && verbose) os.ow("few data, ").ow(name_of(usable)).ow(" ... ").flush();
   switch (usable) {
-    case by_distance:
+    case LinkRule::e_link:
       link.e_link(0, prot, dkey("vleeps"));
       break;
-    case by_neighbours:
+    case LinkRule::n_link:
       link.n_link(0, prot, lkey("vlnnbr"));
       break;
-    case by_tolerance:
+    case LinkRule::r_link:
       link.r_link(0, prot, dkey("vlrtol"));
       break;
-    case by_data:
+    case LinkRule::d_link:
       link.d_link(0, prot, dat, lkey("vldnbr"), dkey("vldtol"));
       break;
-    case by_pairs:
+    case LinkRule::h_link:
       link.h_link(0, prot, dat, dkey("vlhtol"));
       break;
     default:
@@ -163,9 +153,8 @@ void VeQuan::apply_rule(long rule) {
 }
 
 void VeQuan::name_links() {
-  const long rule = usable_rule(integers["vglink_p"], dat.nrow(), prot.nrow());
-  linkname = rule_names[rule >= no_links && rule <= by_pairs ? rule : no_links];
-  if (rule != no_links && has_grid()) linkname = "grid";
+  const LinkRule usable = usable_rule(link_rule(), dat.nrow(), prot.nrow());
+  linkname = has_grid() && wants_links() ? "grid" : name_of(usable);
 }
 
 void VeQuan::label_components() {
