@@ -28,11 +28,6 @@ struct PairRow {
   const double* soon;   ///< n numbers that the next pass will want: fetched from memory meanwhile
 };
 
-/// True when distances between images are Euclidean in the class and exponent in force.
-inline bool euclidean_images() {
-  return MatFullD::mesp != 'a' && MatFullD::mesp != 'c' && MatFullD::miex == 2.0;
-}
-
 /// Images by axis, and a work row. Load, let kernels change them, store. Not copyable: views point into it.
 class ImageArrays {
  public:

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "matrix/distance/metric.h"
+
 namespace qvtx {
 
 PairRows::PairRows(const VeQuan& prototypes, double w, bool across, MatFullD& images, MappingMemory& memory)
@@ -15,7 +17,7 @@ PairRows::PairRows(const VeQuan& prototypes, double w, bool across, MatFullD& im
 PairRow PairRows::row(long i, long next) {
   PairRow row{i, input_.row(i), nullptr, input_.stored(next)};
   if (!row.soon) row.soon = row.input;
-  if (!euclidean_images()) {
+  if (!Metric::in_force().is_euclidean()) {
     store();
     images_.sdav(i, plain_, no_bound);
     std::copy_n(plain_.data(), images_.nrow(), arrays_.distance());  // where there is padding

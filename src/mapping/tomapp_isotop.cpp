@@ -8,6 +8,7 @@
 #include "mapping/graph_order.h"
 #include "mapping/kernels/isotop_kernels.h"
 #include "mapping/tomapp.h"
+#include "matrix/distance/metric.h"
 
 namespace qvtx {
 
@@ -67,7 +68,7 @@ struct Stimuli {
 /// The image nearest to x (1 x p) in the class in force, n when none is at a finite distance. `plain` is
 /// written where the kernels do not measure.
 long nearest_image(ImageArrays& images, const MatFullD& x, MatFullD& plain) {
-  if (euclidean_images()) return isotop_kernels().nearest(images.view(), x.data());
+  if (Metric::in_force().is_euclidean()) return isotop_kernels().nearest(images.view(), x.data());
   images.store(plain);
   const long q = plain.nearest(x, 0, no_bound);
   return q < plain.nrow() && plain.sdas(q, x, 0, no_bound) < no_bound ? q : plain.nrow();

@@ -279,7 +279,7 @@ std::optional<PairRanges> PairDistances::measure(const std::function<void()>& pr
 }
 
 PairDistances::Signature PairDistances::signature() const {
-  return {points_.nrow() * points_.ncol() * links_.nlive(), MatFullD::mesp, MatFullD::miex};
+  return {points_.nrow() * points_.ncol() * links_.nlive(), Metric::in_force()};
 }
 
 }  // namespace qvtx

@@ -6,6 +6,7 @@
 
 #include "graph/laplacian.h"
 #include "graph/matlinkd.h"
+#include "matrix/distance/metric.h"
 #include "matrix/matstor.h"
 
 namespace qvtx {
@@ -88,8 +89,7 @@ class PairDistances {
   /// What the distances were computed for.
   struct Signature {
     long shape = -1;  ///< prototypes x columns x live links
-    char mesp = 'm';
-    double miex = 0.0;
+    Metric metric;
     bool operator==(const Signature&) const = default;
   };
   class Pass;

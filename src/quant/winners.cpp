@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "matrix/distance/metric.h"
+
 namespace qvtx {
 
 namespace {
@@ -61,11 +63,8 @@ int CaptureBook::capture(long d, long k) {
 }
 
 bool searches_agree(const MatFullD& dat, const MatFullD& prot) {
-  const double p = MatFullD::miex;
-  const bool minkowski = MatFullD::mesp != 'a' && MatFullD::mesp != 'c';
-  const bool exact_root = p == 2.0 || p == 1.0 || p >= 8.0;
-  return minkowski && exact_root && prot.nrow() > 0 && prot.ncol() == dat.ncol() && is_moderate(dat) &&
-         is_moderate(prot);
+  return Metric::in_force().is_free_of_powers() && prot.nrow() > 0 && prot.ncol() == dat.ncol() &&
+         is_moderate(dat) && is_moderate(prot);
 }
 
 BatchWinners::BatchWinners(const MatFullD& dat, const MatFullD& prot, CaptureBook book, EpochMemory& memory)

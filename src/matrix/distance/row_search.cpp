@@ -2,6 +2,7 @@
 
 #include "matrix/distance/distance_kernels.h"
 #include "matrix/distance/distance_rules.h"
+#include "matrix/distance/metric.h"
 
 namespace qvtx {
 
