@@ -4,11 +4,12 @@
 #include "quant/gas_kernels.h"
 
 #include "base/vector_lanes.h"
+#include "matrix/distance/packed_block.h"
 
 namespace qvtx::QVTX_ISA {
 namespace {
 
-constexpr int block_rows = 8;  // of PackedRows
+constexpr int block_rows = packed_block_rows;
 
 void move_lanes(double* place, long d, const double* steps, const double* x, const double* next,
                 double* sums) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "matrix/distance/packed_rows.h"
+
 namespace qvtx {
 
 namespace {
@@ -18,7 +20,7 @@ void RankSort::start(MatFullL& ridx, long m) {
   m_ = m;
   tree_.start(ridx);
   order_.start(std::min(n_, NumberOrder::largest_count));
-  sums_.resize(static_cast<std::size_t>((n_ + 7) / 8 * 8));
+  sums_.resize(static_cast<std::size_t>(PackedRows::places(n_)));
   sorts_ = m * rows_per_rank > n_ && n_ <= NumberOrder::largest_count;
   close_calls_ = 0;
 }

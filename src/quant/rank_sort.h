@@ -22,8 +22,8 @@ class RankSort {
   /// 1 <= m <= n.
   void start(MatFullL& ridx, long m);
 
-  /// The squared distances (finite, not negative), to be filled in before each `rank`: places for n rounded
-  /// up to blocks of eight.
+  /// The squared distances (finite, not negative), to be filled in before each `rank`: room for
+  /// PackedRows::places(n).
   double* sums() { return sums_.data(); }
   /// Brings the m nearest rows to the head of the list, in order. Returns the row of the smallest sum, the
   /// lowest among equals.

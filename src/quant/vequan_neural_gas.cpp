@@ -72,7 +72,7 @@ void GasEpoch::move_ranks() {
   RankSort& ranks = memory.ranks;
   ranks.start(ridx, m);
   std::vector<double>& moves = memory.moves;
-  moves.assign(static_cast<std::size_t>((n + 7) / 8 * 8), stays);
+  moves.assign(static_cast<std::size_t>(PackedRows::places(n)), stays);
   const auto move_and_measure = gas_kernels().move_and_measure;
   const auto datum = [this](long i) { return dat.row(order(i, 0)); };
   const long last = dat.nrow() - 1;
