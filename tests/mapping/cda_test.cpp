@@ -65,9 +65,9 @@ class Cda : public ReferenceMappingTest {
   }
 
   void compare(ReferenceCda r) {
-    tm.setkey("tcdnwf  ", static_cast<double>(r.function));
-    tm.setkey("tcdnwt  ", r.adaptive ? 1 : 0);
-    tm.setkey("tcdlmds ", r.share);
+    tm.setkey("tcdnwf", static_cast<double>(r.function));
+    tm.setkey("tcdnwt", r.adaptive ? 1 : 0);
+    tm.setkey("tcdlmds", r.share);
     constexpr double steps[3][2] = {{0.9, 0.6}, {0.5, 0.3}, {0.25, 0.12}};
     const double width = r.width[0];
     std::string report;

@@ -80,7 +80,7 @@ struct ReferenceIsotop : ReferenceMapping {
 
 class Isotop : public ReferenceMappingTest {
  protected:
-  Isotop() { tm.setkey("titinm  ", 0); }
+  Isotop() { tm.setkey("titinm", 0); }
 
   /// Epochs of decreasing width, compared; what the reference counted.
   ReferenceIsotop compare(bool around_images, const std::vector<double>& deviation) {

@@ -80,7 +80,7 @@ TEST_F(Sammon, EpochsAreThoseOfThePlainLoop) {
 
 TEST_F(Sammon, TheStochasticShareCountsOneEpochMore) {
   prepare(10, 2, 0, 0.0);
-  tm.setkey("tsmepoq ", 4);
+  tm.setkey("tsmepoq", 4);
   for (const auto& [share, passes] : {std::pair{0.0, "nnnn"},
                                       {0.1, "nnnn"},
                                       {0.125, "yynn"},

@@ -18,9 +18,9 @@ struct Method {
 };
 
 constexpr Method methods[] = {
-    {"cda", "Curvilinear Component Analysis", "default.cmp", "tcdepoq ", "al", 'l', 1e-9, 1.1, 2.1},
-    {"sammon", "Sammon's Nonlinear Mapping", "default.smp", "tsmepoq ", "as", 's', 0.0, 1.1, 1.1},
-    {"isotop", "Isotop", "default.cmp", "titepoq ", "al", 'l', 0.0, 1.1, 1.1}};
+    {"cda", "Curvilinear Component Analysis", "default.cmp", "tcdepoq", "al", 'l', 1e-9, 1.1, 2.1},
+    {"sammon", "Sammon's Nonlinear Mapping", "default.smp", "tsmepoq", "as", 's', 0.0, 1.1, 1.1},
+    {"isotop", "Isotop", "default.cmp", "titepoq", "al", 'l', 0.0, 1.1, 1.1}};
 
 class MappingSchedules : public ReferenceMappingTest {
  protected:

@@ -39,7 +39,7 @@ class Snapshot : public MappingTest {
     ASSERT_EQ(1, mapping.cda(2, sched));
     ASSERT_EQ(1, mapping.mlink.del_link(2));
     mapping.setkey("vglink_p", 5);
-    mapping.setkey("tcdnwf  ", 3);
+    mapping.setkey("tcdnwf", 3);
     mapping.pval(0, 0) = 0.5;
   }
 

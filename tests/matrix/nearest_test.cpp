@@ -168,8 +168,11 @@ TEST(NeighbourSearch, FindsTheRowsOfTheSingleSearchInEveryClass) {
           for (long j = 0; j < b.nrow(); ++j) expect_nearest(search, a, b, j, k);
           for (long j = 0; j < rows; j += 197) expect_nearest(search, a, a, j, k);
         }
-        Settings::set('m', 2.0);  // the Euclidean search ignores the class in force when it was made
+        Settings::set('m', 2.0);  // a search keeps to its own metric, whatever is in force
         expect_nearest(euclidean, a, b, 1, 9);
+        NeighbourSearch given(a, Metric{c.kind, c.p});
+        Settings::set(c.kind, c.p);
+        expect_nearest(given, a, b, 1, 9);
       }
   const double x[3] = {};
   EXPECT_EQ(0, NeighbourSearch(MatFullD(0, 3)).search(x, -1, 4));

@@ -104,8 +104,8 @@ TEST_F(EpochTest, KMeansStopsAtItsLimits) {
   vq.setkey("vgcent_p", 0);
   for (const long most : {1L, 2L, 3L, 4L, 5L, 6L, 7L, 8L}) {
     start({.name = "", .ndata = 60, .dim = 2, .n = 5});
-    vq.setkey("vlbgitr ", 50);
-    vq.setkey("vlbgxch ", (static_cast<double>(most) - 0.4) / 60.0);  // changed data, rounded
+    vq.setkey("vlbgitr", 50);
+    vq.setkey("vlbgxch", (static_cast<double>(most) - 0.4) / 60.0);  // changed data, rounded
     ASSERT_EQ(1, vq.lbg(5));
     reference.init(5, 0);
     while (reference.lbg_epoch(most)) {
@@ -114,7 +114,7 @@ TEST_F(EpochTest, KMeansStopsAtItsLimits) {
   }
   EXPECT_STREQ("LBG", vq.getmethod());
   for (const long limit : {0L, 2L}) {
-    vq.setkey("vlbgitr ", static_cast<double>(limit));
+    vq.setkey("vlbgitr", static_cast<double>(limit));
     ASSERT_EQ(1, vq.lbg(5));
     const long presentations = vq.bmucnt(0, 0) + vq.bmucnt(0, 1);
     EXPECT_EQ(std::max(limit, 1L), presentations) << "one epoch at least";
