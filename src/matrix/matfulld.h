@@ -76,6 +76,36 @@ class MatFullD : public MatFullT<double> {
   void kur(const MatFullD& m, MatFullD& out) const;
   void kur(MatFullD& out) const;
 
+  // ---- Cumulants and lagged moments (matfulld_cumulants.cpp) ----
+  // Conventions of the statistics above; y is x - m, v the variance about m, E the mean over the rows. A lag
+  // t pairs row r with row r + t, over the n - t rows r that have one. Without m the means are taken.
+  // Skewness, kurtosis and cumulants: Kendall and Stuart, The Advanced Theory of Statistics 1, chapters 3 and
+  // 13; cross-cumulants as matrices: Cardoso and Souloumiac, "Blind beamforming for non-Gaussian signals",
+  // IEE Proceedings F 140(6), 1993; lagged covariances: Belouchrani, Abed-Meraim, Cardoso and Moulines, "A
+  // blind source separation technique using second-order statistics", IEEE Trans. Signal Processing 45(2),
+  // 1997. Fatal: column counts (dimensions form), t outside [0, n) (argument 3); codes s 71 sss, 82 cok, 83
+  // tcc, 84 tac, 85 tck.
+
+  /// out (1 x ncol): skewness, E[y^3] / v^(3/2); 0 where v is 0. The mean is row 0 of stats.
+  void sss(const MatFullD& stats, MatFullD& out) const;
+  void sss(MatFullD& out) const;
+  /// out (ncol x ncol): cumulants of fourth order of the columns i and j with every pair (k, l), E[y_i y_j
+  /// y_k y_l] - c_ij c_kl - c_ik c_jl - c_il c_jk. c: ncol x ncol, the covariances about m; computed where
+  /// not given. Exactly symmetric where c is. Fatal: i (1), j (2), m (3) and c (4).
+  void cok(long i, long j, const MatFullD& m, const MatFullD& c, MatFullD& out) const;
+  void cok(long i, long j, const MatFullD& m, MatFullD& out) const;
+  void cok(long i, long j, MatFullD& out) const;
+  /// out (ncol x ncol): lagged covariances, (i, j) the mean of y_i(r) y_j(r + t).
+  void tcc(const MatFullD& m, MatFullD& out, long t) const;
+  void tcc(MatFullD& out, long t) const;
+  /// out (1 x ncol): autocorrelations, the diagonal of `tcc` over v; 0 where v is 0.
+  void tac(const MatFullD& m, MatFullD& out, long t) const;
+  void tac(MatFullD& out, long t) const;
+  /// out (1 x ncol): lagged kurtosis, the mean of y(r)^2 y(r + t)^2 minus v^2 minus twice the squared lagged
+  /// covariance, over v^2; 0 where v is 0.
+  void tck(const MatFullD& m, MatFullD& out, long t) const;
+  void tck(MatFullD& out, long t) const;
+
   // ---- Random contents (matfulld_random.cpp) ----
   /// Rows r0..r1, columns c0..c1 (inclusive; a negative or too large upper index: the last), rows and columns
   /// last to first. Kind 0: lo + (hi - lo) u; kind 1: Gaussian with mean lo and deviation hi. Other cells
