@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "base/elementary.h"
+
 namespace qvtx {
 namespace {
 
@@ -53,7 +55,7 @@ double gauss_rand() {
   // next one.
   const double u1 = std::max(u_rand(), 1.0 / 4294967295.0);
   const double u2 = u_rand();
-  return std::sqrt(-2.0 * std::log(u1)) * std::cos(6.2831853076 * u2);
+  return std::sqrt(-2.0 * fixed_log(u1)) * fixed_cos(6.2831853076 * u2);
 }
 
 void setseed(unsigned long seed) {

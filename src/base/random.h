@@ -16,7 +16,7 @@ double u_rand();
 /// |r mod n| of the next number r read as a signed 32-bit integer. REQUIRES: n > 0.
 long draw_index(long n);
 /// sqrt(-2 ln u1) cos(6.2831853076 u2) of two uniform draws, u1 first; a u1 of 0 counts as the smallest
-/// positive one. Box and Muller, Ann. Math. Stat. 29(2), 1958. Uses the C library's logarithm and cosine.
+/// positive one. Box and Muller, Ann. Math. Stat. 29(2), 1958.
 double gauss_rand();
 
 /// mt[0] = seed, mt[i] = 69069 mt[i-1], all modulo 2^32.

@@ -1,7 +1,8 @@
 #include "settings/matpara.h"
 
 #include <algorithm>
-#include <cmath>
+
+#include "base/elementary.h"
 
 namespace qvtx {
 
@@ -15,7 +16,7 @@ double decayed(int kind, double fval, double lval, double n, double i) {
     case 1:
       return fval + i * (lval - fval) / n;
     case 2:
-      return fval * std::pow(std::pow(lval / fval, 1 / n), i);
+      return fval * fixed_pow(fixed_pow(lval / fval, 1 / n), i);
     default:
       return (fval * lval * n / (fval - lval)) / (n * lval / (fval - lval) + i);
   }

@@ -19,7 +19,7 @@ class MatParaD : public MatFullD {
   /// from fval down to lval, over n = lidx - fidx steps; i is the row number itself, so that a column with
   /// fidx > 0 starts part-way down the curve and ends beyond lval:
   ///   1  linear        fval + i (lval - fval) / n
-  ///   2  exponential   fval ((lval / fval)^(1/n))^i; calls the C library's pow
+  ///   2  exponential   fval ((lval / fval)^(1/n))^i
   ///   3  hyperbolic    (fval lval n / (fval - lval)) / (n lval / (fval - lval) + i)
   /// Another kind leaves the rows as they are; equal values make it 1. Row 0 gets exactly fval, row n exactly
   /// lval, and rounding takes no row between them out of [lval, fval]; hyperbolic down to 0 is 0 from row 1

@@ -29,7 +29,7 @@ struct ReferenceIsotop : ReferenceMapping {
   double gaussian() {
     const double u1 = draws.uniform();
     const double u2 = draws.uniform();
-    return std::sqrt(-2.0 * std::log(u1)) * std::cos(6.2831853076 * u2);
+    return std::sqrt(-2.0 * fixed_log(u1)) * fixed_cos(6.2831853076 * u2);
   }
 
   std::vector<double> stimulus() {

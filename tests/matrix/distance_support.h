@@ -4,6 +4,7 @@
 
 #include <bit>
 
+#include "base/elementary.h"
 #include "base/isa.h"
 #include "base/support.h"
 #include "matrix/matfulld.h"
@@ -61,6 +62,13 @@ inline MatFullD matrix_of(const std::vector<std::vector<double>>& rows) {
   return m;
 }
 
+/// b^n for n = 3 ... 7: the product of those of b, b^2 and b^4 that make it up, in this order.
+inline double whole_power(double b, int n) {
+  const double b2 = b * b, b4 = b2 * b2;
+  const double powers[] = {b * b2, b4, b * b4, b2 * b4, b * b2 * b4};
+  return powers[n - 3];
+}
+
 /// The plain distances in the class and exponent in force.
 struct Reference {
   char kind = MatFullD::mesp;
@@ -69,7 +77,8 @@ struct Reference {
   double transform(double b) const {
     if (p == 2) return b * b;
     if (p == 0.5) return std::sqrt(b);
-    return p == 0 || p == 1 || p >= 8 ? b : std::pow(b, p);
+    if (p == 0 || p == 1 || p >= 8) return b;
+    return p == std::floor(p) ? whole_power(b, static_cast<int>(p)) : fixed_pow(b, p);
   }
   double threshold(double b) const { return transform(b) * 1.001; }
 
@@ -77,7 +86,7 @@ struct Reference {
     if (std::isnan(s)) return nan_value;
     if (p == 2) return std::sqrt(s);
     if (p == 0.5) return s * s;
-    return p == 0 || p == 1 || p >= 8 ? s : std::pow(s, 1.0 / p);
+    return p == 0 || p == 1 || p >= 8 ? s : fixed_pow(s, 1.0 / p);
   }
 
   double accumulated(double s, double t) const {
@@ -149,9 +158,10 @@ struct Case {
   char kind;
   double p;
 };
-inline constexpr Case all_cases[] = {{'m', 2},   {'m', 1}, {'m', 0.5}, {'m', 0}, {'m', 20.5}, {'m', 0.7},
-                                     {'m', 7.5}, {'a', 2}, {'a', 1},   {'a', 0}, {'a', 0.5},  {'a', 9},
-                                     {'a', 1.5}, {'c', 2}, {'x', 2},   {'c', 1}};
+inline constexpr Case all_cases[] = {{'m', 2},   {'m', 1},   {'m', 0.5}, {'m', 0}, {'m', 20.5},
+                                     {'m', 0.7}, {'m', 7.5}, {'a', 2},   {'a', 1}, {'a', 0},
+                                     {'a', 0.5}, {'a', 9},   {'a', 1.5}, {'m', 3}, {'m', 6},
+                                     {'a', 7},   {'c', 2},   {'x', 2},   {'c', 1}};
 
 inline std::string describe(const Case& c) { return std::string(1, c.kind) + " " + std::to_string(c.p); }
 

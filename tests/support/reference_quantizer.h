@@ -1,7 +1,7 @@
 #pragma once
 // The iterative quantization methods once more, as plain loops over vectors with a generator of their own:
-// what the quantizer's epochs must equal bit for bit. Slow on purpose; shares fixed_exp alone with the
-// program.
+// what the quantizer's epochs must equal bit for bit. Slow on purpose; shares the elementary functions alone
+// with the program.
 
 #include <algorithm>
 #include <cmath>
@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/elementary.h"
 #include "base/exponential.h"
 #include "support/quantizer.h"
 
@@ -235,21 +236,25 @@ class ReferenceQuantizer {
     }
   }
 
+  /// Powers with the exponents 1.5 and 3, and of their derivatives.
+  static double power(double t, double y) {
+    return y == 3.0 ? t * (t * t) : y == 2.0 ? t * t : fixed_pow(t, y);
+  }
   /// Sum of the terms, from the last coordinate to the first.
   double terms(const Row& x, const Row& y) const {
     double s = 0.0;
     for (long j = dim() - 1; j >= 0; --j) {
       const double t = std::fabs(at(x, j) - at(y, j));
-      s += p == 2.0 ? t * t : std::pow(t, p);
+      s += p == 2.0 ? t * t : power(t, p);
     }
     return s;
   }
   double distance(const Row& x, const Row& y) const {
-    return p == 2.0 ? std::sqrt(terms(x, y)) : std::pow(terms(x, y), 1.0 / p);
+    return p == 2.0 ? std::sqrt(terms(x, y)) : fixed_pow(terms(x, y), 1.0 / p);
   }
 
   long nearest(long d, double bound) const {
-    double threshold = 1.001 * (p == 2.0 ? bound * bound : std::pow(bound, p));
+    double threshold = 1.001 * (p == 2.0 ? bound * bound : power(bound, p));
     long found = nprot();
     for (long k = nprot() - 1; k >= 0; --k) {
       const double s = terms(at(prot, k), at(dat, d));
@@ -278,7 +283,7 @@ class ReferenceQuantizer {
   double derivative(const Row& x, const Row& y, long j) const {
     const double difference = at(x, j) - at(y, j), total = distance(x, y), t = std::fabs(difference);
     if (p == 2.0 || t == 0.0) return difference;
-    return std::copysign(total * std::pow(t / total, p - 1.0), difference);
+    return std::copysign(total * power(t / total, p - 1.0), difference);
   }
 
   void sum_cells() {

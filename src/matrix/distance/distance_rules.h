@@ -6,6 +6,8 @@
 #include <cmath>
 #include <limits>
 
+#include "base/elementary.h"
+#include "base/power_kernels.h"
 #include "matrix/distance/metric.h"
 
 namespace qvtx::distance {
@@ -41,11 +43,22 @@ struct Largest {  // p >= 8, Chebyshev
   static double transform(double bound) { return bound; }
   static double finish(double s) { return s; }
 };
+/// t^p for p = 1 ... 7, by the binary digits of p: (t^1 t^2) t^4 of those it has.
+inline double whole_power(double t, int p) {
+  const double square = t * t;
+  return ((p & 1) != 0 ? t : 1.0) * ((p & 2) != 0 ? square : 1.0) * ((p & 4) != 0 ? square * square : 1.0);
+}
+struct WholePowers {  // p = 3 ... 7
+  int p;
+  double add(double s, double t) const { return s + whole_power(t, p); }
+  double transform(double bound) const { return whole_power(bound, p); }
+  double finish(double s) const { return fixed_pow(s, 1.0 / p); }
+};
 struct Powers {  // every other p
   double p;
-  double add(double s, double t) const { return s + std::pow(t, p); }
-  double transform(double bound) const { return std::pow(bound, p); }
-  double finish(double s) const { return std::pow(s, 1.0 / p); }
+  double add(double s, double t) const { return s + fixed_pow(t, p); }
+  double transform(double bound) const { return fixed_pow(bound, p); }
+  double finish(double s) const { return fixed_pow(s, 1.0 / p); }
 };
 
 /// Calls use(rule) with the rule of the exponent p and returns its result.
@@ -56,6 +69,7 @@ auto with_rule(double p, Use use) {
   if (p == 0.5) return use(Roots{});
   if (p == 0.0) return use(Smallest{});
   if (p >= Metric::chebyshev_from) return use(Largest{});
+  if (p == std::floor(p)) return use(WholePowers{static_cast<int>(p)});
   return use(Powers{p});
 }
 
@@ -119,6 +133,79 @@ double accumulate(const Rule& rule, const Terms& terms, long ncol, double start,
   return sum;
 }
 
+/// The same for other powers, which are faster several at a time.
+template <class Terms>
+double accumulate(const Powers& rule, const Terms& terms, long ncol, double start, double limit) {
+  constexpr long most = 16;
+  double block[most];
+  double sum = start;
+  for (long first = ncol; first > 0;) {
+    const long count = first < most ? first : most;
+    first -= count;
+    for (long k = 0; k < count; ++k) block[k] = terms(first + k);
+    power_kernels().powers(block, count, rule.p);
+    for (long k = count - 1; k >= 0; --k) {
+      sum += block[k];
+      if (sum > limit) return abandoned;
+    }
+  }
+  return sum;
+}
+
+/// The sums of many rows for such a power, the terms of several short rows at a time. terms_of(i) gives the
+/// terms of row i; the rows are asked for downward.
+template <class TermsOf>
+class PowerSums {
+ public:
+  PowerSums(const Powers& rule, const TermsOf& terms_of, long ncol)
+      : rule_(rule), terms_of_(terms_of), ncol_(ncol), at_once_(ncol <= longest ? room / ncol : 0) {}
+
+  /// What `accumulate` gives for row i.
+  double operator()(long i, double limit) {
+    if (at_once_ == 0) return accumulate(rule_, terms_of_(i), ncol_, 0.0, limit);
+    if (i < first_ || i >= end_) fill(i);
+    const double* powers = powers_ + (i - first_) * ncol_;
+    double sum = 0.0;
+    for (long k = ncol_ - 1; k >= 0; --k) {
+      sum += powers[k];
+      if (sum > limit) return abandoned;
+    }
+    return sum;
+  }
+
+ private:
+  static constexpr long longest = 16;
+  static constexpr long room = 128;
+
+  void fill(long last) {
+    first_ = last + 1 < at_once_ ? 0 : last + 1 - at_once_;
+    end_ = last + 1;
+    for (long i = first_; i < end_; ++i) {
+      const auto terms = terms_of_(i);
+      for (long k = 0; k < ncol_; ++k) powers_[(i - first_) * ncol_ + k] = terms(k);
+    }
+    power_kernels().powers(powers_, (end_ - first_) * ncol_, rule_.p);
+  }
+
+  Powers rule_;
+  TermsOf terms_of_;
+  long ncol_;
+  long at_once_;  // rows, 0 when they are long
+  long first_ = 0;
+  long end_ = 0;
+  double powers_[room];
+};
+
+/// sum_of(i, limit): the sum of the terms of row i by the rule, or `abandoned`. To be asked for downward.
+template <class Rule, class TermsOf>
+auto row_sums(const Rule& rule, const TermsOf& terms_of, long ncol) {
+  return [=](long i, double limit) { return accumulate(rule, terms_of(i), ncol, 0.0, limit); };
+}
+template <class TermsOf>
+auto row_sums(const Powers& rule, const TermsOf& terms_of, long ncol) {
+  return PowerSums<TermsOf>(rule, terms_of, ncol);
+}
+
 /// The margin keeps a distance equal to the bound from being abandoned through rounding.
 inline constexpr double bound_margin = 1.001;
 
@@ -133,6 +220,25 @@ template <class Rule>
 double distance_of(const Rule& rule, double sum) {
   if (sum != sum) return std::numeric_limits<double>::quiet_NaN();
   return sum < 0.0 ? abandoned : rule.finish(sum);
+}
+
+/// Sums to distances, in place.
+template <class Rule>
+void finish_rows(const Rule& rule, double* sums, long n) {
+  for (long i = n - 1; i >= 0; --i) sums[i] = distance_of(rule, sums[i]);
+}
+inline void finish_rows(const Powers& rule, double* sums, long n) {
+  constexpr long most = 64;
+  double roots[most];
+  for (long first = 0; first < n; first += most) {
+    const long count = n - first < most ? n - first : most;
+    for (long i = 0; i < count; ++i) roots[i] = larger(0.0, sums[first + i]);
+    power_kernels().powers(roots, count, 1.0 / rule.p);
+    for (long i = 0; i < count; ++i) {
+      double& sum = sums[first + i];
+      sum = sum >= 0.0 ? roots[i] : distance_of(rule, sum);
+    }
+  }
 }
 
 /// Dot product from the last coordinate to the first, with the bits of `MatFullT::dps`.

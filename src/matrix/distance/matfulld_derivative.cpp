@@ -40,7 +40,8 @@ double term_derivative(double p, const Terms& terms, long d, long m, double tota
   if (p == 1.0) return total;
   if (p == 0.5) return total * std::sqrt(total / t);
   if (p >= Metric::chebyshev_from) return m == largest_term(terms, d) ? total : 0.0;
-  return total * std::pow(t / total, p - 1.0);
+  if (p == std::floor(p)) return total * whole_power(t / total, static_cast<int>(p) - 1);
+  return total * fixed_pow(t / total, p - 1.0);
 }
 
 // Partial derivatives of half_interval(n, v): where the signs differ it is v^2 / (|n| + |v|).

@@ -53,13 +53,12 @@ template <class Rule>
 long scan_sums(const Query& query, const Rule& rule, double bound) {
   const long d = query.m.ncol();
   const double limit = limit_of(rule, bound);
-  if (query.metric.is_area())
-    return scan(query, limit, [&](long i, double threshold) {
-      return accumulate(rule, PairArea{query.row(i), query.x, d}, d, 0.0, threshold);
-    });
-  return scan(query, limit, [&](long i, double threshold) {
-    return accumulate(rule, PairModulus{query.row(i), query.x}, d, 0.0, threshold);
-  });
+  if (query.metric.is_area()) {
+    const auto terms_of = [&query, d](long i) { return PairArea{query.row(i), query.x, d}; };
+    return scan(query, limit, row_sums(rule, terms_of, d));
+  }
+  const auto terms_of = [&query](long i) { return PairModulus{query.row(i), query.x}; };
+  return scan(query, limit, row_sums(rule, terms_of, d));
 }
 
 // squares: the dot product of every row with itself, or null.

@@ -34,6 +34,17 @@ double area_or_modulus(const Metric& metric, const double* x, const double* y, l
   });
 }
 
+template <class TermsOf>
+void area_or_modulus_rows(double exponent, const TermsOf& terms_of, long n, long d, double bound,
+                          double* out) {
+  with_rule(exponent, [&](const auto& rule) {
+    const double limit = limit_of(rule, bound);
+    auto sum_of = row_sums(rule, terms_of, d);
+    for (long i = n - 1; i >= 0; --i) out[i] = sum_of(i, limit);
+    finish_rows(rule, out, n);
+  });
+}
+
 void finish_rows(const Metric& metric, const double* rows, long n, long d, const double* x, double bound,
                  double* out) {
   const long undecided = with_rule(
@@ -61,10 +72,16 @@ void to_rows(const Metric& metric, const double* rows, long n, long d, const dou
     finish_rows(metric, rows, n, d, x, bound, out);
     return;
   }
-  const bool by_cosine = metric.is_cosine();
-  const double xx = by_cosine ? dot(x, x, d) : 0.0;
-  for (long i = n - 1; i >= 0; --i)
-    out[i] = by_cosine ? cosine(rows + i * d, x, d, xx) : area_or_modulus(metric, rows + i * d, x, d, bound);
+  if (metric.is_area()) {
+    const auto terms_of = [=](long i) { return PairArea{rows + i * d, x, d}; };
+    return area_or_modulus_rows(metric.miex, terms_of, n, d, bound, out);
+  }
+  if (metric.is_minkowski()) {
+    const auto terms_of = [=](long i) { return PairModulus{rows + i * d, x}; };
+    return area_or_modulus_rows(metric.miex, terms_of, n, d, bound, out);
+  }
+  const double xx = dot(x, x, d);
+  for (long i = n - 1; i >= 0; --i) out[i] = cosine(rows + i * d, x, d, xx);
 }
 
 PreparedRows::PreparedRows(const Metric& metric, const double* rows, long n, long d)
