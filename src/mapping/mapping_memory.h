@@ -1,7 +1,7 @@
 #pragma once
 // What the epochs of the mappings work in.
 
-#include "mapping/image_arrays.h"
+#include "mapping/kernels/image_arrays.h"
 #include "matrix/matfulld.h"
 
 namespace qvtx {

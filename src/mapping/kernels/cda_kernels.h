@@ -2,7 +2,7 @@
 // Hot loop of curvilinear component analysis, compiled once per instruction set. Results do not depend on it.
 
 #include "base/kernel_choice.h"
-#include "mapping/image_arrays.h"
+#include "mapping/kernels/image_arrays.h"
 
 namespace qvtx {
 

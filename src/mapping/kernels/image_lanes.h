@@ -3,7 +3,7 @@
 // them. For sources called *_kernels.cpp only.
 
 #include "base/vector_group.h"
-#include "mapping/image_arrays.h"
+#include "mapping/kernels/image_arrays.h"
 
 namespace qvtx::QVTX_ISA {
 

@@ -2,7 +2,7 @@
 // The hot loop of the stress, compiled once per instruction set. Results do not depend on it.
 
 #include "base/kernel_choice.h"
-#include "mapping/image_arrays.h"
+#include "mapping/kernels/image_arrays.h"
 
 namespace qvtx {
 

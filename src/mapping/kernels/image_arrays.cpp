@@ -1,4 +1,4 @@
-#include "mapping/image_arrays.h"
+#include "mapping/kernels/image_arrays.h"
 
 #include <algorithm>
 #include <memory>
