@@ -3,14 +3,10 @@
 #include "base/kernel_choice.h"
 #include "matrix/distance/distance_kernels.h"
 #include "matrix/distance/filter_kernels.h"
-#include "matrix/linear/linear_kernels.h"
-#include "matrix/sort/sort_kernels.h"
 
 namespace qvtx {
 
 const DistanceKernels& distance_kernels() { return QVTX_KERNEL(distance_kernels); }
 const FilterKernels& filter_kernels() { return QVTX_KERNEL(filter_kernels); }
-const LinearKernels& linear_kernels() { return QVTX_KERNEL(linear_kernels); }
-const SortKernels& sort_kernels() { return QVTX_KERNEL(sort_kernels); }
 
 }  // namespace qvtx
