@@ -14,10 +14,8 @@ need() {
   $as_root apt-get install -q -y --no-install-recommends $missing
 }
 
-# build PRESET [CMAKE-OPTION...]: configures and builds one of the presets of CMakePresets.json.
+# build PRESET [TARGET]: configures and builds one of the presets of CMakePresets.json, whole or one target of it.
 build() {
-  preset=$1
-  shift
-  cmake --preset "$preset" "$@"
-  cmake --build --preset "$preset" -j "$(nproc)"
+  cmake --preset "$1"
+  cmake --build --preset "$1" -j "$(nproc)" ${2:+--target "$2"}
 }
