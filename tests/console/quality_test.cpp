@@ -214,27 +214,30 @@ TEST(Quality, HeldOutDataGainAsMuchAsTheLearningSet) {
   EXPECT_GE(figure(r.out, "Gain = "), 97);
 }
 
-/// Jarvis-Patrick clusters against known classes: agreement of two partitions corrected for chance, 1 for
-/// equal ones and near 0 for unrelated ones (Hubert and Arabie, 1985).
+/// Agreement of two partitions corrected for chance: 1 for equal ones, near 0 for unrelated ones (adjusted
+/// Rand index; Hubert and Arabie, 1985).
+double agreement(const MatFullD& first, const MatFullD& second) {
+  std::map<std::pair<double, double>, double> counts[3];  // of both, and of either alone
+  for (long i = 0; i < first.nrow(); ++i) {
+    ++counts[0][{first(i, 0), second(i, 0)}];
+    ++counts[1][{first(i, 0), 0}];
+    ++counts[2][{0, second(i, 0)}];
+  }
+  double pairs[3] = {};
+  for (int k = 0; k < 3; ++k)
+    for (const auto& [key, n] : counts[k]) pairs[k] += n * (n - 1) / 2;
+  const double n = static_cast<double>(first.nrow()), expected = pairs[1] * pairs[2] / (n * (n - 1) / 2);
+  return (pairs[0] - expected) / ((pairs[1] + pairs[2]) / 2 - expected);
+}
+
 TEST(Quality, ClustersAgreeWithKnownClasses) {
-  for (const auto& [set, passes, agreement] :
+  for (const auto& [set, passes, least] :
        {std::tuple{"iris", "", 0.55}, {"iris", "14\t7\t\n", 0.70}, {"digits", "", 0.80}}) {
     Workplace here;
     prepare(here, set, 0, 0);
     if (*passes) here.write("default.jpp", passes);
     ASSERT_EQ(here.run(words(std::string("ld ") + set + " jp sm r xt y")).status, 0);
-    const MatFullD code = load(here, "r.cod"), label = load(here, std::string(set) + ".lab");
-    std::map<std::pair<double, double>, double> counts[3];  // of both, and of either alone
-    for (long i = 0; i < code.nrow(); ++i) {
-      ++counts[0][{code(i, 0), label(i, 0)}];
-      ++counts[1][{code(i, 0), 0}];
-      ++counts[2][{0, label(i, 0)}];
-    }
-    double pairs[3] = {};
-    for (int k = 0; k < 3; ++k)
-      for (const auto& [key, n] : counts[k]) pairs[k] += n * (n - 1) / 2;
-    const double n = static_cast<double>(code.nrow()), expected = pairs[1] * pairs[2] / (n * (n - 1) / 2);
-    EXPECT_GE((pairs[0] - expected) / ((pairs[1] + pairs[2]) / 2 - expected), agreement) << set << passes;
+    EXPECT_GE(agreement(load(here, "r.cod"), load(here, std::string(set) + ".lab")), least) << set << passes;
   }
 }
 

@@ -103,8 +103,8 @@ TEST(Session, AValidationSetTakesThePlaceOfTheDataOnceItIsInterpolated) {
   few.copy(data);
   few.setrows(50);
   narrow.setrows(10, 1.0);
-  ASSERT_TRUE(few.save_bin(here.path("few.dat").c_str(), 0) &&
-              narrow.save_bin(here.path("narrow.dat").c_str(), 0));
+  ASSERT_EQ(few.save_bin(here.path("few.dat").c_str(), 0), 1);
+  ASSERT_EQ(narrow.save_bin(here.path("narrow.dat").c_str(), 0), 1);
   // The text file is no binary one: the name is asked for again. A set of other columns is refused.
   const Result r =
       here.run(words(project + "cc iv iris few cc rd mq sp v cc il mq cc iv narrow cc rd sp l" + leave));
