@@ -77,10 +77,16 @@ TEST(Prompts, NumbersAreWholeWordsInRange) {
       {"0012", 12}, {"+7", 7}, {"2147483647", 2147483647}, {"-2147483648", -2147483648L}};
   const std::pair<const char*, double> reals[] = {
       {"-.25", -0.25}, {"3.", 3}, {"-2.5E-1", -0.25}, {"1e-400", 0}, {"5e-324", 5e-324}};
-  long n;
-  double x;
-  for (const auto& [word, value] : integers) EXPECT_TRUE(parse_long(word, n) && n == value) << word;
-  for (const auto& [word, value] : reals) EXPECT_TRUE(parse_double(word, x) && x == value) << word;
+  long n = 0;
+  double x = 0;
+  for (const auto& [word, value] : integers) {
+    EXPECT_TRUE(parse_long(word, n)) << word;
+    EXPECT_EQ(n, value) << word;
+  }
+  for (const auto& [word, value] : reals) {
+    EXPECT_TRUE(parse_double(word, x)) << word;
+    EXPECT_EQ(x, value) << word;
+  }
   n = 99;
   x = 99;
   for (const char* word :
@@ -88,7 +94,8 @@ TEST(Prompts, NumbersAreWholeWordsInRange) {
     EXPECT_FALSE(parse_long(word, n)) << word;
   for (const char* word : {"1e400", "inf", "-nan", "0x1p3", "1,5", "1e", ".", "+-1", "1.5.2"})
     EXPECT_FALSE(parse_double(word, x)) << word;
-  EXPECT_TRUE(n == 99 && x == 99);
+  EXPECT_EQ(n, 99);
+  EXPECT_EQ(x, 99);
 }
 
 TEST(Prompts, ConfirmAndAutomaticTraceEveryCharacterAndTheAnswer) {

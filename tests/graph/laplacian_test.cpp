@@ -96,7 +96,8 @@ TEST(Laplacian, ComponentsStandByThemselves) {
     const double link = weight == 0 ? 1.0 : std::exp(-0.5);
     EXPECT_NEAR(1.0 / std::sqrt(link), out(0, 4), 1e-12) << "the unit is the component's own mean length";
     for (const long other : {1, 2, 3, 5}) EXPECT_EQ(-1.0, out(0, other));
-    EXPECT_TRUE(out(2, 2) == 0.0 && out(2, 4) == -1.0);
+    EXPECT_EQ(0.0, out(2, 2));
+    EXPECT_EQ(-1.0, out(2, 4));
   }
 }
 

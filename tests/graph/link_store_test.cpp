@@ -53,7 +53,9 @@ void expect_same(const PlainStore& plain, const MatLinkD& store) {
   ASSERT_EQ(std::ssize(plain.lists), store.nnode());
   ASSERT_EQ(std::ssize(plain.links), store.nlive());
   for (const auto& [k, link] : plain.links) {
-    ASSERT_TRUE(store.live(k) && store.end_a(k) == link.a && store.end_b(k) == link.b);
+    ASSERT_TRUE(store.live(k)) << k;
+    ASSERT_EQ(link.a, store.end_a(k));
+    ASSERT_EQ(link.b, store.end_b(k));
     ASSERT_EQ(link.length, store.getvalue(k, 1));
   }
   for (long i = 0; i < store.nnode(); ++i) {
@@ -198,7 +200,8 @@ TEST(LinkStore, PartKeepsTheLinksAmongSelectedNodes) {
   sel(0, 1) = sel(3, 1) = 3;  // the first place counts
   sel(2, 1) = 2;
   part.copy_vss(whole, map, sel, 1);
-  EXPECT_TRUE(part.nnode() == 4 && part.nlive() == 2);
+  EXPECT_EQ(4, part.nnode());
+  EXPECT_EQ(2, part.nlive());
   EXPECT_EQ(3.0, part.getvalue(part.get_link(0, 2), 1));
   EXPECT_EQ(4.0, part.getvalue(part.get_link(0, 1), 1));
   EXPECT_EQ((std::vector<long>{1, -1, 2, 0, -1, -1}), contents(map));

@@ -7,8 +7,8 @@
 #include <limits>
 #include <random>
 
-#include "base/isa.h"
 #include "gtest/gtest.h"
+#include "support/levels.h"
 
 namespace qvtx {
 namespace {
@@ -106,15 +106,14 @@ TEST(PathRowsTest, EqualsTheSearchFromEachNode) {
       EXPECT_EQ(expected.dist, flat.dist);
       EXPECT_EQ(expected.pred, flat.pred);
       EXPECT_EQ(expected.dist, rows_of_flat_searches(links, false).dist);
-      for (const Isa isa : {Isa::baseline, Isa::avx2, Isa::avx512}) {
-        set_isa_level(isa);
+      for (const Isa isa : test::instruction_sets()) {
+        const test::Level level(isa);
         SCOPED_TRACE(testing::Message() << int(kind) << " n " << n << " isa " << int(isa));
         EXPECT_EQ(expected.dist, rows_of_groups(links, false).dist);
         const Rows rows = rows_of_groups(links, true);
         EXPECT_EQ(expected.dist, rows.dist);
         EXPECT_EQ(expected.pred, rows.pred);
       }
-      set_isa_level(isa_best());
     }
   }
 }

@@ -84,7 +84,8 @@ TEST_F(LocalPca, StatisticsAreThoseOfThePlainComputation) {
     const MatLinkD unlinked = graph(1, {});
     ASSERT_EQ(one_region ? lpca_.init(data_) : lpca_.init(data_, bmu_, links), 1);
     const MatFullD expected = plain_statistics(data_, bmu_, one_region ? unlinked : links);
-    ASSERT_TRUE(lpca_.stats().nrow() == 5 && lpca_.stats().ncol() == 4);
+    ASSERT_EQ(lpca_.stats().nrow(), 5);
+    ASSERT_EQ(lpca_.stats().ncol(), 4);
     for (long r = 0; r < 5; ++r) {
       // The summation order is free for the means only.
       for (long c = 0; c < 4; ++c) EXPECT_NEAR(lpca_.stats()(r, c), expected(r, c), r % 4 == 0 ? 0 : 1e-14);
@@ -95,7 +96,9 @@ TEST_F(LocalPca, StatisticsAreThoseOfThePlainComputation) {
   }
   data_.setrows(0);  // no data make one empty region, without weight
   ASSERT_EQ(lpca_.init(data_), 1);
-  EXPECT_TRUE(lpca_.nregion() == 1 && lpca_.getpct(0, 0) == 1 && lpca_.getpct(0, 2) == 0);
+  EXPECT_EQ(lpca_.nregion(), 1);
+  EXPECT_EQ(lpca_.getpct(0, 0), 1);
+  EXPECT_EQ(lpca_.getpct(0, 2), 0);
 }
 
 TEST_F(LocalPca, UnderdeterminedAndConstantRegionsAreFullyExplained) {
@@ -103,8 +106,12 @@ TEST_F(LocalPca, UnderdeterminedAndConstantRegionsAreFullyExplained) {
   add_patch(2, 0, 9);  // no variance; region 1 has no sample
   bmu_(0, 0) = -1;     // unassigned: belongs nowhere
   ASSERT_EQ(lpca_.init(data_, bmu_), 1);
-  EXPECT_TRUE(lpca_.nregion() == 3 && lpca_.nunder() == 2);
-  for (long r = 0; r < 5; ++r) EXPECT_TRUE(lpca_.getpct(0, r) == 1 && lpca_.getdim(1, r) == 0);
+  EXPECT_EQ(lpca_.nregion(), 3);
+  EXPECT_EQ(lpca_.nunder(), 2);
+  for (long r = 0; r < 5; ++r) {
+    EXPECT_EQ(lpca_.getpct(0, r), 1) << r;
+    EXPECT_EQ(lpca_.getdim(1, r), 0) << r;
+  }
   EXPECT_EQ(console(), "LPCA.init: computing LPCA ... done!\nLPCA.init: there were 2 underdeterminacies\n");
 }
 
@@ -115,15 +122,25 @@ TEST_F(LocalPca, NothingIsAnsweredUnlessReady) {
   shorter.setrows(9, 0);
   MatFullD out;
   for (int way = 0; way < 3; ++way) {  // before the first analysis, after a failed one, after a clear
-    ASSERT_TRUE(way == 0 || lpca_.init(data_, bmu_) == 1);
-    ASSERT_TRUE(way != 1 || lpca_.init(data_, shorter) == 0);
+    SCOPED_TRACE(way);
+    if (way > 0) {
+      ASSERT_EQ(lpca_.init(data_, bmu_), 1);
+    }
+    if (way == 1) {
+      ASSERT_EQ(lpca_.init(data_, shorter), 0);
+    }
     if (way == 2) lpca_.clear();
-    EXPECT_TRUE(lpca_.ready() == 0 && lpca_.getdim(0, 0) == -1 && lpca_.getpct(0, 0) == -1);
-    EXPECT_TRUE(lpca_.getstats(out) == 0 && lpca_.save_asc("never") == 0 && out.nrow() == 0);
+    EXPECT_EQ(lpca_.ready(), 0);
+    EXPECT_EQ(lpca_.getdim(0, 0), -1);
+    EXPECT_EQ(lpca_.getpct(0, 0), -1);
+    EXPECT_EQ(lpca_.getstats(out), 0);
+    EXPECT_EQ(lpca_.save_asc("never"), 0);
+    EXPECT_EQ(out.nrow(), 0);
   }
   ASSERT_EQ(lpca_.init(data_, bmu_), 1);
-  EXPECT_TRUE(lpca_.getdim(0, 3) == 0 && lpca_.getdim(1.5, 3) == -1);
-  EXPECT_TRUE(lpca_.getpct(-1, 0) == -1 && lpca_.getpct(4, 0) == -1);
+  EXPECT_EQ(lpca_.getdim(0, 3), 0);
+  EXPECT_EQ(lpca_.getdim(1.5, 3), -1);
+  for (const long column : {-1, 4}) EXPECT_EQ(lpca_.getpct(column, 0), -1) << column;
   EXPECT_EQ(lpca_.getstats(out), 0);
   EXPECT_EQ(difference(out, lpca_.stats()), 0);
   lpca_.verbose = 1;

@@ -108,10 +108,12 @@ TEST_F(Eigen, VectorsSolveTheProblemInEveryOrderOfSorting) {
       leading.DecrSortEigenStuff(k);
       EXPECT_TRUE(std::equal(falling.diag, falling.diag + n, leading.diag));
       const int kept = std::min(k, n);
-      EXPECT_TRUE(kept == 0 || difference(vectors(falling, kept), vectors(leading, kept)) <= 1e-12) << k;
+      if (kept == 0) continue;
+      EXPECT_LE(difference(vectors(falling, kept), vectors(leading, kept)), 1e-12) << k;
     }
   }
-  EXPECT_EQ(mgcEigenD::error + mgcEigen::error, 0u);
+  EXPECT_EQ(mgcEigenD::error, 0u);
+  EXPECT_EQ(mgcEigen::error, 0u);
 }
 
 // Large elements last, as the reduction and the sweeps prefer: D M D with a well-conditioned M.
@@ -127,7 +129,7 @@ TEST_F(Eigen, GradedMatricesKeepTheirSmallEigenvalues) {
 TEST_F(Eigen, ResultsHaveTheSameBitsAtEveryLevel) {
   const MatFullD a = random_symmetric(75, 13);
   MatFullD first[3];
-  for (const Isa level : all_levels) {
+  for (const Isa level : instruction_sets()) {
     set_isa_level(level);
     mgcEigenD full(75), leading(75);
     mgcEigen small(75);
@@ -147,7 +149,9 @@ TEST_F(Eigen, ResultsHaveTheSameBitsAtEveryLevel) {
 
 TEST_F(Eigen, ErrorsAreReported) {
   mgcEigenD problem(1);
-  EXPECT_TRUE(problem.mat == nullptr && problem.diag == nullptr && problem.subd == nullptr);
+  EXPECT_EQ(problem.mat, nullptr);
+  EXPECT_EQ(problem.diag, nullptr);
+  EXPECT_EQ(problem.subd, nullptr);
   EXPECT_EQ(mgcEigenD::error, mgcEigenD::invalid_size);
   problem.DecrSortEigenStuff();
   problem.IncrSortEigenStuff();
@@ -166,7 +170,8 @@ TEST_F(Eigen, ErrorsAreReported) {
   const std::string line = "mgcEigenD: QL algorithm - exceeded maximum iterations\n";
   EXPECT_EQ(console(), line + line);
   EXPECT_EQ(mgcEigenD::error, mgcEigenD::invalid_size | mgcEigenD::ql_exceeded);
-  EXPECT_TRUE(mgcEigenD::Number(0) == -1 && mgcEigenD::Number(0x80000000u) == 31);
+  EXPECT_EQ(mgcEigenD::Number(0), -1);
+  EXPECT_EQ(mgcEigenD::Number(0x80000000u), 31);
   std::ostringstream out;
   mgcEigenD::Report(out);
   EXPECT_EQ(out.str(), "mgcEigenD: invalid matrix size\n" + line);

@@ -4,8 +4,8 @@
 #include <functional>
 #include <sstream>
 
+#include "support/files.h"
 #include "support/reference_mapping.h"
-#include "support/temporary.h"
 
 namespace qvtx::test {
 namespace {

@@ -5,8 +5,8 @@
 #include <functional>
 #include <iterator>
 
+#include "support/files.h"
 #include "support/mapping.h"
-#include "support/temporary.h"
 
 namespace qvtx::test {
 namespace {

@@ -27,7 +27,7 @@ void expect_neighbours(const MatFullD& a, long k) {
 }
 
 TEST(AllNeighboursTest, AreThoseOfTheSingleSearch) {
-  for (const Isa isa : all_levels) {
+  for (const Isa isa : instruction_sets()) {
     const Level level(isa);
     for (const Fill fill : all_fills) {
       for (const long n : {1L, 99L, 100L, 111L, 112L, 113L, 530L}) {

@@ -1,5 +1,7 @@
 // The dense matrix: shape, copies, element-wise arithmetic, reductions, sorts, labels, and its binary files.
 
+#include <array>
+
 #include "matrix/linear_support.h"
 #include "matrix/matfullc.h"
 
@@ -90,7 +92,8 @@ TEST(Reductions, RunFromTheLastElementAndTiesGoToTheLowestRow) {
   EXPECT_EQ(m.dps(0, 2), (32.0 + 24) + 2e17);
   EXPECT_EQ(m.dps(1, m, 2), (4.0 + 3) + 2e17);
   const MatFullD ties = reals(2, {3, 5, 1, nan, 1, 5, 3, nan});
-  EXPECT_TRUE(ties.minidx(0) == 1 && ties.maxidx(0) == 0 && ties.minidx(1) == 0 && ties.maxidx(1) == 0);
+  const std::array found = {ties.minidx(0), ties.maxidx(0), ties.minidx(1), ties.maxidx(1)};
+  EXPECT_EQ(found, (std::array{1L, 0L, 0L, 0L}));
 }
 
 TEST(Product, AtbAccumulatesRowsFromTheLast) {
@@ -242,7 +245,9 @@ TEST(BinaryFile, FailedSaveKeepsTheFile) {
     EXPECT_EQ(test::read_file("m"), "earlier");
   }
   MatFullL m = counted<MatFullL>(1000, 10, -5L), loaded;  // blocks of 4096 elements
-  EXPECT_TRUE(m.save_bin("m", 0) == 1 && loaded.load_bin("m", 0) == 1 && same(m, loaded));
+  EXPECT_EQ(m.save_bin("m", 0), 1);
+  EXPECT_EQ(loaded.load_bin("m", 0), 1);
+  EXPECT_TRUE(same(m, loaded));
   if (::access("/dev/full", W_OK) != 0) GTEST_SKIP() << "no /dev/full";
   EXPECT_EQ(m.save_bin("/dev/full", 0), 0);
 }

@@ -5,9 +5,8 @@
 #include <bit>
 
 #include "base/elementary.h"
-#include "base/isa.h"
 #include "base/support.h"
-#include "matrix/matfulld.h"
+#include "support/levels.h"
 
 namespace qvtx::test {
 
@@ -23,13 +22,6 @@ struct Settings {
     MatFullD::miex = exponent;
   }
 };
-
-/// An instruction set for the lifetime of the object.
-struct Level {
-  explicit Level(Isa level) { set_isa_level(level); }
-  ~Level() { set_isa_level(isa_best()); }
-};
-inline constexpr Isa all_levels[] = {Isa::baseline, Isa::avx2, Isa::avx512};
 
 /// Equality of bits, for failure messages with all digits.
 inline ::testing::AssertionResult same_bits(double expected, double actual) {
@@ -53,12 +45,6 @@ inline MatFullD filled(long rows, long cols, Fill fill, unsigned seed) {
     if (fill == Fill::integers) cell = static_cast<double>(words() % 3);
     if (fill == Fill::specials && words() % 12 == 0) cell = odd[words() % 10];
   }
-  return m;
-}
-
-inline MatFullD matrix_of(const std::vector<std::vector<double>>& rows) {
-  MatFullD m(0, static_cast<long>(rows.at(0).size()));
-  for (const auto& row : rows) std::copy(row.begin(), row.end(), m.row(m.addrow() - 1));
   return m;
 }
 

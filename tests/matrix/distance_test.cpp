@@ -12,7 +12,8 @@ void expect_distances(const MatFullD& a, const MatFullD& b, double bound) {
   const Reference plain;
   MatFullD to_rows, own, all;
   a.sdam(b, all);
-  ASSERT_TRUE(all.nrow() == a.nrow() && all.ncol() == b.nrow());
+  ASSERT_EQ(a.nrow(), all.nrow());
+  ASSERT_EQ(b.nrow(), all.ncol());
   for (long j = 0; j < b.nrow(); ++j) {
     a.sdav(b, j, to_rows, bound);
     ASSERT_EQ(a.nrow(), to_rows.nrow());
@@ -37,7 +38,7 @@ void expect_distances(const MatFullD& a, const MatFullD& b, double bound) {
 
 // Every column count up to two vectors and more, every number of rows around the width of the packed blocks.
 TEST(Distance, EveryFormHasTheBitsOfThePlainLoopOnEveryInstructionSet) {
-  for (const Isa isa : all_levels)
+  for (const Isa isa : instruction_sets())
     for (const Case& c : all_cases)
       for (const Fill fill : all_fills)
         for (const long cols : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 64}) {
@@ -66,8 +67,25 @@ TEST(Distance, OutMayBeAnOperand) {
   c.sdam(c, c);
   for (long i = 0; i < 12; ++i) {
     const double expected = rows.sdas(i, 3, no_bound);
-    EXPECT_TRUE(expected == a(i, 0) && expected == b(i, 0) && expected == c(i, 3)) << i;
+    EXPECT_EQ(expected, a(i, 0)) << i;
+    EXPECT_EQ(expected, b(i, 0)) << i;
+    EXPECT_EQ(expected, c(i, 3)) << i;
   }
+}
+
+/// The smallest or largest distance of two rows and its pair, the first met when i and then j run downward.
+std::pair<double, std::pair<long, long>> plain_extreme(const MatFullD& a, bool smallest) {
+  const Reference plain;
+  std::pair<long, long> pair(-1, -1);
+  double best = 0;
+  for (long i = a.nrow() - 1; i >= 0; --i)
+    for (long j = i - 1; j >= 0; --j) {
+      const double d = plain.distance(a, i, a, j, no_bound);
+      if (std::isnan(d) || (pair.first >= 0 && !(smallest ? d < best : d > best))) continue;
+      best = d;
+      pair = {i, j};
+    }
+  return {best, pair};
 }
 
 TEST(Distance, ExtremePairsAreTheFirstMetDownward) {
@@ -76,23 +94,15 @@ TEST(Distance, ExtremePairsAreTheFirstMetDownward) {
       for (const long rows : {0, 1, 2, 3, 17, 33}) {
         SCOPED_TRACE(testing::Message() << describe(c) << " rows " << rows);
         const Settings settings(c.kind, c.p);
-        const Reference plain;
         const MatFullD a = filled(rows, 3, fill, 8);
-        for (const bool smallest : {false, true}) {
-          std::pair<long, long> pair(-1, -1), found;
-          double best = 0;
-          for (long i = rows - 1; i >= 0; --i)
-            for (long j = i - 1; j >= 0; --j) {
-              const double d = plain.distance(a, i, a, j, no_bound);
-              if (std::isnan(d) || (pair.first >= 0 && !(smallest ? d < best : d > best))) continue;
-              best = d;
-              pair = {i, j};
-            }
-          EXPECT_TRUE(smallest || same_bits(best, a.sdamax()));
-          EXPECT_TRUE(same_bits(
-              best, smallest ? a.sdamin(found.first, found.second) : a.sdamax(found.first, found.second)));
-          EXPECT_EQ(pair, found);
-        }
+        std::pair<long, long> found;
+        const auto [least, near] = plain_extreme(a, true);
+        EXPECT_TRUE(same_bits(least, a.sdamin(found.first, found.second)));
+        EXPECT_EQ(near, found);
+        const auto [largest, far] = plain_extreme(a, false);
+        EXPECT_TRUE(same_bits(largest, a.sdamax(found.first, found.second)));
+        EXPECT_EQ(far, found);
+        EXPECT_TRUE(same_bits(largest, a.sdamax()));
       }
 }
 

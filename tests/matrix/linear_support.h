@@ -3,22 +3,14 @@
 
 #include <cstring>
 
-#include "base/isa.h"
 #include "base/random.h"
 #include "base/support.h"
-#include "matrix/matfulld.h"
+#include "support/levels.h"
 
 namespace qvtx::test {
 
 inline constexpr double epsilon = std::numeric_limits<double>::epsilon();
 inline constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-
-inline MatFullD matrix(long m, long n, const std::vector<double>& values = {}) {
-  MatFullD a(m, n);
-  a.setrows(m, 0);
-  std::copy(values.begin(), values.end(), a.data());
-  return a;
-}
 
 /// Numbers between -1 and 1; every seed gives the same matrix everywhere.
 inline MatFullD random_matrix(long m, long n, unsigned long seed) {
@@ -51,7 +43,8 @@ inline MatFullD transposed(const MatFullD& a) {
 }
 
 inline double difference(const MatFullD& a, const MatFullD& b) {
-  EXPECT_TRUE(a.nrow() == b.nrow() && a.ncol() == b.ncol());
+  EXPECT_EQ(a.nrow(), b.nrow());
+  EXPECT_EQ(a.ncol(), b.ncol());
   double most = 0;
   for (long i = 0; i < a.nrow() * a.ncol(); ++i) {
     const double d = std::fabs(a.data()[i] - b.data()[i]);
@@ -75,8 +68,6 @@ inline std::vector<double> sorted_values(const MatFullD& w) {
   std::sort(values.rbegin(), values.rend());
   return values;
 }
-
-inline constexpr Isa all_levels[] = {Isa::baseline, Isa::avx2, Isa::avx512};
 
 /// Catches the console and runs in an empty directory of its own.
 class LinearAlgebra : public ::testing::Test {

@@ -11,7 +11,7 @@ namespace {
 using namespace test;
 
 TEST(Nearest, EveryFormFindsTheRowOfThePlainScanOnEveryInstructionSet) {
-  for (const Isa isa : all_levels)
+  for (const Isa isa : instruction_sets())
     for (const Case& c : all_cases)
       for (const Fill fill : all_fills)
         for (const long cols : {1, 2, 3, 4, 5, 7, 8, 9, 12, 15, 16, 17, 20, 64})
@@ -45,7 +45,7 @@ TEST(Nearest, EveryFormFindsTheRowOfThePlainScanOnEveryInstructionSet) {
 
 // Rows that differ by a few units in the last place, far from the origin: only exact sums tell them apart.
 TEST(Nearest, AllTellsAlmostEqualRowsApart) {
-  for (const Isa isa : all_levels)
+  for (const Isa isa : instruction_sets())
     for (const double offset : {0.0, 1.0, 1e6, 1e12})
       for (const double step : {1e-3, 1e-7, 1e-9, 1e-12, 1e-15, 0.0}) {
         const Level level(isa);
@@ -63,7 +63,7 @@ TEST(Nearest, AllTellsAlmostEqualRowsApart) {
 
 // The tests above would pass if the filter left everything to the exact scan.
 TEST(NearestFilter, DecidesOrdinarySamplesAndLeavesOthers) {
-  for (const Isa isa : all_levels) {
+  for (const Isa isa : instruction_sets()) {
     const Level level(isa);
     const MatFullD rows = filled(100, 7, Fill::reals, 37);
     MatFullD samples = filled(9, 7, Fill::reals, 38);
@@ -80,7 +80,7 @@ TEST(NearestFilter, DecidesOrdinarySamplesAndLeavesOthers) {
 }
 
 TEST(RowSearch, AgreesWithTheMatrixWhileRowsMoveAndAreAdded) {
-  for (const Isa isa : all_levels)
+  for (const Isa isa : instruction_sets())
     for (const Fill fill : all_fills)
       for (const long cols : {1, 3, 8, 17}) {
         const Level level(isa);
@@ -133,7 +133,8 @@ TEST(Nearest, SeveralRowsComeInIncreasingDistanceAndRowNumber) {
           MatFullL idx;
           const long count = a.nearest(b, 2, out, idx, k);
           ASSERT_EQ(std::clamp(k, 0L, std::ssize(order)), count);
-          ASSERT_TRUE(count == out.nrow() && count == idx.nrow());
+          ASSERT_EQ(count, out.nrow());
+          ASSERT_EQ(count, idx.nrow());
           for (long r = 0; r < count; ++r) {
             const long row = order[static_cast<std::size_t>(r)].second % 1000;
             EXPECT_EQ(row, idx(r, 0)) << describe(c);

@@ -37,7 +37,8 @@ TEST_F(PrincipalComponents, NumberOfComponentsAndShorterForms) {
   for (const long k : {0L, -3L, 5L, 2L}) {
     const long kept = k == 2 ? 2 : 4;
     x.pca(vectors2, values2, k, 0);
-    ASSERT_TRUE(vectors2.nrow() == kept && values2.nrow() == kept) << k;
+    ASSERT_EQ(vectors2.nrow(), kept) << k;
+    ASSERT_EQ(values2.nrow(), kept) << k;
     EXPECT_TRUE(same_bits(vectors2.data(), vectors.data(), kept * 4));
     EXPECT_TRUE(same_bits(values2.data(), values.data(), kept));
     x.pca(values2, k, 1);

@@ -1,6 +1,6 @@
 // Linear systems, diagonalisation by rotations and orthonormalisation, by the equations that they solve.
 
-#include "linear_support.h"
+#include "matrix/linear_support.h"
 
 namespace qvtx::test {
 namespace {

@@ -37,7 +37,8 @@ TEST(Statistics, AgreeWithPlainLoopsToTheBit) {
       m.var(variance);
       m.cov(covariance);
       m.kur(kurtosis);
-      ASSERT_TRUE(stats.nrow() == 3 && covariance.nrow() == columns);
+      ASSERT_EQ(stats.nrow(), 3);
+      ASSERT_EQ(covariance.nrow(), columns);
       for (long j = 0; j < columns; ++j) {
         const auto off = [&](long i, long k) { return static_cast<long double>(m(i, k) - mean(0, k)); };
         EXPECT_EQ(mean(0, j), row_mean(m, [&](long i) { return m(i, j); }));
@@ -88,7 +89,8 @@ TEST(Statistics, NormalisedColumnsHaveMeanZeroAndDeviationOneOrZero) {
       EXPECT_NEAR(mean(0, j), 0, 1e-14);
       EXPECT_NEAR(variance(0, j), 1, 1e-13);
     }
-    EXPECT_TRUE(m(m.minidx(1), 1) == 0 && m(m.maxidx(1), 1) == 0);
+    EXPECT_EQ(m(m.minidx(1), 1), 0);
+    EXPECT_EQ(m(m.maxidx(1), 1), 0);
   }
 }
 
@@ -116,8 +118,9 @@ TEST(Statistics, NonFiniteValuesAreCountedAndStay) {
   MatFullD out;
   EXPECT_EQ(m.nnan(), 2);
   m.mmm(out);
-  EXPECT_TRUE(out(0, 0) == infinity && out(1, 0) == -1 && std::isnan(out(0, 1)));
-  EXPECT_TRUE(out(1, 1) == 2 && out(2, 1) == 4);
+  EXPECT_TRUE(std::isnan(out(0, 1)));
+  out(0, 1) = out(2, 0) = 0;
+  EXPECT_EQ(contents(out), (std::vector<double>{infinity, 0, -1, 2, 0, 4}));
 }
 
 TEST(RandomFill, DrawsRowsAndColumnsFromTheLast) {

@@ -205,10 +205,12 @@ TEST_F(Text, IntegersAreRoundedAndClamped) {
   MatFullL l;
   MatFullT<int> i;
   MatFullC c;
-  ASSERT_TRUE(load(l, text) == 1 && load(i, text) == 1 && load(c, text) == 1);
-  EXPECT_EQ(std::vector<long>(l.data(), l.data() + l.ncol()),
-            (std::vector<long>{8, -8, 0, most, -most - 1, 200, -200, 2147483648}));
-  EXPECT_TRUE(i(0, 7) == 2147483647 && i(0, 4) == -2147483647 - 1);
+  ASSERT_EQ(load(l, text), 1);
+  ASSERT_EQ(load(i, text), 1);
+  ASSERT_EQ(load(c, text), 1);
+  EXPECT_EQ(contents(l), (std::vector<long>{8, -8, 0, most, -most - 1, 200, -200, 2147483648}));
+  EXPECT_EQ(i(0, 7), 2147483647);
+  EXPECT_EQ(i(0, 4), -2147483647 - 1);
   for (const auto& [k, code] : {std::pair{5, 127}, {6, -128}, {1, -8}})
     EXPECT_EQ(static_cast<signed char>(c(0, k)), code);
   std::ostringstream codes;
@@ -223,10 +225,11 @@ TEST_F(Text, RefusedLoadsLeaveTheMatrixAndAreReported) {
   for (const char* text : {"", "word", "1.5 2", "2 0\n1000000 0\n1 2\n", "1 1e300 5\n",
                            "2 0\n9223372036854775807 0\n1 2\n", "3 0 0\n0 0 0\n", "2 0\n"}) {
     EXPECT_EQ(load(m, text), 0) << testing::PrintToString(text);
-    ASSERT_TRUE(m.nrow() == 1 && m(0, 0) == 42) << testing::PrintToString(text);
+    ASSERT_EQ(contents(m), std::vector{42.0}) << testing::PrintToString(text);
   }
   EXPECT_EQ(load(m, "1 3 5 x 6\n"), 0);  // noticed when the storage has been given away
-  EXPECT_TRUE(m.nrow() == 0 && m.ninc() == 7);
+  EXPECT_EQ(m.nrow(), 0);
+  EXPECT_EQ(m.ninc(), 7);
   const ConsoleRedirect console;
   EXPECT_EQ(m.load_asc("missing", 1), 0);
   EXPECT_EQ(m.load_asc(".", 1), 0);  // a directory opens, but does not read

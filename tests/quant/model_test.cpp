@@ -3,8 +3,8 @@
 #include <cmath>
 #include <filesystem>
 
+#include "support/files.h"
 #include "support/quantizer.h"
-#include "support/temporary.h"
 
 namespace qvtx::test {
 namespace {

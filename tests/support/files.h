@@ -1,64 +1,16 @@
 #pragma once
-// What the tests of every folder share: strings in the place of the console, a working directory of their
-// own, files as strings, and fatal errors.
+// A working directory of a test's own, names of temporary files, and files as strings.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cmath>
-#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <iostream>
-#include <limits>
-#include <map>
-#include <random>
-#include <set>
-#include <sstream>
+#include <iterator>
 #include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
 
-#include "base/istr.h"
-#include "base/ostr.h"
-#include "base/trace.h"
-
-namespace qvtx {
-
-/// Puts strings in the place of the three console streams for the lifetime of the object.
-class ConsoleRedirect {
- public:
-  explicit ConsoleRedirect(const std::string& typed = "")
-      : in_(typed), saved_err_(std::cerr.rdbuf(err_.rdbuf())), saved_os_(os), saved_is_(is) {
-    os = Ostr(out_);
-    is = Istr(in_);
-    comtrac.clear();
-  }
-  ~ConsoleRedirect() {
-    std::cerr.rdbuf(saved_err_);
-    os = saved_os_;
-    is = saved_is_;
-    comtrac.clear();
-  }
-  ConsoleRedirect(const ConsoleRedirect&) = delete;
-  ConsoleRedirect& operator=(const ConsoleRedirect&) = delete;
-
-  std::string out() const { return out_.str(); }
-  std::string err() const { return err_.str(); }
-
- private:
-  std::istringstream in_;
-  std::ostringstream out_, err_;
-  std::streambuf* saved_err_;
-  Ostr saved_os_;
-  Istr saved_is_;
-};
-
-namespace test {
+namespace qvtx::test {
 
 /// An empty working directory for the lifetime of the object.
 class Scratch {
@@ -80,6 +32,11 @@ class Scratch {
   std::filesystem::path home_, path_;
 };
 
+/// Name of a temporary file. Tests of one program run side by side, each in a process of its own.
+inline std::string temporary(const std::string& name) {
+  return ::testing::TempDir() + "qvtx-" + std::to_string(::getpid()) + "-" + name;
+}
+
 inline void write_file(const std::string& name, const std::string& text) {
   std::filesystem::remove(name);  // some file systems wait for the disk when a file is overwritten
   std::ofstream(name, std::ios::binary) << text;
@@ -88,12 +45,6 @@ inline void write_file(const std::string& name, const std::string& text) {
 inline std::string read_file(const std::string& name) {
   std::ifstream in(name, std::ios::binary);
   return {std::istreambuf_iterator<char>(in), {}};
-}
-
-/// The elements of a matrix.
-template <class M>
-auto contents(const M& m) {
-  return std::vector<typename M::value_type>(m.data(), m.data() + m.nrow() * m.ncol());
 }
 
 /// The binary record of an object.
@@ -119,10 +70,4 @@ int load_record(T& object, const std::string& bytes) {
   return result;
 }
 
-}  // namespace test
-}  // namespace qvtx
-
-/// A fatal error reports on the console and ends the program with status 0; death tests look at standard
-/// error.
-#define EXPECT_FATAL(statement, text) \
-  EXPECT_EXIT((qvtx::os.stream = &std::cerr, statement), ::testing::ExitedWithCode(0), text)
+}  // namespace qvtx::test

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "base/isa.h"
 #include "mapping/tomapp.h"
+#include "support/levels.h"
 #include "support/quantizer.h"
 
 namespace qvtx::test {
@@ -20,15 +20,6 @@ class OpenMapping : public Open<ToMapp> {
   using ToMapp::compsize, ToMapp::mlink, ToMapp::mname, ToMapp::mpidx,
       ToMapp::mprot, ToMapp::nbwidth;
 };
-
-/// The instruction sets that this machine can run.
-inline std::vector<Isa> instruction_sets() {
-  std::vector<Isa> sets;
-  for (const Isa isa : {Isa::baseline, Isa::avx2, Isa::avx512}) {
-    if (isa <= isa_best()) sets.push_back(isa);
-  }
-  return sets;
-}
 
 /// n points of d coordinates, point i in cluster i mod clusters; clusters lie 10 apart along all axes.
 inline void clustered_points(MatFullD& m, long n, long d, long clusters, unsigned long seed = 1) {

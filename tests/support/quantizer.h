@@ -6,40 +6,19 @@
 
 #include <algorithm>
 #include <fstream>
-#include <initializer_list>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "base/ostr.h"
 #include "base/random.h"
 #include "quant/vequan.h"
+#include "support/console.h"
 #include "support/early_exit.h"
+#include "support/matrices.h"
 
 namespace qvtx::test {
 
 using Rows = std::vector<std::vector<double>>;
 using Column = std::vector<std::vector<long>>;
-
-/// Sends the console `os` into a string for the lifetime of the object.
-class CaughtConsole {
- public:
-  CaughtConsole() : before_(os) { os = Ostr(text_); }
-  ~CaughtConsole() { os = before_; }
-  CaughtConsole(const CaughtConsole&) = delete;
-  CaughtConsole& operator=(const CaughtConsole&) = delete;
-
-  /// Everything printed since the last call.
-  std::string take() {
-    std::string text = text_.str();
-    text_.str("");
-    return text;
-  }
-
- private:
-  Ostr before_;
-  std::ostringstream text_;
-};
 
 /// The shipped preference file, open for reading.
 inline std::ifstream default_preferences() { return std::ifstream(QVTX_SOURCE_DIR "/examples/Qvtx.prf"); }
@@ -72,22 +51,7 @@ class Open : public Analysis {
 using OpenQuantizer = Open<VeQuan>;
 
 /// m becomes the rows given, all of the same length.
-inline void fill(MatFullD& m, const std::vector<std::vector<double>>& rows) {
-  m.setdim(static_cast<long>(rows.size()), rows.empty() ? 1 : static_cast<long>(rows[0].size()));
-  m.setrows(static_cast<long>(rows.size()), 0.0);
-  double* cell = m.data();
-  for (const std::vector<double>& row : rows) {
-    for (double x : row) *cell++ = x;
-  }
-}
-
-/// The rows of a matrix, for comparisons.
-template <class Matrix>
-std::vector<std::vector<typename Matrix::value_type>> rows_of(const Matrix& m) {
-  std::vector<std::vector<typename Matrix::value_type>> rows;
-  for (long i = 0; i < m.nrow(); ++i) rows.emplace_back(m.row(i), m.row(i) + m.ncol());
-  return rows;
-}
+inline void fill(MatFullD& m, const Rows& rows) { m.copy(matrix_of(rows)); }
 
 /// Every link's ends and values, in the order of their ends.
 inline Rows links_of(const MatLinkD& store) {

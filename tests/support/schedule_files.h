@@ -1,7 +1,7 @@
 #pragma once
 // Which schedule a method takes: its file, the default file of the working directory, or the keys.
 
-#include "base/support.h"
+#include "support/files.h"
 #include "support/quantizer.h"
 
 namespace qvtx::test {

@@ -1,0 +1,4 @@
+#pragma once
+// The former place of `temporary`.
+
+#include "support/files.h"
