@@ -1,0 +1,156 @@
+"""Everything that a session saved under one name, together with the data that it came from."""
+
+from __future__ import annotations
+
+import dataclasses
+import json
+from pathlib import Path
+from typing import Any
+
+import numpy as np
+import numpy.typing as npt
+
+from qvtx.files import Name, read
+from qvtx.matrices import parse_matrix
+from qvtx.snapshot import Links
+
+Array = npt.NDArray[Any]
+
+
+def beside(name: Name, extension: str) -> Path:
+    """The file `name` + extension; dots in the name stay."""
+    path = Path(name)
+    return path.parent / (path.name + extension)
+
+
+def optional(name: Name, extension: str) -> Any:
+    """What the file `name` + extension holds, or None when there is none."""
+    path = beside(name, extension)
+    return read(path) if path.exists() else None
+
+
+@dataclasses.dataclass
+class Saved:
+    """n data of d variables, p prototypes, their images in q dimensions. What was not saved is None."""
+
+    name: Path
+    data_name: Path
+    names: dict[str, Any]  # content of the .names file, {} without
+    data: Array | None  # (n, d)
+    labels: Array | None  # (n,) integers, or reals where the file holds such
+    prototypes: Array  # (p, d)
+    codes: Array  # (n,) prototype of each datum
+    links: Links | None  # between prototypes
+    components: Array  # (p,)
+    images: Array | None  # (p, q)
+    positions: Array | None  # (n, q) interpolated data
+    rebuilt: Array | None  # (n, d) data reconstructed from the positions
+    grid: Array | None  # (p, 2) nodes of a self-organizing map
+    hexagonal: bool
+
+    @property
+    def hits(self) -> Array:
+        """(p,): data of each prototype."""
+        return np.bincount(self.codes, minlength=len(self.prototypes))
+
+    @property
+    def variables(self) -> list[str]:
+        """Names of the d variables; v0, v1, ... without a .names file."""
+        return self.names.get("variables") or [f"v{k}" for k in range(self.prototypes.shape[1])]
+
+    @property
+    def classified(self) -> bool:
+        """Whether there are labels that stand for classes."""
+        return self.labels is not None and self.labels.dtype.kind == "i"
+
+    def class_name(self, label: int) -> str:
+        """What a label stands for."""
+        return self.names.get("classes", {}).get(str(label), str(label))
+
+    def original(self, values: Array) -> Array:
+        """Rows (m, d) in data units as values of the table that they came from."""
+        return values * np.array(self.names["scale"]) + np.array(self.names["mean"]) if self.names else values
+
+    def majority(self) -> Array:
+        """(p,): most frequent label among each prototype's data; -1 without data. Needs labels."""
+        found, ranks = np.unique(self.labels, return_inverse=True)
+        votes = np.zeros((len(self.prototypes), len(found)), dtype=np.int64)
+        np.add.at(votes, (self.codes, ranks), 1)
+        return np.where(votes.any(axis=1), found[votes.argmax(axis=1)], -1)
+
+    @classmethod
+    def load(cls, name: Name, data: Name | None = None, labels: Name | None = None) -> Saved:
+        """Reads what `sm` (and `sp`, `xg`) saved under `name`, with the data NAME.dat, else the same in the
+        folder above or the working one, or those told. Labels lie beside the data unless told. Raises
+        FileNotFoundError without prototypes or codes, ValueError where rows do not belong together."""
+        name = Path(name)
+        shot = optional(name, ".mbf")
+        if shot is not None:
+            parts = dict(
+                prototypes=shot.prototypes,
+                codes=shot.codes,
+                links=shot.links,
+                components=shot.components,
+                images=shot.images if len(shot.images) else None,
+            )
+        else:
+            parts = _from_texts(name)
+        rows, columns = len(parts["codes"]), parts["prototypes"].shape[1]
+        data_name = Path(data) if data else _find_data(name)
+        values = optional(data_name, ".dat")
+        if data and values is None:
+            raise FileNotFoundError(f"{beside(data_name, '.dat')}: not there")
+        if values is not None and values.shape != (rows, columns):
+            raise ValueError(
+                f"{beside(data_name, '.dat')} is {values.shape[0]} x {values.shape[1]}, "
+                f"{name} was saved from {rows} x {columns}: tell which data it came from"
+            )
+        found = beside(data_name, ".names")
+        grid = shot is not None and len(shot.grid) == len(shot.prototypes) > 0
+        return cls(
+            name,
+            data_name,
+            json.loads(found.read_text(encoding="utf-8")) if found.exists() else {},
+            values,
+            _labels(Path(labels) if labels else beside(data_name, ".lab"), rows, told=labels is not None),
+            positions=_rows(name, ".prj", rows),
+            rebuilt=_rows(name, ".jrp", rows),
+            grid=shot.grid if grid else None,
+            hexagonal=bool(grid and shot.grid_shape[0, 2]),
+            **parts,
+        )
+
+
+def _from_texts(name: Path) -> dict[str, Any]:
+    prototypes, codes = read(beside(name, ".pro")), read(beside(name, ".cod"))
+    links = optional(name, ".crv")
+    components = np.zeros(len(prototypes), dtype=np.int64)
+    if links is not None:
+        from scipy.sparse.csgraph import connected_components
+
+        components = connected_components(links.graph(len(prototypes)), directed=False)[1].astype(np.int64)
+    return dict(
+        prototypes=prototypes, codes=codes, links=links, components=components, images=optional(name, ".map")
+    )
+
+
+def _find_data(name: Path) -> Path:
+    places = (name, name.parent.parent / name.name, Path(name.name))
+    return next((place for place in places if beside(place, ".dat").exists()), name)
+
+
+def _labels(path: Path, rows: int, told: bool) -> Array | None:
+    if not path.exists() and not told:
+        return None
+    labels = parse_matrix(path.read_text())[:, 0]
+    if (labels % 1 == 0).all():
+        labels = labels.astype(np.int64)
+    if len(labels) != rows:
+        raise ValueError(f"{path}: {len(labels)} labels for {rows} data")
+    return labels
+
+
+def _rows(name: Path, extension: str, rows: int) -> Array | None:
+    """A file with one row a datum; None when it is about other data, as after `iv`."""
+    table = optional(name, extension)
+    return table if table is not None and len(table) == rows else None
