@@ -212,8 +212,8 @@ def convert(
     missing: str | None = None,
     encode: list[str] | None = None,
 ) -> Data:
-    """The data of a table. `missing`: "drop" rows with an empty cell, fill in the "mean" of the column, or None
-    to refuse them; `encode`: text columns that become one 0/1 variable a text, [] for every text column,
+    """The data of a table. `missing`: "drop" rows with an empty cell, fill in the "mean" of the column, or
+    None to refuse; `encode`: text columns that become one 0/1 variable a text, [] for every text column,
     None for none. Raises `Refused` for a column that is not there, a cell that is no number, missing cells.
     """
     for name in (*([label] if label else []), *(drop or []), *(encode or [])):
@@ -369,7 +369,7 @@ def _digest(path: Path) -> str:
 def back(name: Name, out: Name, data: Name | None = None) -> list[str]:
     """Writes the table that became `data` (NAME's own unless told) to `out`, with the columns `prototype`,
     `component`, `map_0` ... (image of the prototype) and `position_0` ... (interpolated), as far as they were
-    saved under NAME; they are empty for rows without datum. Separator and decimal sign are those of the table.
+    saved under NAME; they are empty for rows without datum. Separator and decimal sign are the table's.
     Returns the names of the new columns. Raises `Refused` when the table is gone or another one."""
     saved = Saved.load(name, data)
     if not saved.names:

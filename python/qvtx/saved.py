@@ -4,6 +4,8 @@ from __future__ import annotations
 
 import dataclasses
 import json
+import os
+import tempfile
 from pathlib import Path
 from typing import Any
 
@@ -47,6 +49,8 @@ class Saved:
     rebuilt: Array | None  # (n, d) data reconstructed from the positions
     grid: Array | None  # (p, 2) nodes of a self-organizing map
     hexagonal: bool
+    gods: dict[str, tuple[Array, Array]]  # "s", "e", "c": histogram (x bins, y bins), statistics (x bins, 4)
+    rank: Array | None  # (p - 2, 3): neighbourhood size K, R_NX(K) in space, in the graph
 
     @property
     def hits(self) -> Array:
@@ -79,10 +83,28 @@ class Saved:
         return np.where(votes.any(axis=1), found[votes.argmax(axis=1)], -1)
 
     @classmethod
+    def of(cls, source: Any, data: Name | None = None, labels: Any = None) -> Saved:
+        """A `Saved` as it is, what was saved under a name, or what a `qvtx.Session` knows now. `data`: name
+        of the data that the name's results came from; `labels`: (n,) or the name of their file."""
+        if isinstance(source, cls):
+            saved = source
+        elif hasattr(source, "save"):
+            with tempfile.TemporaryDirectory() as folder:
+                source.save(Path(folder) / "session")
+                saved = cls.load(Path(folder) / "session")
+            saved = dataclasses.replace(saved, name=Path("session"), data_name=Path("session"), data=source.X)
+        else:
+            file = labels if isinstance(labels, (str, os.PathLike)) else None
+            saved = cls.load(source, data, file)
+        if labels is not None and not isinstance(labels, (str, os.PathLike)):
+            saved = dataclasses.replace(saved, labels=_checked(np.asarray(labels), len(saved.codes)))
+        return saved
+
+    @classmethod
     def load(cls, name: Name, data: Name | None = None, labels: Name | None = None) -> Saved:
-        """Reads what `sm` (and `sp`, `xg`) saved under `name`, with the data NAME.dat, else the same in the
-        folder above or the working one, or those told. Labels lie beside the data unless told. Raises
-        FileNotFoundError without prototypes or codes, ValueError where rows do not belong together."""
+        """Reads what `sm` (and `sp`, `xg`) saved under `name`, with the data NAME.dat, or the same base
+        name's in the folder above or the working one, or those told. Labels lie beside the data unless told.
+        Raises FileNotFoundError without prototypes or codes, ValueError where rows do not belong together."""
         name = Path(name)
         shot = optional(name, ".mbf")
         if shot is not None:
@@ -117,6 +139,8 @@ class Saved:
             rebuilt=_rows(name, ".jrp", rows),
             grid=shot.grid if grid else None,
             hexagonal=bool(grid and shot.grid_shape[0, 2]),
+            gods=_gods(name),
+            rank=_rank(name),
             **parts,
         )
 
@@ -143,10 +167,12 @@ def _labels(path: Path, rows: int, told: bool) -> Array | None:
     if not path.exists() and not told:
         return None
     labels = parse_matrix(path.read_text())[:, 0]
-    if (labels % 1 == 0).all():
-        labels = labels.astype(np.int64)
+    return _checked(labels.astype(np.int64) if (labels % 1 == 0).all() else labels, rows)
+
+
+def _checked(labels: Array, rows: int) -> Array:
     if len(labels) != rows:
-        raise ValueError(f"{path}: {len(labels)} labels for {rows} data")
+        raise ValueError(f"{len(labels)} labels for {rows} data")
     return labels
 
 
@@ -154,3 +180,13 @@ def _rows(name: Path, extension: str, rows: int) -> Array | None:
     """A file with one row a datum; None when it is about other data, as after `iv`."""
     table = optional(name, extension)
     return table if table is not None and len(table) == rows else None
+
+
+def _gods(name: Path) -> dict[str, tuple[Array, Array]]:
+    found = {letter: (optional(name, f".{letter}gd"), optional(name, f".{letter}st")) for letter in "sec"}
+    return {letter: pair for letter, pair in found.items() if pair[0] is not None and pair[1] is not None}
+
+
+def _rank(name: Path) -> Array | None:
+    path = beside(name, ".rnk")
+    return parse_matrix(path.read_text()) if path.exists() else None
