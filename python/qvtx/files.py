@@ -1,7 +1,7 @@
 """The program's files as numpy arrays, and back.
 
-``read(name)`` knows every saved file by its extension, ``write(name, value)`` writes it again, byte for byte as
-the program does:
+``read(name)`` knows every saved file by its extension, ``write(name, value)`` writes it again, byte for byte
+as the program does:
 
 ==================================  ======================================================================
 extension                           value
@@ -43,7 +43,6 @@ COUNTS = (".cod", ".ind", ".lab", ".bwt")
 HISTOGRAMS = (".sgd", ".egd", ".cgd")
 LINKS = (".crv", ".lnk")
 TEXTS = (".log", ".trc")
-
 
 
 def read(name: Name) -> Any:

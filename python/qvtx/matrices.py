@@ -62,7 +62,9 @@ def _numbers(text: str) -> tuple[str, Array]:
 
 def _header(body: str, numbers: Array) -> tuple[int, int | None, int]:
     """Columns, rows (None without header) and where the values begin."""
-    ends = np.cumsum([len(line.split()) for line in re.split(r"[\r\n]+", body[:_head_length(body, numbers)])])
+    ends = np.cumsum(
+        [len(line.split()) for line in re.split(r"[\r\n]+", body[: _head_length(body, numbers)])]
+    )
 
     def line_end(position: int) -> int:  # number of values up to the end of the line that holds this one
         return int(ends[np.searchsorted(ends, position, side="right")])

@@ -1,12 +1,32 @@
-"""Where the program is."""
+"""The program as a child process: where it is, what it writes by default, and a dialogue with it."""
 
 from __future__ import annotations
 
+import functools
 import os
+import re
 import shutil
+import signal
+import subprocess
+import tempfile
+import weakref
 from pathlib import Path
+from typing import Callable, Sequence
+
+from qvtx.preferences import Preferences, parse_preferences
 
 HERE = Path(__file__).resolve().parent
+PROMPT = ">> "
+
+Listener = Callable[[str, int, int], None]
+
+
+class QvtxError(RuntimeError):
+    """The program refused. The text is the program's own line; `output` is everything that it said."""
+
+    def __init__(self, line: str, output: str = "") -> None:
+        super().__init__(line)
+        self.output = output
 
 
 def find_program() -> str:
@@ -24,3 +44,159 @@ def find_program() -> str:
     if found := shutil.which("qvtx"):
         return found
     raise FileNotFoundError("the program qvtx is not there: build it, put it on the search path or set $QVTX")
+
+
+@functools.lru_cache(maxsize=None)
+def default_preferences(program: str) -> str:
+    """Text of the preference file that `qvtx --init` writes."""
+    with tempfile.TemporaryDirectory(prefix="qvtx-") as folder:
+        subprocess.run([program, "--init"], cwd=folder, check=True, capture_output=True)
+        return Path(folder, "Qvtx.prf").read_text("latin-1")
+
+
+@functools.lru_cache(maxsize=None)
+def settings_of(program: str) -> Preferences:
+    """The default settings of the program; not to be changed."""
+    return parse_preferences(default_preferences(program))
+
+
+# ---- Dialogue ----
+
+_LOOP = re.compile(r"loop +(\d+)/(\d+)")
+_COMMON = re.compile(  # lines that tell of no refusal
+    r"loop |[_^]+$|loading |saving | +\w\w = |\W*$"
+    r"|.*(: $|done!|\.\.\. |not found!|dist\.: \[.*|using default parameters)$"
+)
+
+
+def refusal(output: str, fallback: str) -> str:
+    """The line of the program's output that tells why it refused; `fallback` when it said nothing."""
+    report = re.search(r"^Data: ", output, re.MULTILINE)
+    said = output[: report.start()] if report else output
+    lines = [line.rstrip("\r") for line in re.split(r"\n|>> ", said)]
+    telling = [line.strip() for line in lines if not _COMMON.match(line) and "? " not in line]
+    return telling[-1] if telling else fallback
+
+
+class Console:
+    """A running program in a folder of its own, which only this user can read.
+
+    The folder and everything in it vanish with the object, with `close`, and when the interpreter ends; the
+    program ends with them, and by itself should the interpreter be killed, because its input ends then.
+    """
+
+    def __init__(self, program: str, listener: Listener | None = None) -> None:
+        preferences = default_preferences(program)
+        self.folder = Path(tempfile.mkdtemp(prefix="qvtx-"))  # mode 0700
+        self.listener = listener
+        self.process: subprocess.Popen[bytes] | None = None
+        self._close = weakref.finalize(self, _remove, self.folder, children := [], os.getpid())
+        try:
+            (self.folder / "Qvtx.prf").write_text(preferences, "latin-1")
+            self.process = subprocess.Popen(
+                [program],
+                cwd=self.folder,
+                stdin=subprocess.PIPE,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.STDOUT,
+                bufsize=0,
+                umask=0o077,
+            )
+            children.append(self.process)
+            self.banner = self._wait(PROMPT)
+        except BaseException:
+            self.close()
+            raise
+
+    @property
+    def closed(self) -> bool:
+        """Whether the program has ended."""
+        return not self._close.alive
+
+    def close(self) -> None:
+        """Ends the program and removes its folder; a second call does nothing."""
+        self._close()
+
+    def run(self, *answers: str | tuple[str, str]) -> str:
+        """Types answers until the program asks for the next command; returns what it said meanwhile.
+
+        An answer is a word for the prompt ">> ", or the end of another prompt with the word for it. A program
+        that asks for the next command instead has refused: QvtxError, as when it ends. Whatever else goes
+        wrong (an interrupt, an error in a listener) leaves the dialogue in the middle, so it closes the
+        console.
+        """
+        said = ""
+        try:
+            for k, answer in enumerate(answers):
+                self._type(answer if isinstance(answer, str) else answer[1])
+                following = answers[k + 1] if k + 1 < len(answers) else PROMPT
+                expected = PROMPT if isinstance(following, str) else following[0]
+                part = self._wait(expected, PROMPT)
+                said += part
+                if not part.endswith(expected) or "Bad command : " in part or "not a number: " in part:
+                    raise QvtxError(refusal(part, f"{answers[0]}: refused"), said)
+        except QvtxError:
+            raise
+        except BaseException:
+            self.close()
+            raise
+        return said
+
+    def _type(self, word: str) -> None:
+        if self.closed or self.process is None or self.process.stdin is None:
+            raise ValueError("the session is closed")
+        try:
+            self.process.stdin.write(word.encode() + b"\n")
+        except BrokenPipeError:
+            self._ended("")
+
+    def _wait(self, *ends: str) -> str:
+        """Reads until the output ends with one of the texts."""
+        assert self.process is not None and self.process.stdout is not None
+        endings = tuple(end.encode() for end in ends)
+        said = bytearray()
+        heard = 0
+        while not said.endswith(endings):
+            part = os.read(self.process.stdout.fileno(), 1 << 16)
+            if not part:
+                self._ended(said.decode("utf-8", "replace"))
+            said += part
+            if self.listener:
+                heard = self._report(said, heard)
+        return said.decode("utf-8", "replace")
+
+    def _report(self, said: bytearray, heard: int) -> int:
+        """Tells the listener of the last loop line that is new; returns how far the output is known."""
+        end = said.rfind(b"\n") + 1
+        if end > heard and self.listener:
+            text = said[heard:end].decode("utf-8", "replace")
+            for match in list(_LOOP.finditer(text))[-1:]:
+                self.listener(_method(said[:end].decode("utf-8", "replace")), int(match[1]), int(match[2]))
+        return max(end, heard)
+
+    def _ended(self, said: str) -> None:
+        assert self.process is not None
+        status = self.process.wait()
+        self.close()
+        words = [line.strip() for line in said.splitlines() if line.strip()][-2:]
+        if status < 0:
+            words = [f"the program was ended by {signal.Signals(-status).name}"]
+        raise QvtxError(" ".join(words) or f"the program ended with status {status}", said)
+
+
+def _method(said: str) -> str:
+    """Name of the method that runs: that of the last line which ends with dots."""
+    names = re.findall(r"^ToMapp\.(\w+): .*\.\.\. *$", said, re.MULTILINE)
+    return names[-1] if names else ""
+
+
+def _remove(folder: Path, children: Sequence[subprocess.Popen[bytes]], owner: int) -> None:
+    if os.getpid() != owner:  # a forked copy of the interpreter: the original still needs them
+        return
+    for child in children:
+        child.kill()
+        child.wait()
+        for stream in (child.stdin, child.stdout):
+            if stream:
+                stream.close()
+    shutil.rmtree(folder, ignore_errors=True)

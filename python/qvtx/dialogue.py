@@ -1,0 +1,89 @@
+"""What a session types and reads: arguments as answers, figures out of reports, progress."""
+
+from __future__ import annotations
+
+import re
+import sys
+from pathlib import Path
+from typing import Any, Callable, Mapping
+
+import numpy as np
+import numpy.typing as npt
+
+from qvtx.files import Name
+from qvtx.matrices import Array
+
+Progress = Callable[[str, int, int], None]
+Steps = list[Any]  # answers for `Console.run`
+
+
+def matrix(values: npt.ArrayLike, name: str) -> Array:
+    """float64 (rows, columns), at least one of each. ValueError for another shape or what is no number."""
+    table = np.ascontiguousarray(values, dtype=float)
+    if table.ndim != 2:
+        raise ValueError(f"{name} must have two dimensions (rows, columns), not {table.ndim}")
+    if 0 in table.shape:
+        raise ValueError(f"{name} needs a row and a column, not the shape {table.shape}")
+    return table
+
+
+def known(method: str, table: Mapping[str, str]) -> None:
+    """ValueError with the methods that there are when this one is not among them."""
+    if method not in table:
+        names = ", ".join(f"{key} ({name})" for key, name in table.items())
+        raise ValueError(f"no method {method!r}; there are {names}")
+
+
+def schedule_file(method: str) -> str:
+    """Extension of the schedule file of a quantization."""
+    extensions = {"cl": ".clp", "fc": ".clp", "ng": ".ngp", "nw": ".nwp", "om": ".omp", "jp": ".jpp"}
+    if method not in extensions:
+        raise ValueError(f"{method} has no schedule; {', '.join(extensions)} have one")
+    return extensions[method]
+
+
+def count(value: float | None, name: str) -> int:
+    """The value as int. TypeError when it is none."""
+    if value is None or isinstance(value, str) or float(value) != int(value):
+        raise TypeError(f"{name} must be an integer, not {value!r}")
+    return int(value)
+
+
+def manual_or_automatic(manual: float | None, confidence: float | None, prompt: str, text: str) -> Steps:
+    """The answers to "Manual or Automatic ?": the value's text at its prompt, or the confidence."""
+    if (manual is None) == (confidence is None):
+        raise TypeError("give either a value or a confidence")
+    if confidence is None:
+        return [("[m|a] ", "m"), (prompt, text)]
+    return [("[m|a] ", "a"), ("(0.xx) ? ", repr(float(confidence)))]
+
+
+def with_extension(name: Name, extension: str) -> Path:
+    """The name, with the extension behind it unless it is there."""
+    path = Path(name)
+    return path if path.suffix == extension else path.with_name(path.name + extension)
+
+
+def figure(report: str, name: str) -> float:
+    """The number behind "name = " in a report, NaN for a dash or no such line."""
+    match = re.search(name + r" = +(-?[\d.]+)", report)
+    return float(match[1]) if match else float("nan")
+
+
+def listener_for(progress: Progress | bool | None) -> Progress | None:
+    """What hears the progress: a function itself; True prints it, False does not, None prints in a
+    notebook."""
+    if callable(progress):
+        return progress
+    wanted = _in_notebook() if progress is None else progress
+    return _print_progress if wanted else None
+
+
+def _in_notebook() -> bool:
+    shell = getattr(sys.modules.get("IPython"), "get_ipython", lambda: None)()
+    return type(shell).__name__ == "ZMQInteractiveShell"
+
+
+def _print_progress(method: str, step: int, steps: int) -> None:
+    end = "\n" if step == steps else ""
+    print(f"\r{method}: {step}/{steps}", end=end, file=sys.stderr, flush=True)
