@@ -62,7 +62,7 @@ def settings_of(program: str) -> Preferences:
 
 # ---- Dialogue ----
 
-_LOOP = re.compile(r"loop +(\d+)/(\d+)")
+_PROGRESS = re.compile(r"^ToMapp\.(\w+): .*\.\.\. *$|^loop +(\d+)/(\d+)", re.MULTILINE)
 _COMMON = re.compile(  # lines that tell of no refusal
     r"loop |[_^]+$|loading |saving | +\w\w = |\W*$"
     r"|.*(: $|done!|\.\.\. |not found!|dist\.: \[.*|using default parameters)$"
@@ -89,6 +89,7 @@ class Console:
         preferences = default_preferences(program)
         self.folder = Path(tempfile.mkdtemp(prefix="qvtx-"))  # mode 0700
         self.listener = listener
+        self._method = ""  # that runs, as the program names it
         self.process: subprocess.Popen[bytes] | None = None
         self._close = weakref.finalize(self, _remove, self.folder, children := [], os.getpid())
         try:
@@ -166,13 +167,18 @@ class Console:
         return said.decode("utf-8", "replace")
 
     def _report(self, said: bytearray, heard: int) -> int:
-        """Tells the listener of the last loop line that is new; returns how far the output is known."""
-        end = said.rfind(b"\n") + 1
-        if end > heard and self.listener:
-            text = said[heard:end].decode("utf-8", "replace")
-            for match in list(_LOOP.finditer(text))[-1:]:
-                self.listener(_method(said[:end].decode("utf-8", "replace")), int(match[1]), int(match[2]))
-        return max(end, heard)
+        """Tells the listener of the last whole loop line since `heard`; returns how far it has heard now."""
+        end = max(said.rfind(b"\n") + 1, heard)
+        text = said[heard:end].decode("utf-8", "replace")
+        latest = None
+        for method, step, steps in _PROGRESS.findall(text):
+            if method:
+                self._method = method
+            else:
+                latest = (self._method, int(step), int(steps))
+        if latest and self.listener:
+            self.listener(*latest)
+        return end
 
     def _ended(self, said: str) -> None:
         assert self.process is not None
@@ -182,12 +188,6 @@ class Console:
         if status < 0:
             words = [f"the program was ended by {signal.Signals(-status).name}"]
         raise QvtxError(" ".join(words) or f"the program ended with status {status}", said)
-
-
-def _method(said: str) -> str:
-    """Name of the method that runs: that of the last line which ends with dots."""
-    names = re.findall(r"^ToMapp\.(\w+): .*\.\.\. *$", said, re.MULTILINE)
-    return names[-1] if names else ""
 
 
 def _remove(folder: Path, children: Sequence[subprocess.Popen[bytes]], owner: int) -> None:
