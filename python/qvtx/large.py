@@ -85,7 +85,7 @@ class Sums:
 
 
 def _nearest(block: Array, points: Array) -> tuple[Array, Array]:
-    """Number of the nearest point and squared distance to it, for each row, on one core: workers share them."""
+    """Number of each row's nearest point and the squared distance to it; on one core a worker."""
     with threadpool_limits(1):
         return pairwise_distances_argmin_min(block, points, metric="sqeuclidean")
 
@@ -203,9 +203,8 @@ def _locate(sizes: Sequence[int], row: int) -> tuple[int, int]:
     return block, row - int(ends[block] - sizes[block])
 
 
-Near = tuple[
-    Array, Array
-]  # of each row of a partition: squared distance to its nearest candidate, that one's number
+# Of each row of a partition (rows,): squared distance to its nearest candidate, and that one's number.
+Near = tuple[Array, Array]
 
 
 @dask.delayed

@@ -71,7 +71,7 @@ def test_a_killed_worker_loses_nothing(alone, client):
     killer = threading.Timer(0.3, os.kill, (victim, signal.SIGKILL))
     killer.start()
     found = large.kmeans(data, 8)
-    killer.join()
+    assert not killer.is_alive()
     assert victim not in client.run(os.getpid).values()
     np.testing.assert_allclose(found.prototypes, alone.prototypes, rtol=0, atol=1e-9)
 
