@@ -137,17 +137,24 @@ class Found:
     history: list[float]
 
 
-def kmeans(data: Data, count: int, epochs: int = 50, tolerance: float = 1e-4, seed: int = 1) -> Found:
-    """K-means (Lloyd 1982) from the start k-means|| (Bahmani, Moseley, Vattani, Kumar and Vassilvitskii
-    2012).
+def kmeans(
+    data: Data,
+    count: int,
+    epochs: int = 50,
+    tolerance: float = 1e-4,
+    seed: int = 1,
+    start: npt.ArrayLike | None = None,
+) -> Found:
+    """K-means (Lloyd 1982) from prototypes `start` (count, d), such as those of an earlier call, or from
+    k-means|| (Bahmani, Moseley, Vattani, Kumar and Vassilvitskii 2012).
 
-    Ends when an epoch lowers the error by less than the share `tolerance` of it, at the latest after
-    `epochs`. A prototype that loses all data moves to one of the data farthest from theirs. Data that do not
-    change between passes: each epoch reads every partition once, the start seven times; `data.persist()`
-    first, when the workers' memory holds them. ValueError for fewer data than prototypes and for numbers that
-    are not finite."""
+    Ends when an epoch lowers the error by at most the share `tolerance` of it, at the latest after `epochs`.
+    A prototype that loses all data moves to one of the data farthest from theirs. The data must not change
+    between passes: each epoch reads every partition once, k-means|| twelve times; `data.persist()` first when
+    the workers' memory holds them. ValueError for fewer data than prototypes and for numbers that are not
+    finite."""
     blocks = _blocks(data)
-    prototypes = _start(blocks, count, seed)
+    prototypes = _start(blocks, count, seed) if start is None else np.array(start, dtype=float)
     history: list[float] = []
     while True:
         total = _total(blocks, prototypes)

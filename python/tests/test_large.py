@@ -51,6 +51,8 @@ def test_planted_clusters_are_found(alone):
     squares = ((data[:, None] - alone.prototypes) ** 2).sum(axis=2).min(axis=1)
     assert alone.error == pytest.approx(0.5 * squares.mean(), rel=1e-9)
     assert all(np.diff(alone.history) <= 0)
+    again = large.kmeans(partitions(), 8, epochs=0, start=alone.prototypes)
+    assert again.history == alone.history[-1:]
 
 
 def test_two_processes_find_what_one_finds(alone, client):
