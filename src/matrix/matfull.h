@@ -142,6 +142,7 @@ class MatFullT {
   // return 1 on success, else 0. The forms by name tell what they do when verbose.
   /// Replaces the file as a whole, or leaves it as it was (`SafeFile`).
   int save_bin(const char* name, int verbose) const;
+  /// A file without a row is refused; the matrix is unchanged when 0 is returned.
   int load_bin(const char* name, int verbose);
   /// Writes at the position of f. Fails for a long that does not fit 4 bytes, and for a null f.
   int save_bin(std::FILE* f) const;

@@ -12,6 +12,7 @@
 #include "base/files.h"
 #include "matrix/file_report.h"
 #include "matrix/matfull.h"
+#include "matrix/text/text_inspection.h"
 
 namespace qvtx {
 namespace {
@@ -85,6 +86,20 @@ bool read_elements(std::FILE* f, T* data, long count) {
   return count == 0 || std::fread(data, sizeof(T), length, f) == length;
 }
 
+/// What there is to say about a binary file that was read.
+template <class T>
+void tell_binary(const char* name, const MatFullT<T>& m, bool loaded) {
+  if (!reads_are_heard()) return;
+  ReadReport report;
+  report.file = name;
+  report.loaded = loaded;
+  report.binary = true;
+  report.rows = m.nrow();
+  report.columns = m.ncol();
+  if (!loaded) inspect_binary(report, sizeof(Stored<T>));
+  tell_read(report);
+}
+
 }  // namespace
 
 template <class T>
@@ -123,9 +138,13 @@ int MatFullT<T>::load_bin(const char* name, int verbose) {
   std::FILE* in = std::fopen(name, "rb");
   if (in == nullptr) return report_missing("MatFullT.load_bin", name, verbose);
   report_start("loading binary file ", name, verbose);
-  const bool loaded = load_bin(in) != 0;
+  MatFullT read(0, 1);
+  const bool loaded = read.load_bin(in) != 0 && read.nrow_ > 0;
+  if (loaded) swap(read);
   std::fclose(in);
-  return report_end(loaded, verbose);
+  const int result = report_end(loaded, verbose);
+  tell_binary(name, *this, loaded);
+  return result;
 }
 
 #define QVTX_INSTANTIATE(T)                                   \

@@ -1,5 +1,6 @@
 // Text files of the dense matrix: writer, reader and the stream operators.
 
+#include <algorithm>
 #include <cmath>
 #include <istream>
 #include <limits>
@@ -12,6 +13,7 @@
 #include "matrix/matfullc.h"
 #include "matrix/matfulld.h"
 #include "matrix/text/number_scanner.h"
+#include "matrix/text/text_inspection.h"
 #include "matrix/text/text_writer.h"
 
 namespace qvtx {
@@ -82,18 +84,26 @@ class TextReader {
     if (first.end != LineEnd::whole) {
       return append_header_line(columns, first.values) && continue_after(first, foreign);
     }
+    if (!is_line_end(source_.look())) odd_ = true;
     const double rows = source_.number();
     if (!is_count(rows, 0)) {
+      odd_ = true;
       return append_header_line(columns, first.values) && append(rows) && first_row_goes_on();
     }
     const Header second = header_line(columns, foreign);
     if (second.end == LineEnd::whole) return header_rows(rows, first.values);
+    odd_ = true;  // two lines in one row
     return append_header_line(columns, first.values) && append_header_line(rows, second.values) &&
            continue_after(second, foreign);
   }
 
   /// Whether the target holds a part of the text.
   bool touched() const { return touched_; }
+  /// Whether the rows may not be the lines of the text, and all of them: worth a second look.
+  bool odd() const { return odd_; }
+  /// The counts of the header that was taken; rows is negative when there is none.
+  double declared_rows() const { return declared_rows_; }
+  long declared_columns() const { return declared_columns_; }
 
  private:
   enum class LineEnd { whole, early, no_number, not_zero };
@@ -167,18 +177,20 @@ class TextReader {
   /// dropped.
   bool data_rows() {
     const long columns = target_.ncol();
-    while (at_number()) {
+    for (bool more = at_number(); more; more = next_line()) {
       if (!add_row(target_)) return false;
       const long i = target_.nrow() - 1;
       T* const values = target_.data() + i * columns;
-      for (long j = 0; j < columns; ++j) {
-        if (!at_number()) {
+      values[0] = to_element<T>(source_.number());
+      for (long j = 1; j < columns; ++j) {
+        if (!same_line()) {
           target_.setrows(i);
           break;
         }
         values[j] = to_element<T>(source_.number());
       }
     }
+    if (source_.failed() || source_.look() >= 0) odd_ = true;
     return true;
   }
 
@@ -187,10 +199,22 @@ class TextReader {
     for (; is_line_end(c); c = source_.look()) source_.take();
     return starts_number(c);
   }
+  /// The same, where a line end is expected to come first, and where none is.
+  bool next_line() {
+    if (starts_number(source_.look())) odd_ = true;
+    return at_number();
+  }
+  bool same_line() {
+    if (starts_number(source_.look())) return true;
+    odd_ = true;
+    return at_number();
+  }
 
   /// Exactly rows x columns numbers, whatever the lines. Storage for all of them at once is taken only when
   /// the text is known to be long enough; else it grows with what is read.
   bool header_rows(double rows, long columns) {
+    declared_rows_ = rows;
+    declared_columns_ = columns;
     const long capacity = source_.capacity();
     const bool fits = capacity >= 0 && rows * static_cast<double>(columns) <= static_cast<double>(capacity);
     if (policy_ == Incomplete::refused && (rows < 1 || source_.failed() || (capacity >= 0 && !fits)))
@@ -200,14 +224,18 @@ class TextReader {
     if (target_.setdim(reserved, columns) < reserved) return false;
     bool complete = true;
     for (double i = 0; complete && i < rows; ++i) {
+      if (!is_line_end(source_.look())) odd_ = true;
       complete = add_row(target_) && read_row(target_.data() + (target_.nrow() - 1) * columns, columns);
     }
+    // A stream may go on with other things, which are not to be touched.
+    if (policy_ == Incomplete::refused && (at_number() || source_.look() >= 0)) odd_ = true;
     return complete;
   }
 
   /// Reads one row of the target, its last one; drops it when the text ends or fails.
   bool read_row(T* values, long columns) {
     for (long j = 0; j < columns; ++j) {
+      if (j > 0 && is_line_end(source_.look())) odd_ = true;
       values[j] = to_element<T>(source_.number());
       if (!source_.failed()) continue;
       target_.setrows(target_.nrow() - 1);
@@ -228,7 +256,25 @@ class TextReader {
   const Incomplete policy_;
   MatFullT<T> line_;  ///< numbers of the first row, a column as long as their count is unknown
   bool touched_ = false;
+  bool odd_ = false;
+  double declared_rows_ = -1;
+  long declared_columns_ = 0;
 };
+
+/// What there is to say about a text file that was read.
+template <class T, class Reader>
+void tell_text(const char* name, const MatFullT<T>& m, const Reader& reader, bool loaded) {
+  if (!reads_are_heard()) return;
+  ReadReport report;
+  report.file = name;
+  report.loaded = loaded;
+  report.header = reader.declared_rows() >= 0;
+  const bool declared = report.header && !loaded;
+  report.rows = declared ? static_cast<long>(std::min(reader.declared_rows(), 9e15)) : m.nrow();
+  report.columns = declared ? reader.declared_columns() : m.ncol();
+  if (!loaded || reader.odd()) inspect_text(report);
+  tell_read(report);
+}
 
 }  // namespace
 
@@ -259,7 +305,9 @@ int MatFullT<T>::load_asc(const char* name, int verbose) {
   const bool whole = reader.read() && std::ferror(file) == 0;
   if (!whole && reader.touched()) setdim(0, 1);
   std::fclose(file);
-  return report_end(whole, verbose);
+  const int result = report_end(whole, verbose);
+  tell_text(name, *this, reader, whole);
+  return result;
 }
 
 template <class T>

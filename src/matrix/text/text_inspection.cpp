@@ -1,0 +1,238 @@
+#include "matrix/text/text_inspection.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+#include "base/files.h"
+#include "matrix/text/number_scanner.h"
+
+namespace qvtx {
+namespace {
+
+constexpr std::size_t longest_quote = 30;  ///< characters of a word that a remark repeats
+constexpr std::streamsize sample_bytes = 512;
+
+bool is_blank(int c) { return c == ' ' || c == '\t' || c == '\v' || c == '\f'; }
+
+bool is_control(char c) {
+  const auto code = static_cast<unsigned char>(c);
+  return code < ' ' && !(code >= '\t' && code <= '\r');
+}
+
+std::string quoted(const std::string& word) {
+  std::string shown;
+  for (const char c : word.substr(0, longest_quote)) shown += is_control(c) || c == 0x7f ? '?' : c;
+  return word.size() > longest_quote ? "'" + shown + "...'" : "'" + shown + "'";
+}
+
+std::string numbers(long n) { return std::to_string(n) + (n == 1 ? " number" : " numbers"); }
+
+std::string shape(long rows, long columns) { return std::to_string(rows) + " x " + std::to_string(columns); }
+
+/// How many numbers a word holds ("1-2" are two, as for the reader); -1 when it is no number, or not only.
+long count_numbers(const std::string& word) {
+  long count = 0;
+  for (const char* p = word.c_str(); *p != '\0'; ++count) {
+    const bool opens = (*p >= '0' && *p <= '9') || *p == '+' || *p == '-' || *p == '.';
+    if (!opens) return -1;
+    const ScannedNumber scanned = scan_number(p);
+    if (!scanned.valid) return -1;
+    p = scanned.end;
+  }
+  return count;
+}
+
+std::string advice(const std::string& word) {
+  const auto commas = std::count(word.begin(), word.end(), ',');
+  const bool rest_is_number = count_numbers(word.substr(0, word.find(','))) == 1;
+  if (commas == 0 || !rest_is_number) return "";
+  return commas == 1 ? " (decimals take a point)" : " (blanks or tabs stand between numbers, not commas)";
+}
+
+/// Words and line ends of a text, one after the other.
+class Words {
+ public:
+  explicit Words(const std::string& name) : in_(name, std::ios::binary) {}
+
+  enum class Kind { word, line_end, end };
+
+  /// A word is left in `word`; `line` is the line that it stands in.
+  Kind next() {
+    std::streambuf& bytes = *in_.rdbuf();
+    if (ended_) ++line;
+    ended_ = false;
+    int c = bytes.sgetc();
+    while (is_blank(c)) c = bytes.snextc();
+    if (c == end) return Kind::end;
+    if (c == '\n' || c == '\r') {
+      if (bytes.snextc() == '\n' && c == '\r') bytes.sbumpc();
+      ended_ = true;
+      return Kind::line_end;
+    }
+    word.clear();
+    for (; c != end && !is_blank(c) && c != '\n' && c != '\r'; c = bytes.snextc())
+      word += static_cast<char>(c);
+    return Kind::word;
+  }
+
+  std::string word;
+  long line = 1;
+
+ private:
+  static constexpr int end = std::char_traits<char>::eof();
+  std::ifstream in_;
+  bool ended_ = false;  ///< a line end was the last thing read
+};
+
+/// Walks through the text until the first thing that the reader did not take as it stands.
+class Inspection {
+ public:
+  explicit Inspection(ReadReport& report) : report_(report), words_(report.file) {
+    if (!report.header) return;
+    head_ = 2 * report.columns;
+    wanted_ = head_ + report.rows * report.columns;
+  }
+
+  void run() {
+    for (Words::Kind kind = words_.next(); report_.remark.empty(); kind = words_.next()) {
+      if (kind == Words::Kind::word) {
+        word();
+      } else {
+        line();
+        if (kind == Words::Kind::end) break;
+      }
+    }
+    finish();
+  }
+
+ private:
+  void remark(std::string text) {
+    report_.line = words_.line;
+    report_.remark = std::move(text);
+  }
+
+  void word() {
+    const long more = count_numbers(words_.word);
+    if (report_.loaded && report_.header && total_ >= wanted_) {
+      left_over();
+    } else if (more < 0) {
+      foreign_word();
+    } else {
+      in_line_ += more;
+      total_ += more;
+    }
+  }
+
+  void left_over() {
+    if (first_line_ > report_.columns) {
+      report_.line = 1;
+      report_.remark = "the line begins like a header of " + shape(report_.rows, report_.columns) +
+                       ": the numbers from line " + std::to_string(words_.line) + " on were left out";
+    } else {
+      remark("more than the " + shape(report_.rows, report_.columns) +
+             " that the header declares: the rest of the file was left out");
+    }
+  }
+
+  void foreign_word() {
+    std::string text = quoted(words_.word);
+    if (in_line_ > 0) text += " in column " + std::to_string(in_line_ + 1);
+    text += " is not a number" + advice(words_.word);
+    if (report_.loaded)
+      text += ": " + std::to_string(report_.rows) + (report_.rows == 1 ? " row" : " rows") +
+              " read, the rest of the file was left out";
+    remark(std::move(text));
+  }
+
+  /// The line is complete.
+  void line() {
+    const long count = in_line_;
+    in_line_ = 0;
+    if (count == 0) return;
+    if (first_line_ == 0) first_line_ = count;
+    // Header lines hold as many numbers as a row does.
+    if (!report_.loaded || count == report_.columns || odd_line_ > 0) return;
+    odd_line_ = words_.line;
+    odd_count_ = count;
+  }
+
+  void finish() {
+    if (!report_.loaded && report_.remark.empty()) {
+      report_.remark = total_ == 0 ? "no number in it" : total_ < 2 ? "no complete row in it" : declared();
+      return;
+    }
+    // The earlier line is named; both leave rows that are not those of the file.
+    if (odd_line_ == 0 || (report_.line > 0 && report_.line <= odd_line_)) return;
+    report_.line = odd_line_;
+    std::string text = numbers(odd_count_) + " where a row has " + std::to_string(report_.columns) +
+                       ": rows were filled across line ends";
+    const long left = report_.header ? 0 : total_ % report_.columns;
+    if (report_.remark.empty() && left > 0) text += ", the last " + numbers(left) + " left out";
+    if (!report_.remark.empty()) text += ", and the file was not read to its end";
+    report_.remark = std::move(text);
+  }
+
+  /// Why numbers alone made no matrix.
+  std::string declared() const {
+    if (!report_.header) return "no line of it is a complete row";
+    return "the header declares " + shape(report_.rows, report_.columns) + ", " +
+           numbers(std::max(total_ - head_, 0L)) + (total_ - head_ == 1 ? " follows" : " follow");
+  }
+
+  ReadReport& report_;
+  Words words_;
+  long head_ = 0;    ///< numbers in the header
+  long wanted_ = 0;  ///< numbers in header and matrix
+  long total_ = 0;
+  long in_line_ = 0;     ///< numbers in this line so far
+  long first_line_ = 0;  ///< in the first line that holds any
+  long odd_line_ = 0;    ///< first line with another count than a row
+  long odd_count_ = 0;
+};
+
+}  // namespace
+
+bool looks_like_text(const char* name) {
+  std::ifstream in(name, std::ios::binary);
+  std::string sample(static_cast<std::size_t>(sample_bytes), ' ');
+  in.read(sample.data(), sample_bytes);
+  sample.resize(static_cast<std::size_t>(in.gcount()));
+  return std::none_of(sample.begin(), sample.end(), is_control);
+}
+
+void inspect_text(ReadReport& report) {
+  report.text = looks_like_text(report.file.c_str());
+  if (report.text) {
+    Inspection(report).run();
+  } else if (!report.loaded) {
+    report.remark = "binary data where text is needed";
+  }
+}
+
+void inspect_binary(ReadReport& report, long width) {
+  report.text = looks_like_text(report.file.c_str());
+  std::FILE* const file = std::fopen(report.file.c_str(), "rb");
+  if (file == nullptr) return;
+  const long size = bytes_left(file);
+  long nall = 0, ncol = 0, nrow = 0, ninc = 0, bytes = 0;
+  const bool whole = read_int32(file, nall) && read_int32(file, ncol) && read_int32(file, nrow) &&
+                     read_int32(file, ninc) && read_int32(file, bytes);
+  std::fclose(file);
+  if (report.text) {
+    report.remark = size == 0 ? "an empty file" : "text where a binary matrix is needed";
+  } else if (!whole) {
+    report.remark = "it ends within the 20 bytes of the header of a binary matrix";
+  } else if (bytes != width) {
+    report.remark = "no binary matrix of elements of " + std::to_string(width) + " bytes";
+  } else if (nrow == 0) {
+    report.remark = "no row in it";
+  } else {
+    report.remark = "the header declares " + shape(nrow, ncol) + ", which the " + std::to_string(size) +
+                    " bytes of the file do not hold";
+  }
+}
+
+}  // namespace qvtx
