@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <limits>
 #include <system_error>
+#include <utility>
 
 namespace qvtx {
 namespace {
@@ -43,9 +44,20 @@ std::FILE* create_temporary(const fs::path& directory, std::string& name) {
   return nullptr;
 }
 
+WriteListener write_listener;
+
+void tell_failure(const std::string& name) {
+  if (write_listener) write_listener(name, errno);
+}
+
 }  // namespace
 
-SafeFile::SafeFile(const char* name) {
+SafeFile::SafeFile(const char* name) : name_(name) {
+  errno = 0;
+  if (!open(name)) tell_failure(name_);
+}
+
+bool SafeFile::open(const char* name) {
   const fs::path target = follow_links(name);
   target_ = target.string();
   std::error_code error;
@@ -53,28 +65,54 @@ SafeFile::SafeFile(const char* name) {
   const bool exists = fs::exists(status);
   if (exists && !fs::is_regular_file(status)) {
     file_ = std::fopen(target_.c_str(), "wb");
-    return;
+    return file_ != nullptr;
   }
+  if (target_.empty()) errno = ELOOP;
   // Renaming would also replace a file that its owner has protected from writing.
-  if (target_.empty() || (exists && ::access(target_.c_str(), W_OK) != 0)) return;
+  if (target_.empty() || (exists && ::access(target_.c_str(), W_OK) != 0)) return false;
   file_ = create_temporary(target.parent_path(), temporary_);
-  if (file_ != nullptr && exists) fs::permissions(temporary_, status.permissions(), error);
+  if (file_ == nullptr) return false;
+  if (exists) fs::permissions(temporary_, status.permissions(), error);
+  errno = 0;  // from here on that of the writing
+  return true;
 }
 
 SafeFile::~SafeFile() {
-  if (file_ != nullptr) std::fclose(file_);
+  if (file_ != nullptr) {
+    if (std::ferror(file_) == 0) errno = 0;
+    tell_failure(name_);
+    std::fclose(file_);
+  }
   if (!temporary_.empty()) std::remove(temporary_.c_str());
 }
 
 bool SafeFile::commit() {
   if (file_ == nullptr) return false;
-  bool written = std::ferror(file_) == 0 && std::fflush(file_) == 0;
-  written = std::fclose(file_) == 0 && written;
+  const bool placed = close();
+  if (!placed) tell_failure(name_);
+  return placed;
+}
+
+bool SafeFile::close() {
+  const bool written = std::ferror(file_) == 0 && std::fflush(file_) == 0;
+  const int error = errno;
+  const bool closed = std::fclose(file_) == 0;
+  if (!written) errno = error;
   file_ = nullptr;
-  if (temporary_.empty()) return written;
-  if (!written || std::rename(temporary_.c_str(), target_.c_str()) != 0) return false;
+  if (temporary_.empty() || !written || !closed) return written && closed;
+  if (std::rename(temporary_.c_str(), target_.c_str()) != 0) return false;
   temporary_.clear();
   return true;
+}
+
+bool write_file(const char* name, const std::string& text) {
+  SafeFile file(name);
+  if (!file.is_open()) return false;
+  return std::fwrite(text.data(), 1, text.size(), file.file()) == text.size() && file.commit();
+}
+
+WriteListener listen_to_writes(WriteListener listener) {
+  return std::exchange(write_listener, std::move(listener));
 }
 
 bool write_int32(std::FILE* f, long v) {

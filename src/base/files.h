@@ -2,6 +2,7 @@
 // Files that are either written whole or left as they were.
 
 #include <cstdio>
+#include <functional>
 #include <string>
 
 namespace qvtx {
@@ -26,10 +27,23 @@ class SafeFile {
   bool commit();
 
  private:
+  bool open(const char* name);
+  bool close();
+
   std::FILE* file_ = nullptr;
+  std::string name_;       ///< as it was asked for
   std::string target_;     ///< what is replaced, links resolved
   std::string temporary_;  ///< what is written; empty when the target is written directly
 };
+
+/// Writes the text as a file of its own, as a SafeFile; true on success.
+bool write_file(const char* name, const std::string& text);
+
+/// Hears of every SafeFile that did not come about: its name, and the error number of the system or 0 when a
+/// number did not fit the file's format.
+using WriteListener = std::function<void(const std::string& name, int error)>;
+/// Takes the place of the listener, who is returned; an empty one: nobody listens, as at the start.
+WriteListener listen_to_writes(WriteListener listener);
 
 /// 4-byte little-endian integers, the form of every integer in a binary file. Writing fails for a value that
 /// does not fit, and nothing is written; reading fails at a short read, and v is unchanged.

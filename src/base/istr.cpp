@@ -2,10 +2,19 @@
 
 #include <iostream>
 
+#include "base/interrupt.h"
+
 namespace qvtx {
 namespace {
 
 bool is_gap(int c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+/// A signal is no end of the input: the stream can be read again.
+void heed_interrupts(std::istream& in) {
+  if (!interrupted()) return;
+  in.clear();
+  throw GivenUp();
+}
 
 }  // namespace
 
@@ -14,12 +23,14 @@ Istr is;
 Istr::Istr() : stream(&std::cin) {}
 
 bool Istr::getc(char& c) {
+  heed_interrupts(*stream);
   char next = '\0';
   while (stream->get(next)) {
     if (is_gap(static_cast<unsigned char>(next))) continue;
     c = next;
     return true;
   }
+  heed_interrupts(*stream);
   return false;
 }
 

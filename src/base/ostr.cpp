@@ -8,6 +8,8 @@
 #include <iostream>
 #include <string_view>
 
+#include "base/ending.h"
+
 namespace qvtx {
 namespace {
 
@@ -198,6 +200,7 @@ Ostr& Ostr::wbe() {
 
 void end_program() {
   os.flush();
+  run_last_action();
   std::exit(0);
 }
 

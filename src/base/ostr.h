@@ -100,8 +100,8 @@ class Indent {
   Ostr& o_;
 };
 
-/// Ends the program with status 0 after flushing `os`: the end of every report of a programming error, on
-/// purpose not an error status.
+/// Ends the program with status 0 after flushing `os` and the last action (base/ending.h): the end of every
+/// report of a programming error, on purpose not an error status.
 [[noreturn]] void end_program();
 
 }  // namespace qvtx

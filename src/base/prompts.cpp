@@ -7,7 +7,9 @@
 #include <iostream>
 #include <string_view>
 
+#include "base/ending.h"
 #include "base/ostr.h"
+#include "base/script.h"
 #include "base/trace.h"
 
 namespace qvtx {
@@ -50,14 +52,12 @@ int choose(std::string_view first, std::string_view second, const char* first_en
   for (;;) {
     char c = '\0';
     getc1(c);
-    if (first.find(c) != std::string_view::npos) {
-      comtrac += first_entry;
-      return 1;
-    }
-    if (second.find(c) != std::string_view::npos) {
-      comtrac += second_entry;
-      return 0;
-    }
+    const bool yes = first.find(c) != std::string_view::npos;
+    if (!yes && second.find(c) == std::string_view::npos) continue;
+    const char* const entry = yes ? first_entry : second_entry;
+    trace_word(comtrac, entry);
+    if (is.script != nullptr) is.script->skip(entry);
+    return yes ? 1 : 0;
   }
 }
 
@@ -70,9 +70,12 @@ void prompt(const char* text) {
 
 void prompt(const std::string& text) { prompt(text.c_str()); }
 
+void tell(const std::string& text) { prompt("  " + text + "\n"); }
+
 void end_of_input() {
   os.flush();
   std::cerr << "\nunexpected end of input\n" << std::flush;
+  run_last_action();
   std::exit(1);
 }
 
@@ -84,7 +87,7 @@ bool getc1c2(char& c1, char& c2) {
   }
   c2 = read_char();
   answer_ended();
-  comtrac += {c1, c2, '\n'};
+  trace_word(comtrac, {c1, c2});
   return true;
 }
 
@@ -95,7 +98,7 @@ void getsub(char& c1, char& c2) {
 long getc1(char& c) {
   c = read_char();
   answer_ended();
-  comtrac += {c, '\n'};
+  trace_word(comtrac, {c});
   return static_cast<long>(comtrac.size());
 }
 
@@ -127,12 +130,12 @@ bool getdouble(double& v) {
 
 int confirm() {
   prompt("[y|n] ");
-  return choose("yYoO", "nN", "y\n", "n\n");
+  return choose("yYoO", "nN", "y", "n");
 }
 
 int automatic() {
   prompt("  Manual or Automatic ? [m|a] ");
-  return choose("aA", "mM", "a\n", "n\n");  // "n", not "m": saved traces have always held it
+  return choose("aA", "mM", "a", "n");  // "n", not "m": saved traces have always held it
 }
 
 bool parse_long(const std::string& word, long& v) {

@@ -4,7 +4,7 @@
 // every prompt, so that both streams interleave as they happened.
 //
 // End of input inside a dialogue prints "unexpected end of input" on standard error and ends the program with
-// status 1.
+// status 1, after the last action (base/ending.h). A signal there throws GivenUp (base/interrupt.h).
 
 #include <string>
 
@@ -15,6 +15,10 @@ namespace qvtx {
 /// Flushes the console, then writes text on standard error.
 void prompt(const char* text);
 void prompt(const std::string& text);
+
+/// Writes the text as a line of its own on standard error, indented by two blanks: what helps a person and is
+/// no part of the record.
+void tell(const std::string& text);
 
 /// Ends the program with status 1 after "unexpected end of input".
 [[noreturn]] void end_of_input();
@@ -31,9 +35,10 @@ long getfile(std::string& name);
 /// An integer within the range of a 32-bit integer. False when the word is not one: "not a number: " and the
 /// word have been printed, v is unchanged.
 bool getlong(long& v);
-/// A finite decimal number, otherwise as `getlong`.
+/// A finite decimal number, otherwise as `getlong`. The trace holds it as "%e" (see `trace_real`).
 bool getdouble(double& v);
-/// "[y|n] ": 1 for yes, 0 for no. Other characters are ignored.
+/// "[y|n] ": 1 for yes, 0 for no. Other characters are ignored. In a script that is replayed the second entry
+/// that the trace holds of such an answer is passed over.
 int confirm();
 /// "  Manual or Automatic ? [m|a] ": 1 for automatic, 0 for manual.
 int automatic();

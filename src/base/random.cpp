@@ -65,11 +65,13 @@ void setseed(unsigned long seed) {
   generator.mti = word_count;
 }
 
-void setseed() {
+unsigned long clock_seed() {
   std::time_t now = 0;
   while (now == 0) now = std::time(nullptr);
-  setseed(static_cast<unsigned long>(now));
+  return static_cast<unsigned long>(now);
 }
+
+void setseed() { setseed(clock_seed()); }
 
 RandomState getrandom() { return generator; }
 

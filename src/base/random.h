@@ -23,6 +23,8 @@ double gauss_rand();
 void setseed(unsigned long seed);
 /// Seeds with the time in seconds, read again while it is 0.
 void setseed();
+/// The current time in seconds, never 0: the seed of `setseed()`.
+unsigned long clock_seed();
 
 /// State of the generator, so that tests and tools can predict draws without disturbing them.
 struct RandomState {
