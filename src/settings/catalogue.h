@@ -14,8 +14,8 @@ struct DefaultFile {
   std::string text;
 };
 
-/// "Qvtx.prf", and the three schedule files that have no keys: "default.jpp", "default.sam" and
-/// "default.rdp". The texts are those of examples/, taken into the program when it is built.
+/// "Qvtx.prf", and the two schedule files that have no keys: "default.sam" and "default.rdp". The texts are
+/// those of examples/, taken into the program when it is built.
 std::vector<DefaultFile> default_files();
 
 /// Writes the default files into the working directory. Nothing is written when one of them exists, and

@@ -87,6 +87,26 @@ bool Session::allowed(const Command& command) const {
   return false;
 }
 
+std::string missing_state(const Command& command) {
+  switch (command.needs) {
+    case Needs::nothing:
+      return "";
+    case Needs::data:
+      return "needs data: ld";
+    case Needs::prototypes:
+      return "needs prototypes: ng or another quantization";
+    case Needs::distances:
+      return "needs distances: cc or another mapping";
+    case Needs::mapping:
+      return "needs a mapping: cc or another one";
+    case Needs::projection:
+      return "needs projected data: il or iv behind the mapping";
+    case Needs::reconstruction:
+      return "needs reconstructed data: rd behind the mapping";
+  }
+  return "";
+}
+
 Outcome Session::help() {
   std::cerr << "\nAVAILABLE COMMANDS IN CURRENT STATE ...\n";
   for (const Command& command : table) {

@@ -11,10 +11,22 @@
 namespace qvtx {
 
 void Session::load_data_file() {
-  do {
-    getfile(data_name_);
-  } while (!analysis_.dataload(data_file(".dat").c_str(), 1) &&
-           !analysis_.dataload(data_file(".dat").c_str(), 0));
+  const auto load = [this] {
+    const std::string file = data_file(".dat");
+    return read_data(file, [&] {
+      return analysis_.dataload(file.c_str(), 1) != 0 || analysis_.dataload(file.c_str(), 0) != 0;
+    });
+  };
+  ask_file(data_name_, {".dat", load, [](const std::string&) { return true; }});
+  unsaved_ = false;
+}
+
+bool Session::load_snapshot() {
+  const std::string file = data_file(".mbf");
+  const bool loaded = analysis_.load_mbf(file.c_str()) != 0;
+  if (!loaded) tell_snapshot(file);
+  unsaved_ = false;
+  return loaded;
 }
 
 Outcome Session::load_data() {
@@ -24,15 +36,14 @@ Outcome Session::load_data() {
 
 Outcome Session::load_all() {
   load_data_file();
-  analysis_.load_mbf(data_file(".mbf").c_str());
+  load_snapshot();
   return Outcome::done;
 }
 
 Outcome Session::load_mapping() {
   if (analysis_.verbose) prompt("Load Mapping parameters:\n");
-  do {
-    getfile(data_name_);
-  } while (!analysis_.load_mbf(data_file(".mbf").c_str()));
+  ask_file(data_name_, {".mbf", [this] { return load_snapshot(); },
+                        [this](const std::string& file) { return fits_data(file); }});
   return Outcome::done;
 }
 
@@ -43,7 +54,7 @@ Outcome Session::save_all() {
   getfile(name);
   const auto file = [&name](const char* extension) { return name + extension; };
 
-  analysis_.save_mbf(file(".mbf").c_str());
+  if (analysis_.save_mbf(file(".mbf").c_str())) unsaved_ = false;
   if (analysis_.done(VeQuan::pinidone)) {
     analysis_.protsave(file(".pro").c_str(), 0);
     MatFullL index;
@@ -68,18 +79,14 @@ Outcome Session::save_all() {
   return Outcome::quiet;
 }
 
-int Session::save_log(const std::string& name) {
+bool Session::save_log(const std::string& name) {
   std::ostringstream text;
   Ostr log(text);
   write_report(log, true);
   if (work_.jrp.nrow() > 0) {
     log.ow("  rel. mean quad. error = ").ow(analysis_.ir_err(reference(), work_.jrp)).nl();
   }
-  SafeFile file(name.c_str());
-  if (!file.is_open()) return 0;
-  const std::string bytes = text.str();
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file.file()) == bytes.size();
-  return written && file.commit();
+  return write_file(name.c_str(), text.str());
 }
 
 Outcome Session::save_trace() {
@@ -130,7 +137,12 @@ Outcome Session::save_path() {
   if (!ask_long(text.c_str(), index)) return Outcome::given_up;
   std::string name;
   getfile(name);
-  analysis_.treesave(index, (name + ".bwt").c_str());
+  const long last = analysis_.getprot().nrow() - 1;
+  if (index < 0 || index > last) {
+    refuse("prototype " + std::to_string(index) + " is outside [0," + std::to_string(last) + "]");
+  } else {
+    analysis_.treesave(index, (name + ".bwt").c_str());
+  }
   return Outcome::quiet;
 }
 

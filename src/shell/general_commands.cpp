@@ -4,6 +4,7 @@
 
 #include "base/prompts.h"
 #include "base/random.h"
+#include "base/script.h"
 #include "base/trace.h"
 #include "settings/catalogue.h"
 #include "shell/session.h"
@@ -14,10 +15,13 @@ Outcome Session::exit() { return confirm() ? Outcome::leave : Outcome::quiet; }
 
 Outcome Session::initialize_seed() {
   prompt("Initialize Seed: Deterministic ? ");
+  std::string noted;
   if (confirm()) {
     setseed(default_seed);
+  } else if (is.script != nullptr && is.script->take_note("seed", noted)) {
+    seed(std::strtoul(noted.c_str(), nullptr, 10));
   } else {
-    setseed();
+    seed(clock_seed());
   }
   return Outcome::quiet;
 }
@@ -25,6 +29,7 @@ Outcome Session::initialize_seed() {
 Outcome Session::toggle_verbosity() {
   prompt("Toggle verbosity\n");
   analysis_.verbose = analysis_.verbose == 0 ? 1 : 0;
+  tell(analysis_.verbose != 0 ? "verbosity is on" : "verbosity is off");
   return Outcome::quiet;
 }
 

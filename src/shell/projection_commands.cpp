@@ -3,6 +3,8 @@
 #include <iostream>
 
 #include "base/prompts.h"
+#include "matrix/text/text_inspection.h"
+#include "settings/value_text.h"
 #include "shell/session.h"
 
 namespace qvtx {
@@ -35,7 +37,7 @@ Outcome Session::projection_menu(const char* title, Mapping method, bool sammon_
   const bool final_mapping = analysis_.done(ToMapp::mfindone) != 0;
   if (is_command(c1, c2, "mp")) {
     if (method) return map_prototypes(method);
-    analysis_.sommap();
+    if (!analysis_.sommap()) refuse("us needs the prototypes of a self-organizing map: om");
     return Outcome::done;
   }
   if (is_command(c1, c2, "il") && final_mapping) {
@@ -45,7 +47,11 @@ Outcome Session::projection_menu(const char* title, Mapping method, bool sammon_
   }
   if (is_command(c1, c2, "iv") && final_mapping) return interpolate_validation(sammon_variants);
   if (is_command(c1, c2, "rd") && work_.prj.nrow() > 0) return reconstruct(sammon_variants);
-  return bad_command(c1, c2);
+  const bool interpolates = is_command(c1, c2, "il") || is_command(c1, c2, "iv");
+  return bad_command(c1, c2,
+                     interpolates               ? "needs a mapping: mp"
+                     : is_command(c1, c2, "rd") ? "needs projected data: il or iv"
+                                                : "");
 }
 
 bool Session::ask_dimension(long& dimension) {
@@ -54,14 +60,25 @@ bool Session::ask_dimension(long& dimension) {
   if (!ask_double("  Confidence (0.xx) ? ", confidence)) return false;
   if (!analysis_.getlpca().ready()) analysis_.lpca_init();
   dimension = analysis_.getlpca().getdim(confidence, 2);
+  if (dimension < 0) refuse("no number of dimensions reaches a confidence of " + value_text(confidence));
   return true;
+}
+
+Outcome Session::mapped(long dimension, long result) {
+  if (result != 0 || refused_) return Outcome::done;
+  const long n = analysis_.getprot().nrow();
+  if (dimension < 1) {
+    refuse("a map has at least 1 dimension, not " + std::to_string(dimension));
+  } else {
+    refuse(n < 2 ? "a map needs two prototypes, there is one" : "no map was made");
+  }
+  return Outcome::done;
 }
 
 Outcome Session::map_prototypes(Mapping method) {
   long dimension = 0;
   if (!ask_dimension(dimension)) return Outcome::given_up;
-  (analysis_.*method)(dimension, nullptr);
-  return Outcome::done;
+  return mapped(dimension, (analysis_.*method)(dimension, nullptr));
 }
 
 bool Session::interpolate(const MatFullD& data, bool sammon_variants) {
@@ -75,9 +92,15 @@ Outcome Session::interpolate_validation(bool sammon_variants) {
   const int verbose = static_cast<int>(analysis_.verbose);
   MatFullD validation;
   std::string name;
-  do {
-    getfile(name);
-  } while (!validation.load_bin((name + ".dat").c_str(), verbose));
+  const auto load = [&] {
+    const std::string file = name + ".dat";
+    return read_data(file, [&] { return validation.load_bin(file.c_str(), verbose) != 0; });
+  };
+  ask_file(name, {".dat", load, [](const std::string& file) { return !looks_like_text(file.c_str()); }});
+  if (const long columns = analysis_.getprot().ncol(); validation.ncol() != columns) {
+    refuse(name + ".dat has " + std::to_string(validation.ncol()) + " columns, the data have " +
+           std::to_string(columns));
+  }
   const bool interpolated = interpolate(validation, sammon_variants);
   MatFullL codes;
   if (!sammon_variants && analysis_.done(VeQuan::pinidone) && analysis_.cod(validation, codes)) {
@@ -112,11 +135,10 @@ Outcome Session::scaling() {
   char c1 = 0;
   char c2 = 0;
   getsub(c1, c2);
-  if (!is_command(c1, c2, "mp")) return bad_command(c1, c2);
+  if (!is_command(c1, c2, "mp")) return bad_command(c1, c2, "is no choice of md, which has mp alone");
   long dimension = 0;
   if (!ask_dimension(dimension)) return Outcome::given_up;
-  analysis_.mds(dimension);
-  return Outcome::done;
+  return mapped(dimension, analysis_.mds(dimension));
 }
 
 Outcome Session::self_god() {

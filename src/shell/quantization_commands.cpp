@@ -13,6 +13,17 @@ constexpr const char* ask_neurons = "  Number of neurons (integer) ? ";
 
 }  // namespace
 
+Outcome Session::quantized(const char* name) {
+  if (!analysis_.done(VeQuan::pfindone)) refuse(std::string(name) + " made no prototypes");
+  return Outcome::done;
+}
+
+Outcome Session::quantized(const char* name, long n) {
+  if (n >= 1) return quantized(name);
+  refuse(std::string(name) + " needs at least 1 prototype, not " + std::to_string(n));
+  return Outcome::done;
+}
+
 bool Session::ask_radius(const char* text, double& radius) const {
   if (!automatic()) return ask_double(text, radius);
   double confidence = 0;
@@ -23,61 +34,61 @@ bool Session::ask_radius(const char* text, double& radius) const {
 
 Outcome Session::no_quantization() {
   analysis_.nq();
-  return Outcome::done;
+  return quantized("nq");
 }
 
 Outcome Session::g_center() {
   analysis_.gc();
-  return Outcome::done;
+  return quantized("gc");
 }
 
 Outcome Session::k_means() {
   long n = 0;
   if (!ask_long(ask_neurons, n)) return Outcome::given_up;
   analysis_.lbg(n);
-  return Outcome::done;
+  return quantized("km", n);
 }
 
 Outcome Session::dynamic_k_means() {
   double error = 0;
   if (!ask_radius("  Mean Error (numeric) ? ", error)) return Outcome::given_up;
   analysis_.dlbg(error);
-  return Outcome::done;
+  return quantized("dk");
 }
 
 Outcome Session::exin() {
   double radius = 0;
   if (!ask_radius("  Action radius (numeric) ? ", radius)) return Outcome::given_up;
   analysis_.xn(radius);
-  return Outcome::done;
+  return quantized("xn");
 }
 
 Outcome Session::neural_water() {
   double radius = 0;
   if (!ask_radius("  Action radius (numeric) ? ", radius)) return Outcome::given_up;
   analysis_.nw(radius, data_file(".nwp").c_str());
-  return Outcome::done;
+  return quantized("nw");
 }
 
 Outcome Session::competitive_learning() {
   long n = 0;
   if (!ask_long(ask_neurons, n)) return Outcome::given_up;
   analysis_.cl(n, data_file(".clp").c_str());
-  return Outcome::done;
+  return quantized("cl", n);
 }
 
 Outcome Session::fast_competitive() {
   long n = 0;
   if (!ask_long(ask_neurons, n)) return Outcome::given_up;
   analysis_.fcl(n, data_file(".clp").c_str());
-  return Outcome::done;
+  return quantized("fc", n);
 }
 
 Outcome Session::neural_gas() {
   long n = 0;
   if (!ask_long(ask_neurons, n)) return Outcome::given_up;
   analysis_.ng(n, data_file(".ngp").c_str());
-  return Outcome::done;
+  return quantized("ng", n);
 }
 
 Outcome Session::self_organizing_map() {
@@ -86,12 +97,12 @@ Outcome Session::self_organizing_map() {
   if (!ask_long(ask_neurons, n)) return Outcome::given_up;
   if (!ask_double("  Width/length ratio (in [1.0,#neurons]) ? ", ratio)) return Outcome::given_up;
   analysis_.som(n, ratio, data_file(".omp").c_str());
-  return Outcome::done;
+  return quantized("om", n);
 }
 
 Outcome Session::jarvis_patrick() {
   analysis_.jp(data_file(".jpp").c_str());
-  return Outcome::done;
+  return quantized("jp");
 }
 
 Outcome Session::remove_lost() {

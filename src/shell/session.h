@@ -2,9 +2,13 @@
 // The command loop: reads two-letter commands and calls the methods of the one analysis object.
 
 #include <fstream>
+#include <functional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "mapping/tomapp.h"
+#include "matrix/file_report.h"
 #include "shell/work.h"
 
 namespace qvtx {
@@ -19,12 +23,31 @@ enum class Outcome {
   leave      ///< the loop ends
 };
 
+/// How a session deals with its user.
+struct Manner {
+  bool strict = false;    ///< it ends at the first command that is refused or given up
+  bool quiet = false;     ///< it begins with verbosity off
+  bool terminal = false;  ///< a person types: SIGINT gives up a command, else it ends the program
+};
+
+/// What goes beyond the record on standard output, such as why something was refused, is told on standard
+/// error
+/// (`tell`). An analysis that was not saved is recovered (shell/recovery.h) when the program ends in any
+/// other way than by `xt` or at the end of the input of the loop. One session at a time.
 class Session {
  public:
-  explicit Session(std::ifstream& prefs);
+  Session(std::ifstream& prefs, Manner manner);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  /// Gives a setting of either table both its values. Returns why it did not; empty when it did.
+  std::string set(const std::string& key, const std::string& value);
+  /// Sets the state of the random numbers, and notes it in the trace.
+  void seed(unsigned long state);
 
   /// Prints the banner and runs the loop until a confirmed `xt` or the end of the input; returns the exit
-  /// status 0.
+  /// status (shell/startup.h).
   int run();
 
   // ---- Handlers, one per command of the table ----
@@ -76,8 +99,14 @@ class Session {
  private:
   /// One pass of the loop; false when the loop ends.
   bool step();
+  bool perform();
   void finish(const Command& command, Outcome outcome);
+  /// What signals, a closed console and strictness make of a command that is over; false when the loop ends.
+  bool settle(bool goes_on);
+  bool leave(int status);
+  void recover_unsaved();
   void banner() const;
+  void take_notes();
 
   // Dialogues. False: a word was not a number.
   bool ask_long(const char* text, long& v) const;
@@ -87,9 +116,27 @@ class Session {
   /// The output dimension, typed or chosen by the local PCA at a confidence (-1: none reaches it).
   bool ask_dimension(long& dimension);
 
+  // Files (file_dialogue.cpp).
+  struct FileKind {
+    const char* extension;
+    std::function<bool()> load;                    ///< tries the name that was typed, tells why it failed
+    std::function<bool(const std::string&)> fits;  ///< whether a file is worth to be listed
+  };
+  /// Asks for a name until it loads; a strict session gives up instead.
+  void ask_file(std::string& name, const FileKind& kind);
+  void list_files(const std::string& name, const FileKind& kind) const;
+  void hear_read(const ReadReport& report);
+  void tell_report(const ReadReport& report);
+  /// Calls load, which may try several forms of the file, and tells of the one that decided.
+  bool read_data(const std::string& file, const std::function<bool()>& load);
+  void tell_snapshot(const std::string& file);
+  bool fits_data(const std::string& file) const;
+  void tell_unwritten();
+
   void load_data_file();
+  bool load_snapshot();
   void write_report(Ostr& o, bool graphs);
-  int save_log(const std::string& name);
+  bool save_log(const std::string& name);
   const MatFullD& reference() const { return work_.dat.nrow() > 0 ? work_.dat : analysis_.getdat(); }
   std::string data_file(const char* extension) const { return data_name_ + extension; }
 
@@ -98,14 +145,34 @@ class Session {
   Outcome projection_menu(const char* title, Mapping method, bool sammon_variants);
   void sub_menu(const char* title, bool interpolation) const;
   Outcome map_prototypes(Mapping method);
+  /// A map of this dimension that was not made is a refusal.
+  Outcome mapped(long dimension, long result);
   bool interpolate(const MatFullD& data, bool sammon_variants);
   Outcome interpolate_validation(bool sammon_variants);
   Outcome reconstruct(bool sammon_variants);
-  Outcome bad_command(char c1, char c2) const;
+  Outcome bad_command(char c1, char c2, const std::string& reason);
+  /// Tells why a command was refused, which a strict session takes as its end.
+  void refuse(const std::string& reason);
+  /// A quantization by the command `name` that left no final prototypes is a refusal.
+  Outcome quantized(const char* name);
+  /// The same for those that are told how many.
+  Outcome quantized(const char* name, long n);
 
   ToMapp analysis_;
   Work work_;
   std::string data_name_;  ///< name last typed at `ld`, `la` or `lm`
+  const Manner manner_;
+  std::size_t mark_ = 0;  ///< length of the trace ahead of the command at hand
+  int status_ = 0;        ///< what `run` returns
+  bool asking_ = false;   ///< the prompt of the loop waits for a command
+  bool refused_ = false;  ///< the command at hand was refused something
+  bool unsaved_ = false;  ///< the analysis has changed since it was saved or loaded
+  bool collects_reads_ = false;
+  std::vector<ReadReport> reads_;
+  std::vector<std::pair<std::string, int>> unwritten_;  ///< files that could not be written, and why
 };
+
+/// Why a file cannot be opened; empty when it can.
+std::string why_closed(const std::string& file);
 
 }  // namespace qvtx

@@ -1,10 +1,21 @@
 #include "shell/startup.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <string>
 
+#include "base/interrupt.h"
+#include "base/prompts.h"
+#include "base/script.h"
 #include "settings/catalogue.h"
+#include "shell/console_input.h"
+#include "shell/options.h"
 #include "shell/session.h"
 #include "shell/version.h"
 
@@ -13,46 +24,106 @@ namespace qvtx {
 namespace {
 
 constexpr const char* default_preferences = "Qvtx.prf";
+constexpr int wrong_usage = 2;
 
-constexpr const char* usage =
-    "usage: qvtx [preference file]\n"
-    "       qvtx --init | --help | --version\n"
-    "\n"
-    "Explores numeric data: vector quantization, graph distances and projection, driven by two-letter "
-    "commands\n"
-    "typed after the prompt \">> \" (hh lists them). The preference file is Qvtx.prf when none is named.\n"
-    "\n"
-    "  --init     write the default Qvtx.prf, default.jpp, default.sam and default.rdp into this directory\n"
-    "  --help     print this text\n"
-    "  --version  print the version\n";
+int refuse_start(const std::string& reason) {
+  tell(reason);
+  return wrong_usage;
+}
 
-int explore(const std::string& preferences) {
+/// True for a file that begins as data do: with a number, or with the bytes of a binary matrix.
+bool looks_like_data(std::ifstream& file) {
+  char begin[20] = {};
+  file.read(begin, sizeof begin);
+  const std::string text(begin, static_cast<std::size_t>(file.gcount()));
+  file.clear();
+  file.seekg(0);
+  const std::size_t at = text.find_first_not_of(" \t\r\n");
+  if (at == std::string::npos) return false;
+  return text.find('\0') != std::string::npos || std::strchr("0123456789+-.", text[at]) != nullptr;
+}
+
+/// Standard input, or the script in its place, with the commands that come first.
+class Input {
+ public:
+  explicit Input(const Options& options) {
+    const std::string first = options.data.empty() ? "" : "ld\n" + options.data + "\n";
+    if (options.replay.empty()) {
+      auto console = std::make_unique<ConsoleInput>(first);
+      terminal_ = console->is_terminal();
+      bytes_ = std::move(console);
+    } else {
+      std::ifstream file(options.replay);
+      if (!file) return;
+      auto script = std::make_unique<Script>(file, first);
+      script_ = script.get();
+      bytes_ = std::move(script);
+    }
+    stream_.rdbuf(bytes_.get());
+    is = Istr(stream_);
+    is.script = script_;
+  }
+  ~Input() { is = Istr(); }
+  Input(const Input&) = delete;
+  Input& operator=(const Input&) = delete;
+
+  bool is_open() const { return bytes_ != nullptr; }
+  bool is_terminal() const { return terminal_; }
+
+ private:
+  std::unique_ptr<std::streambuf> bytes_;
+  Script* script_ = nullptr;
+  bool terminal_ = false;
+  std::istream stream_{nullptr};
+};
+
+int explore(const Options& options) {
+  const bool named = !options.preferences.empty();
+  const std::string preferences = named ? options.preferences : default_preferences;
   std::ifstream file(preferences);
   if (!file) {
     os.ow("Preference file ").ow(preferences).ow(" is missing!").nl().flush();
+    if (!named) tell("run qvtx --init");
     return 1;
   }
-  Session session(file);
+  if (looks_like_data(file))
+    return refuse_start(preferences +
+                        " looks like data, not like a preference file: --data NAME loads NAME.dat");
+  const Input input(options);
+  if (!input.is_open()) return refuse_start("--replay " + options.replay + ": " + std::strerror(errno));
+  catch_interrupts();
+  Session session(file, {options.strict, options.quiet, input.is_terminal()});
   file.close();
-  const int status = session.run();
-  os.flush();
-  return status;
+  for (const auto& [key, value] : options.settings)
+    if (const std::string trouble = session.set(key, value); !trouble.empty()) return refuse_start(trouble);
+  if (options.seed) session.seed(*options.seed);
+  return session.run();
 }
 
 }  // namespace
 
 int run_program(int argc, char** argv) {
-  const std::string argument = argc > 1 ? argv[1] : default_preferences;
-  if (argument == "--help") {
-    std::cout << usage;
-    return 0;
+  // Files that are opened would take its place.
+  if (::fcntl(STDOUT_FILENO, F_GETFD) < 0) {
+    tell("standard output is closed");
+    return 1;
   }
-  if (argument == "--version") {
-    std::cout << "qvtx " << version << '\n';
-    return 0;
+  Options options;
+  const std::string trouble = parse_options({argv + 1, argv + argc}, options);
+  if (!trouble.empty()) return refuse_start(trouble);
+  switch (options.task) {
+    case Options::Task::help:
+      std::cout << usage();
+      return 0;
+    case Options::Task::version:
+      std::cout << "qvtx " << version << '\n';
+      return 0;
+    case Options::Task::init:
+      return write_default_files() ? 0 : 1;
+    case Options::Task::explore:
+      break;
   }
-  if (argument == "--init") return write_default_files() ? 0 : 1;
-  return explore(argument);
+  return explore(options);
 }
 
 }  // namespace qvtx

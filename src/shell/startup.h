@@ -3,9 +3,10 @@
 
 namespace qvtx {
 
-/// Runs the program. The first argument is the preference file ("Qvtx.prf" when absent), or --help,
-/// --version, --init. Exit status: 0 after `xt` or the end of the input, 1 when the preference file is
-/// missing or `--init` wrote nothing.
+/// Runs the program with the options of `usage` (shell/options.h). Exit status: 0 after `xt`, at the end of
+/// the input and after --help, --version and --init; 1 when the preference file is missing, `--init` wrote
+/// nothing, the input ended inside a dialogue, standard output was closed, or a strict session was refused
+/// something; 2 for a wrong command line; 128 and its number when a signal ended the session.
 int run_program(int argc, char** argv);
 
 }  // namespace qvtx

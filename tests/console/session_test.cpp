@@ -29,7 +29,7 @@ TEST(StartUp, ArgumentsAndPreferenceFile) {
         {"--help", 0, "usage: qvtx"},
         {"", 0, "Version: 20060502"},
         {"no.prf", 1, "Preference file no.prf is missing!\n"},
-        {"Qvtx.prf ignored", 0, "Type hh to display some help"}}) {
+        {"Qvtx.prf surplus", 2, "  too many arguments: 'surplus'"}}) {
     const Result r = here.feed("", arguments);
     EXPECT_EQ(r.status, status) << arguments;
     EXPECT_NE((r.out + r.err).find(text), std::string::npos) << arguments;
@@ -37,7 +37,7 @@ TEST(StartUp, ArgumentsAndPreferenceFile) {
   std::filesystem::remove(here.path("Qvtx.prf"));
   const Result r = here.feed("xt\ny\n");
   EXPECT_EQ(r.out, "Preference file Qvtx.prf is missing!\n");
-  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.err, "  run qvtx --init\n");
   EXPECT_EQ(r.status, 1);
 }
 
@@ -47,7 +47,7 @@ TEST(StartUp, InitWritesAScratchOnce) {
   std::filesystem::remove(here.path("Qvtx.prf"));
   EXPECT_EQ(here.feed("", "--init").status, 0);
   EXPECT_EQ(here.files(),
-            (std::vector<std::string>{"Qvtx.prf", "default.jpp", "default.rdp", "default.sam"}));
+            (std::vector<std::string>{"Qvtx.prf", "default.rdp", "default.sam"}));
   EXPECT_EQ(here.read("Qvtx.prf"), shipped);
   std::filesystem::remove(here.path("default.sam"));
   EXPECT_EQ(here.feed("", "--init").status, 1);
