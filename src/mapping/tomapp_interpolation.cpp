@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "base/interrupt.h"
 #include "mapping/affine_blend.h"
 #include "mapping/progress_bar.h"
 #include "mapping/tomapp.h"
@@ -33,6 +34,11 @@ long ToMapp::cda_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj) {
   ppr.setrows(data.nrow());
   BlendRows rows;
   for (long i = data.nrow() - 1; i >= 0; --i) {
+    if (interrupted()) {  // a part of the rows would pass for all of them
+      prj.setrows(0);
+      ppr.setrows(0);
+      return 0;
+    }
     const bool finite = blend.position(data.row(i), prj.row(i), rows);
     std::copy_n(finite ? mprot.row(rows.row[0]) : prj.row(i), mprot.ncol(), ppr.row(i));
     bar.step();
@@ -50,6 +56,11 @@ long ToMapp::cda_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp) {
   tmp.setrows(prj.nrow());
   BlendRows rows;
   for (long i = prj.nrow() - 1; i >= 0; --i) {
+    if (interrupted()) {  // a part of the rows would pass for all of them
+      jrp.setrows(0);
+      tmp.setrows(0);
+      return 0;
+    }
     const bool finite = blend.sample(prj.row(i), jrp.row(i), rows);
     std::copy_n(finite ? prot.row(rows.row[0]) : jrp.row(i), prot.ncol(), tmp.row(i));
     bar.step();

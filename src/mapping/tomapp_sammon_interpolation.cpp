@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+#include "base/interrupt.h"
 #include "mapping/affine_blend.h"
 #include "mapping/input_distances.h"
 #include "mapping/kernels/interpolation_kernels.h"
@@ -288,6 +289,11 @@ long ToMapp::sammon_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj, const
   Targets targets;
   std::vector<double> scratch;
   for (const long i : by_neighbourhood(near)) {
+    if (interrupted()) {  // a part of the rows would pass for all of them
+      prj.setrows(0);
+      ppr.setrows(0);
+      return 0;
+    }
     BlendRows& rows = near[static_cast<std::size_t>(i)];
     bar.step();
     if (rows.exact) continue;
@@ -313,6 +319,11 @@ long ToMapp::sammon_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp, const 
   Targets targets;
   std::vector<double> scratch;
   for (long i = prj.nrow() - 1; i >= 0; --i) {
+    if (interrupted()) {  // a part of the rows would pass for all of them
+      jrp.setrows(0);
+      tmp.setrows(0);
+      return 0;
+    }
     const double* y = prj.row(i);
     double* x = jrp.row(i);
     const bool finite = blend.sample(y, x, rows);

@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "base/interrupt.h"
 #include "base/random.h"
 #include "quant/epoch_memory.h"
 
@@ -67,7 +68,7 @@ void VeQuan::run_epochs(const char* text, long n, const EpochError& error, const
   for (long e = 0; e < n; ++e) {
     if (verbose) os.lp(0);  // one line per iteration, so that a log of the run shows them all
     if (verbose && error.measure && lkey("vgerrors")) os.ow(error.label).ow(error.measure(), 7, 4);
-    if (!epoch(e)) break;
+    if (!epoch(e) || interrupted()) break;
   }
   if (verbose) os.le().flush();
 }

@@ -262,9 +262,10 @@ class VeQuan : protected QuantizerState {
   void find_keys();
   /// Shuffles an order column: for i from the last to 0, exchange entries i and draw_index(n).
   static void shuffle(MatFullL& order);
-  /// Calls epoch(e) for e = 0 .. n - 1 until it returns 0. When verbose, prints prefix and text, then before
-  /// each epoch "loop e/n" on a line of its own and, when "vgerrors" is set, the error (width 7, precision 4;
-  /// none for {}). Without `error` the quantizers' own, `prot_err`.
+  /// Calls epoch(e) for e = 0 .. n - 1 until it returns 0 or a signal has come (base/interrupt.h). When
+  /// verbose, prints prefix and text, then before each epoch "loop e/n" on a line of its own and, when
+  /// "vgerrors" is set, the error (width 7, precision 4; none for {}). Without `error` the quantizers' own,
+  /// `prot_err`.
   void run_epochs(const char* text, long n, const EpochError& error, const Epoch& epoch);
   void run_epochs(const char* text, long n, const Epoch& epoch);
   /// The schedule of a method: from the file (when not null), else from the default file, else from the keys.

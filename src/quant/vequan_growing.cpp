@@ -2,6 +2,7 @@
 // a new one. EXIN makes a single pass in which each prototype is the running mean of its data (a sequential
 // K-means in the sense of MacQueen, 1967, with leaders); Neural Water makes epochs with a scheduled rate.
 
+#include "base/interrupt.h"
 #include "quant/vequan.h"
 #include "quant/winners.h"
 
@@ -21,7 +22,7 @@ long VeQuan::xn_itr(double r) {
   }
   if (integers["vgswap_d"]) shuffle(order);
   OnlineWinners winners(*this, dat, prot, {bmu, bmucnt, hits}, *workspace);
-  for (long i = dat.nrow() - 1; i >= 0; --i) {
+  for (long i = dat.nrow() - 1; i >= 0 && !interrupted(); --i) {
     const long d = order(i, 0);
     winners.capture(d, r);
     const long k = bmu(d, 0);

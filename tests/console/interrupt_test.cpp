@@ -1,0 +1,145 @@
+// Ways out: Ctrl-C, signals, input and output that end, and what is kept of the analysis.
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "console/terminal.h"
+
+namespace qvtx::console {
+namespace {
+
+Workplace with_iris() {
+  Workplace here;
+  here.bring("iris.dat");
+  return here;
+}
+
+/// Methods that would run for minutes.
+const std::vector<std::string> endless = {"--set", "vngepoq=1000000", "--set", "tcdepoq=1000000"};
+
+/// The snapshot that was recovered loads and holds this many prototypes.
+void expect_recovered(const Workplace& here, const std::string& name, const std::string& prototypes) {
+  here.write(name + ".dat", here.read("iris.dat"));
+  const Result r = here.run(words("la " + name + " dd xt y"), "--strict");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find(prototypes), std::string::npos) << r.out;
+}
+
+TEST(CtrlC, GivesTheCommandUpAtEveryPrompt) {
+  const Workplace here = with_iris();
+  Terminal t(here);
+  t.find(">> ");
+  t.type("\x03");
+  t.find("xt leaves");
+  const char* const dialogues[][2] = {{"ld\n", "extension? "},
+                                      {"ld\nnothing\n", "nothing.dat not found"},
+                                      {"ld\niris\nkm\n", "(integer) ? "},
+                                      {"dk\n", "[m|a] "},
+                                      {"dk\nm\n", "(numeric) ? "},
+                                      {"is\n", "[y|n] "},
+                                      {"ms\n", "pref # "},
+                                      {"ms\ns ", "pref # "},
+                                      {"mx\n", "exponent:"},
+                                      {"om\n9\n", "ratio "},
+                                      {"st\n", "exension? "},
+                                      {"sm\n", "extension? "},
+                                      {"fc\n9\n", "fast? [0|1] "},
+                                      {"xt\n", "[y|n] "}};
+  for (const auto& [typed, prompt] : dialogues) {
+    t.find(">> ");
+    t.type(typed);
+    t.find(prompt);
+    t.type("\x03");
+    t.find("given up");
+  }
+  t.find(">> ");
+  t.type("st\nt\nxt\ny\n");
+  EXPECT_EQ(t.end(), 0);
+  EXPECT_EQ(here.read("t.trc"), "ld\niris\nxt\ny\n");
+}
+
+TEST(CtrlC, EndsAMethodAfterTheEpochAtHandAndClosesIt) {
+  const Workplace here = with_iris();
+  Terminal t(here, endless);
+  for (const char* method : {"ld\niris\nng\n20\n", "cc\nmp\nm\n2\n"}) {
+    t.find(">> ");
+    t.type(method);
+    t.find(" 3/1000000 ");
+    t.type("\x03");
+    t.find("stopped by Ctrl-C");
+  }
+  t.find(">> ");
+  t.type("sm\na\nxt\ny\n");
+  EXPECT_EQ(t.end(), 0);
+  EXPECT_NE(t.screen().find("Mapping: Curvilinear Component Analysis, 2 dimensions"), std::string::npos);
+  EXPECT_TRUE(here.has("a.lnk"));
+  EXPECT_FALSE(here.has("recovered.mbf")) << "it was saved";
+}
+
+TEST(Signals, EndTheProgramAfterTheEpochAndKeepTheAnalysis) {
+  const Workplace here = with_iris();
+  here.write("recovered-2.mbf", "earlier");
+  const char* const names[] = {"recovered", "recovered-3", "recovered-4"};
+  const std::pair<int, bool> cases[] = {{SIGTERM, false}, {SIGHUP, false}, {SIGINT, true}};
+  for (std::size_t k = 0; k < 3; ++k) {
+    Terminal t(here, endless, cases[k].second);
+    t.type("ld\niris\nng\n20\nhh\nhh\n");
+    t.find(" 2/1000000 ");
+    t.send(cases[k].first);
+    EXPECT_EQ(t.end(), 128 + cases[k].first);
+    EXPECT_NE(t.screen().find("it is in " + std::string(names[k]) + ".mbf and "), std::string::npos)
+        << t.screen();
+    EXPECT_EQ(t.screen().find("AVAILABLE"), std::string::npos) << "no command after the signal";
+    expect_recovered(here, names[k], "20 prototypes");
+  }
+  EXPECT_EQ(here.read("recovered-2.mbf"), "earlier");
+}
+
+TEST(Signals, EndADialogueAtOnce) {
+  const Workplace here = with_iris();
+  Terminal t(here);
+  t.type("ld\niris\nkm\n7\nsm\n");
+  t.find("parameters:");
+  t.send(SIGTERM);
+  EXPECT_EQ(t.end(), 128 + SIGTERM);
+  expect_recovered(here, "recovered", "7 prototypes");
+}
+
+TEST(Recovery, WhatASessionLosesWithoutItsWill) {
+  const struct {
+    const char* session;
+    const char* arguments;
+    int status;
+    const char* recovered;  // prototypes, or null when there is nothing to recover
+  } cases[] = {
+      {"ld iris km 7 sm", "", 1, "7 prototypes"},
+      {"ld iris km 7 sm a ng", "", 1, nullptr},
+      {"ld iris km", "", 1, nullptr},
+      {"ld iris km 7", "", 0, nullptr},
+      {"ld iris km 7 xt y", "", 0, nullptr},
+      {"ld iris km 7 ng 5 xt y", "--set vngaini=0.1 --set vngafin=0.5", 0, "7 prototypes"},
+  };
+  for (const auto& c : cases) {
+    const Workplace here = with_iris();
+    const Result r = here.run(words(c.session), c.arguments);
+    EXPECT_EQ(r.status, c.status) << c.session << r.err;
+    EXPECT_EQ(here.has("recovered.mbf"), c.recovered != nullptr) << c.session;
+    if (!c.recovered) continue;
+    EXPECT_TRUE(r.err.ends_with("it is in recovered.mbf and recovered.trc\n")) << r.err;
+    EXPECT_EQ(here.read("recovered.trc").substr(0, 8),
+              std::string(c.arguments).empty() ? "ld\niris\n" : "#= set v");
+    expect_recovered(here, "recovered", c.recovered);
+  }
+}
+
+TEST(Output, AClosedOneEndsTheProgram) {
+  const Workplace here = with_iris();
+  const Result closed = here.run(words("xt y"), "", "f() { \"$@\" >&-; }; f");
+  EXPECT_EQ(closed.status, 1);
+  EXPECT_EQ(closed.err, "  standard output is closed\n");
+  EXPECT_EQ(here.run(words("ld iris km 7 dd hh"), "", "f() { \"$@\" >/dev/full; }; f").status, 1);
+}
+
+}  // namespace
+}  // namespace qvtx::console
