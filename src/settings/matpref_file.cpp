@@ -2,7 +2,9 @@
 
 #include <cctype>
 #include <fstream>
+#include <utility>
 
+#include "base/prompts.h"
 #include "settings/matpref.h"
 #include "settings/value_text.h"
 
@@ -16,6 +18,9 @@ constexpr std::size_t meaning_capacity = 14;
 constexpr std::size_t description_capacity = 94;
 constexpr std::size_t comment_capacity = 94;
 
+/// Marks the streams whose trouble has been told.
+const int told = std::ios_base::xalloc();
+
 /// Reads the commands of one block into a table. Every read checks the stream, so that a file that ends
 /// within a brace or a number ends the block.
 template <class T>
@@ -27,9 +32,10 @@ class BlockReader {
     char c;
     while (command(c)) {
       if (const int end = lower(c); end == 'b' || end == 'x' || end == 'q') return 1;
-      if (!execute(c)) return 0;
+      if (!execute(c)) return unread();
     }
-    return 0;
+    expected_ = "the end of a block (x)";
+    return unread();
   }
 
  private:
@@ -48,8 +54,38 @@ class BlockReader {
         return comment();
       default:
         os.ow("MatPrefT.read_asc: bad command: ").ow(c).nl();
+        expected_ = "a command (p, v, h, c or x)";
+        taken_ = 1;
         return false;
     }
+  }
+
+  /// The block cannot be read on. The first place of a file is told: the following blocks begin in the
+  /// middle.
+  int unread() {
+    if (std::exchange(in_.iword(told), 1L) == 0) tell_place();
+    return 0;
+  }
+
+  void tell_place() {
+    const std::ios_base::iostate state = in_.rdstate();
+    in_.clear();
+    const std::streampos place = in_.tellg();
+    in_.seekg(0);
+    long line = 1;
+    for (char c; in_.tellg() < place - taken_ && in_.get(c);) line += c == '\n' ? 1 : 0;
+    std::string word;
+    in_ >> word;
+    in_.clear();
+    in_.seekg(place);
+    in_.clear(state);
+    std::string text = "preference file, line " + std::to_string(line);
+    if (word.empty()) {
+      text += ": it ends where ";
+    } else {
+      text.append(": '").append(word, 0, description_capacity).append("' stands where ");
+    }
+    tell(text + expected_ + " was expected");
   }
 
   /// Next character that is not a blank, a tab or a line end.
@@ -62,6 +98,7 @@ class BlockReader {
   /// The text between the next pair of braces, its first `capacity` characters kept.
   bool braced(std::string& text, std::size_t capacity) {
     text.clear();
+    expected_ = "a text in braces";
     char c;
     do {
       if (!in_.get(c)) return false;
@@ -77,6 +114,7 @@ class BlockReader {
   /// value whichever program wrote its digits.
   bool number(double& x) {
     float single;
+    expected_ = "a number";
     if (!(in_ >> single)) return false;
     x = static_cast<double>(single);
     return true;
@@ -126,7 +164,9 @@ class BlockReader {
 
   MatPrefT<T>& table_;
   std::istream& in_;
-  long current_;  ///< entry that `v` and `h` refer to; ahead of the block's first entry, none
+  const char* expected_ = "";  ///< what the file lacks where reading it fails
+  std::streamoff taken_ = 0;   ///< characters of what stands there that have been read
+  long current_;               ///< entry that `v` and `h` refer to; ahead of the block's first entry, none
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "base/prompts.h"
+#include "base/trace.h"
 #include "settings/matpref.h"
 #include "settings/value_text.h"
 
@@ -110,7 +111,8 @@ class Menu {
     double x;
     const std::string word = next_word();
     if (!parse_double(word, x)) return not_a_number(word);
-    trace_ += std::to_string(x) + ' ';  // "%f "
+    trace_real(trace_, std::to_string(x), x);  // "%f "
+    trace_ += ' ';
     if (representable<T>(x)) {
       set(k, nearest_value<T>(x));
     } else {

@@ -46,8 +46,7 @@ TEST(StartUp, InitWritesAScratchOnce) {
   const std::string shipped = here.read("Qvtx.prf");
   std::filesystem::remove(here.path("Qvtx.prf"));
   EXPECT_EQ(here.feed("", "--init").status, 0);
-  EXPECT_EQ(here.files(),
-            (std::vector<std::string>{"Qvtx.prf", "default.rdp", "default.sam"}));
+  EXPECT_EQ(here.files(), (std::vector<std::string>{"Qvtx.prf", "default.rdp", "default.sam"}));
   EXPECT_EQ(here.read("Qvtx.prf"), shipped);
   std::filesystem::remove(here.path("default.sam"));
   EXPECT_EQ(here.feed("", "--init").status, 1);
