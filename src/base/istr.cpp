@@ -42,6 +42,7 @@ bool Istr::getword(std::string& word) {
   for (int next = stream->peek(); stream->good() && !is_gap(next); next = stream->peek()) {
     word.push_back(static_cast<char>(stream->get()));
   }
+  heed_interrupts(*stream);  // the word may be a part of what was typed
   return true;
 }
 
