@@ -50,8 +50,10 @@ class MatLinkD : public MatLinkT<double> {
   /// Opens long loops. Of every component a tree is kept, with value column 1 as length: tree 1 the minimum
   /// spanning tree, 2 the shortest paths from its root, which is node `root` or, in the other components, the
   /// node whose point is nearest to root's (ties: the lowest number). Among links of equal length the lower
-  /// number wins. The other links are taken out and come back when a path of at most cycle - 1 links joins
-  /// their ends, in passes until one brings none back. Components stay whole, though `connex` may number them
+  /// number wins. The other links are taken out and come back when a path of at most c - 1 links joins their
+  /// ends, in passes until one brings none back. c is `cycle` or two fifths of the component's length in
+  /// links, whichever is more: single holes of a fine mesh are longer than any fixed loop, and one of them
+  /// would keep a whole seam open. Components stay whole, though `connex` may number them
   /// in another order; links that stay keep their numbers and values. Returns the number of links cut; 0 for
   /// tree 0. Fatal (l 98): no value column 1 (1), root (3), another number of points than nodes (4).
   long tear(int tree, long cycle, long root, const MatFullD& points);
@@ -81,7 +83,7 @@ class MatLinkD : public MatLinkT<double> {
   void strengthen(long col, long i, long j);
   void check_rule(int code, long col, const MatFullD& points) const;
   /// Per link slot: whether the link belongs to the tree of its component.
-  std::vector<char> tree_links(bool paths, long root, const MatFullD& points) const;
+  std::vector<char> tree_links(bool paths, const std::vector<long>& roots) const;
 };
 
 }  // namespace qvtx

@@ -1,5 +1,6 @@
 // Short cycles, and the tearing of long ones.
 
+#include <algorithm>
 #include <vector>
 
 #include "graph/matlinkd.h"
@@ -78,6 +79,63 @@ std::vector<long> tree_roots(const MatLinkD& links, long root, const MatFullD& p
   return roots;
 }
 
+/// Lengths of components in links, by breadth-first sweeps.
+class Sweeps {
+ public:
+  explicit Sweeps(const MatLinkD& links)
+      : links_(links), depth_(static_cast<std::size_t>(links.nnode()), -1) {}
+
+  /// The depth of the third of three sweeps, each from the deepest node of the one before (ties: the lowest
+  /// number), the first from `start`: a lower bound of the longest shortest path, which it seldom misses.
+  long length(long start) {
+    long far = start;
+    for (int sweep = 0; sweep < 3; ++sweep) far = deepest(far);
+    return depth(far);
+  }
+
+  /// The component of the node that the last length was asked for, each of its nodes once.
+  const std::vector<long>& component() const { return reached_; }
+
+ private:
+  long& depth(long i) { return depth_[static_cast<std::size_t>(i)]; }
+
+  long deepest(long start) {
+    for (const long i : reached_) depth(i) = -1;
+    reached_.assign(1, start);
+    depth(start) = 0;
+    for (std::size_t next = 0; next < reached_.size(); ++next) {
+      const long u = reached_[next];
+      for (long k = links_.head(u); k >= 0; k = links_.next(k, u)) {
+        const long v = links_.other(k, u);
+        if (depth(v) >= 0) continue;
+        depth(v) = depth(u) + 1;
+        reached_.push_back(v);
+      }
+    }
+    // The nodes stand in levels, so that the last one is of the deepest level.
+    long far = reached_.back();
+    for (const long i : reached_) {
+      if (depth(i) == depth(reached_.back())) far = std::min(far, i);
+    }
+    return far;
+  }
+
+  const MatLinkD& links_;
+  std::vector<long> depth_;    ///< links from the start of the last sweep, -1 where it did not come
+  std::vector<long> reached_;  ///< nodes of the last sweep in the order of discovery
+};
+
+/// Per node, the longest loop (in links) that tearing leaves in its component.
+std::vector<long> longest_loops(const MatLinkD& links, long cycle, const std::vector<long>& roots) {
+  std::vector<long> longest(static_cast<std::size_t>(links.nnode()), cycle);
+  Sweeps sweeps(links);
+  for (const long root : roots) {
+    const long loop = std::max(cycle, 2 * sweeps.length(root) / 5);
+    for (const long i : sweeps.component()) longest[static_cast<std::size_t>(i)] = loop;
+  }
+  return longest;
+}
+
 }  // namespace
 
 long MatLinkD::cycles(long k, long max) const {
@@ -87,10 +145,10 @@ long MatLinkD::cycles(long k, long max) const {
   return ShortPaths(*this, present).find(end_a(k), end_b(k), max - 1) + 1;
 }
 
-std::vector<char> MatLinkD::tree_links(bool paths, long root, const MatFullD& points) const {
+std::vector<char> MatLinkD::tree_links(bool paths, const std::vector<long>& roots) const {
   std::vector<TreeNode> nodes(static_cast<std::size_t>(nnode()));
   for (long i = 0; i < nnode(); ++i) nodes[static_cast<std::size_t>(i)].index = i;
-  for (const long start : tree_roots(*this, root, points)) grow_tree(start, 1, paths, nodes);
+  for (const long start : roots) grow_tree(start, 1, paths, nodes);
   std::vector<char> chosen(static_cast<std::size_t>(nslot()), 0);
   for (const TreeNode& i : nodes) {
     if (i.link >= 0) chosen[static_cast<std::size_t>(i.link)] = 1;
@@ -104,7 +162,9 @@ long MatLinkD::tear(int tree, long cycle, long root, const MatFullD& points) {
   checknode(root, 'l', 98, 3);
   if (points.nrow() != nnode()) ermessage('l', 98, 4, points.nrow());
 
-  std::vector<char> present = tree_links(tree > 1, root, points);
+  const std::vector<long> roots = tree_roots(*this, root, points);
+  const std::vector<long> longest = longest_loops(*this, cycle, roots);
+  std::vector<char> present = tree_links(tree > 1, roots);
   std::vector<long> absent;
   for (long k = 0; k < nslot(); ++k) {
     if (live(k) && present[static_cast<std::size_t>(k)] == 0) absent.push_back(k);
@@ -118,7 +178,8 @@ long MatLinkD::tear(int tree, long cycle, long root, const MatFullD& points) {
     before = absent.size();
     std::size_t left = 0;
     for (const long k : absent) {
-      if (paths.find(end_a(k), end_b(k), cycle - 1) >= 0) {
+      const long limit = longest[static_cast<std::size_t>(end_a(k))] - 1;
+      if (paths.find(end_a(k), end_b(k), limit) >= 0) {
         present[static_cast<std::size_t>(k)] = 1;
       } else {
         absent[left++] = k;

@@ -66,6 +66,18 @@ void add_tree(Pairs& chosen, int tree, const MatLinkD& links, long root) {
   }
 }
 
+/// The longest loop, in links, that tearing leaves in the component of node `far`.
+long plain_longest(const MatLinkD& links, long far, long cycle) {
+  MatFullL order, hops;
+  for (int sweep = 0; sweep < 3; ++sweep) {
+    links.nrav(far, order, hops, links.nnode());
+    for (long i = links.nnode() - 1; i >= 0; --i) {
+      if (hops(i, 0) > hops(far, 0) || (hops(i, 0) == hops(far, 0) && i < far)) far = i;
+    }
+  }
+  return std::max(cycle, static_cast<long>(std::floor(0.4 * static_cast<double>(hops(far, 0)))));
+}
+
 /// Ends of the links that tearing should leave.
 Pairs plain_tear(int tree, long cycle, long root, const MatFullD& points, const MatLinkD& links) {
   const std::vector<long> comp = components(links);
@@ -75,7 +87,11 @@ Pairs plain_tear(int tree, long cycle, long root, const MatFullD& points, const 
     if (points.sdas(root, i, no_bound) < points.sdas(root, best, no_bound)) best = i;
   }
   Pairs chosen;
-  for (const auto& [component, node] : nearest) add_tree(chosen, tree, links, node);
+  std::map<long, long> longest;
+  for (const auto& [component, node] : nearest) {
+    add_tree(chosen, tree, links, node);
+    longest[component] = plain_longest(links, node, cycle);
+  }
   std::vector<Edge> present, absent;
   for (const Edge& e : edges_of(links)) (chosen.count({e.a, e.b}) > 0 ? present : absent).push_back(e);
   for (std::size_t before = absent.size() + 1; absent.size() < before;) {
@@ -83,7 +99,7 @@ Pairs plain_tear(int tree, long cycle, long root, const MatFullD& points, const 
     std::vector<Edge> left;
     for (const Edge& e : absent) {
       const long hops = plain_hops(present, points.nrow(), e.a, e.b);
-      (hops >= 0 && hops < cycle ? present : left).push_back(e);
+      (hops >= 0 && hops < longest[comp[at(e.a)]] ? present : left).push_back(e);
     }
     absent.swap(left);
   }
