@@ -69,7 +69,8 @@ class VeQuan : protected QuantizerState {
   int protsave(const char* file, int binary) const;
   int protsave(MatFullD& m) const;
   /// Makes n prototypes and resets all bookkeeping. how: 1 uniform in the unit cube, 2 all at the data's
-  /// mean, 3 zero, 4 a copy of the data (n is ignored), anything else data drawn at random. The present
+  /// mean, 3 zero, 4 a copy of the data (n is ignored), 5 data that spread (`spread_start`), anything else
+  /// data drawn at random. The present
   /// prototypes are kept instead when there are some and "vgkeep_p" is set or n is negative; 0 when their
   /// column count is not the data's.
   int prot_ini(long n, int how);

@@ -36,11 +36,18 @@ void centre(const MatFullD& dat, const MatFullL& bmu, const MatFullL& hits, MatF
   }
 }
 
-/// The rule that stands for the one asked for. Rules that count data find next to nothing when the prototypes
-/// are the data themselves or nearly so.
+/// The rule that stands for the one asked for. Rules that count data leave the prototypes in pieces when these
+/// are the data themselves or nearly so, and holes between them while there are few data for each.
 LinkRule usable_rule(LinkRule rule, long ndata, long nprot) {
   const bool counts_data = rule == LinkRule::d_link || rule == LinkRule::h_link;
-  return counts_data && ndata < 2 * nprot ? LinkRule::n_link : rule;
+  return counts_data && ndata < 4 * nprot ? LinkRule::n_link : rule;
+}
+
+/// Neighbours that "n_link" links. Where it stands in for another rule, raw data get as many as asked for, and
+/// prototypes, which quantization has spread evenly, want fewer.
+long neighbours_linked(long asked, bool stands_in, long ndata, long nprot) {
+  const bool spread = stands_in && ndata >= 2 * nprot;
+  return spread ? std::max(1L, (4 * asked + 3) / 6) : asked;  // two thirds, rounded
 }
 
 /// Neighbours on the grid are at distance 1, whatever the distance class of the data.
@@ -136,7 +143,7 @@ void VeQuan::apply_rule(LinkRule rule) {
       link.e_link(0, prot, dkey("vleeps"));
       break;
     case LinkRule::n_link:
-      link.n_link(0, prot, lkey("vlnnbr"));
+      link.n_link(0, prot, neighbours_linked(lkey("vlnnbr"), usable != rule, dat.nrow(), prot.nrow()));
       break;
     case LinkRule::r_link:
       link.r_link(0, prot, dkey("vlrtol"));
