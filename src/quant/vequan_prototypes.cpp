@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "quant/spread_start.h"
 #include "quant/vequan.h"
 #include "quant/winners.h"
 
@@ -50,6 +51,8 @@ bool first_prototypes(const MatFullD& dat, long n, int how, long grow, MatFullD&
     MatFullD mean;
     dat.avg(mean);
     for (long i = rows - 1; i >= 0; --i) prot.copy(i, mean, 0);
+  } else if (how == 5 && dat.nrow() > 0) {
+    return spread_start(prot, dat);
   } else {
     prot.raseli(dat, 0, rows);
   }
