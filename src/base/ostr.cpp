@@ -27,6 +27,12 @@ void put_right(std::ostream& out, std::string_view text, int width) {
   put(out, text);
 }
 
+/// The digits of a number without the sign of "-0.00".
+std::string_view unsigned_zero(std::string_view text) {
+  const bool zero = text.front() == '-' && text.find_first_not_of("0.", 1) == std::string_view::npos;
+  return zero ? text.substr(1) : text;
+}
+
 long digits(long n) { return n < 10 ? 1 : 1 + digits(n / 10); }
 
 }  // namespace
@@ -104,14 +110,14 @@ Ostr& Ostr::ow(double x, int w, int p) {
   char buffer[512];
   const auto result = std::to_chars(buffer, buffer + sizeof buffer, x, std::chars_format::fixed, decimals);
   if (result.ec == std::errc()) {
-    put_right(*stream, std::string_view(buffer, static_cast<std::size_t>(result.ptr - buffer)), field);
+    put_right(*stream, unsigned_zero({buffer, static_cast<std::size_t>(result.ptr - buffer)}), field);
     return *this;
   }
   std::string big(static_cast<std::size_t>(decimals) + 320, '\0');
   const auto end =
       std::to_chars(big.data(), big.data() + big.size(), x, std::chars_format::fixed, decimals).ptr;
   big.resize(static_cast<std::size_t>(end - big.data()));
-  put_right(*stream, big, field);
+  put_right(*stream, unsigned_zero(big), field);
   return *this;
 }
 

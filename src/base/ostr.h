@@ -28,7 +28,8 @@ class Ostr {
   Ostr& ow(const char* s, int w = 0);
   Ostr& ow(const std::string& s, int w = 0);
   /// Writes x with field width w and p decimals; w < 1 takes the default width, p < 1 the default precision.
-  /// A value wider than its field is written whole. "inf", "-inf", and "nan" without a sign.
+  /// A value wider than its field is written whole. "inf", "-inf"; "nan" and what rounds to 0 without
+  /// a sign.
   Ostr& ow(double x, int w = 0, int p = 0);
   /// Writes an integer right-justified in w characters, or bare (w < 1).
   Ostr& ow(long x, int w = 0);

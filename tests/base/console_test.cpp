@@ -18,6 +18,7 @@ TEST(Ostr, WritesFieldsLinesTablesAndCounters) {
       {"x   x", [](Ostr& o) { o.ow('x', -3).ow('x', 4); }},
       {"abc  abcabc", [](Ostr& o) { o.ow("abc", 5).ow("abcdef", 3).ow("abc", 0); }},
       {"  1.50 -0.1251.5", [](Ostr& o) { o.ow(1.5).ow(-0.125, 7, 3).ow(1.5, 2, 1); }},
+      {"  0.00 -0.01 0.000", [](Ostr& o) { o.ow(-0.004).ow(-0.006).ow(-0.0, 6, 3); }},
       {"   inf  -inf   nan", [](Ostr& o) { o.ow(infinite).ow(-infinite).ow(-(infinite - infinite)); }},
       {"  7-12345", [](Ostr& o) { o.ow(7, 3).ow(-12345L, 2); }},
       {"    ab\nc\n....d\n......",
