@@ -29,7 +29,8 @@ using AllocationTest = MappingTest;
 
 TEST_F(AllocationTest, NoneInAnEpochAfterTheFirst) {
   if (!QVTX_OWN_MALLOC) GTEST_SKIP() << "malloc cannot be counted here";
-  // Stored distances, of each kind; one component and two.
+  // Stored distances and paths, of each kind; one component and two.
+  tm.setkey("vgmemory", 2);
   for (const double w : {0.0, 0.5, 1.0}) {
     for (const long clusters : {1L, 2L}) {
       for (const Method& method : methods) {

@@ -102,6 +102,7 @@ TEST_F(EpochTest, HugeAndUndefinedNumbersTakeThePlainWay) {
 
 TEST_F(EpochTest, KMeansStopsAtItsLimits) {
   vq.setkey("vgcent_p", 0);
+  vq.setkey("vlbginp", 0);
   for (const long most : {1L, 2L, 3L, 4L, 5L, 6L, 7L, 8L}) {
     start({.name = "", .ndata = 60, .dim = 2, .n = 5});
     vq.setkey("vlbgitr", 50);

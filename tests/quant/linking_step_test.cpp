@@ -52,8 +52,9 @@ TEST_F(LinkingStep, DataKeepTheirPrototypeOrGetTheNearestAndHitsAreCounted) {
 
 TEST_F(LinkingStep, EveryRuleLinksWithItsOwnParameters) {
   load_uniform(400, 2);
+  vq.setkey("vgcent_p", 0);
   vq.setkey("vleeps", 0.2);
-  vq.setkey("vlnnbr", 3);
+  vq.setkey("vlnnbr", 5);
   vq.setkey("vlrtol", 0.4);
   vq.setkey("vldnbr", 1);
   vq.setkey("vldtol", 0.7);
@@ -61,19 +62,23 @@ TEST_F(LinkingStep, EveryRuleLinksWithItsOwnParameters) {
   const std::vector<std::function<void(MatLinkD&)>> rules = {
       [](MatLinkD&) {},
       [this](MatLinkD& s) { s.e_link(0, vq.prot, 0.2); },
-      [this](MatLinkD& s) { s.n_link(0, vq.prot, 3); },
+      [this](MatLinkD& s) { s.n_link(0, vq.prot, 5); },
       [this](MatLinkD& s) { s.r_link(0, vq.prot, 0.4); },
       [this](MatLinkD& s) { s.d_link(0, vq.prot, vq.dat, 1, 0.7); },
       [this](MatLinkD& s) { s.h_link(0, vq.prot, vq.dat, 0.3); },
   };
-  for (const long n : {50L, 200L, 201L}) {  // rules that count data need twice as many of them
+  for (const long n : {50L, 100L, 101L, 200L, 201L}) {
     ASSERT_EQ(1, vq.prot_ini(n, 0));
     for (std::size_t rule = 0; rule < rules.size(); ++rule) {
       vq.setkey("vglink_p", static_cast<double>(rule));
       ASSERT_EQ(1, vq.prot_fin("LBG", 1));
       MatLinkD expected(n, 3);
       expected.addrow(n);
-      rules[rule >= 4 && n > 200 ? 2 : rule](expected);
+      if (rule < 4 || n <= 100) {
+        rules[rule](expected);
+      } else {  // rules that count data want four for each prototype; nearly raw ones want more neighbours
+        expected.n_link(0, vq.prot, n <= 200 ? 3 : 5);
+      }
       expected.setpos(vq.prot, 1);
       EXPECT_EQ(links_of(expected), links_of(vq.link)) << "rule " << rule << ", " << n;
     }

@@ -76,6 +76,7 @@ TEST_F(Model, ErrorIsHalfTheMeanSquaredDistance) {
 TEST_F(Model, LostPrototypesAreDeletedAndTheDataRenumbered) {
   load({{0.0}, {0.1}, {5.0}, {9.0}, {9.1}});
   vq.setkey("vglink_p", 2);
+  vq.setkey("vgcent_p", 0);
   ASSERT_EQ(1, vq.prot_ini(5, 3));
   fill(vq.prot, {{100.0}, {5.0}, {200.0}, {9.0}, {0.0}});
   ASSERT_EQ(1, vq.prot_fin("Neural Gas", 1));
@@ -102,6 +103,7 @@ TEST_F(Model, LoadedPrototypesSurviveOnlyWhenKept) {
   EXPECT_EQ(0, vq.protload(m, 1));
   EXPECT_EQ(0, vq.prot.nrow());
   vq.setkey("vgkeep_p", 1);
+  vq.setkey("vgcent_p", 0);
   EXPECT_EQ(1, vq.protload(m, 1));
   EXPECT_EQ(rows_of(m), rows_of(vq.prot));
   EXPECT_STREQ("Loaded prototypes", vq.getmethod());
@@ -113,6 +115,7 @@ TEST_F(Model, LoadedPrototypesSurviveOnlyWhenKept) {
 }
 
 TEST_F(Model, CodesAreNearestPrototypesAndDecodeToThem) {
+  vq.setkey("vgcent_p", 0);
   load({{0.0, 0.0}, {1.0, 0.0}, {6.0, 0.0}, {9.0, 0.0}});
   ASSERT_EQ(1, vq.prot_ini(2, 3));
   fill(vq.prot, {{8.0, 0.0}, {1.0, 0.0}});
