@@ -10,9 +10,9 @@
 #include <type_traits>
 
 #include "base/files.h"
+#include "matrix/binary_inspection.h"
 #include "matrix/file_report.h"
 #include "matrix/matfull.h"
-#include "matrix/text/text_inspection.h"
 
 namespace qvtx {
 namespace {

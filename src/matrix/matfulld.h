@@ -182,7 +182,7 @@ class MatFullD : public MatFullT<double> {
   /// For every row of b its nearest row of this matrix (idx: b.nrow x 1), each as `nearest(b, i, no_bound)`
   /// tells. Much faster than one search after the other under the Euclidean distance.
   void nearest_all(const MatFullD& b, MatFullL& idx) const;
-  /// The same in a storage that the caller lends (matrix/nearest_memory.h).
+  /// The same in a storage that the caller lends (matrix/distance/nearest_memory.h).
   void nearest_all(const MatFullD& b, MatFullL& idx, NearestMemory& memory) const;
 
   // ---- Linear algebra (matfulld_{svd,inverse,solve,diago,rotation,pca}.cpp) ----

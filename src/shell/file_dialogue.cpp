@@ -9,7 +9,6 @@
 #include "base/files.h"
 #include "base/interrupt.h"
 #include "base/prompts.h"
-#include "matrix/text/text_inspection.h"
 #include "shell/session.h"
 
 namespace qvtx {

@@ -3,7 +3,7 @@
 #include <iostream>
 
 #include "base/prompts.h"
-#include "matrix/text/text_inspection.h"
+#include "matrix/binary_inspection.h"
 #include "settings/value_text.h"
 #include "shell/session.h"
 

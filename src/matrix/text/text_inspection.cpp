@@ -7,20 +7,15 @@
 #include <string_view>
 
 #include "base/files.h"
+#include "matrix/binary_inspection.h"
 #include "matrix/text/number_scanner.h"
 
 namespace qvtx {
 namespace {
 
 constexpr std::size_t longest_quote = 30;  ///< characters of a word that a remark repeats
-constexpr std::streamsize sample_bytes = 512;
 
 bool is_blank(int c) { return c == ' ' || c == '\t' || c == '\v' || c == '\f'; }
-
-bool is_control(char c) {
-  const auto code = static_cast<unsigned char>(c);
-  return code < ' ' && !(code >= '\t' && code <= '\r');
-}
 
 std::string quoted(const std::string& word) {
   std::string shown;
@@ -29,8 +24,6 @@ std::string quoted(const std::string& word) {
 }
 
 std::string numbers(long n) { return std::to_string(n) + (n == 1 ? " number" : " numbers"); }
-
-std::string shape(long rows, long columns) { return std::to_string(rows) + " x " + std::to_string(columns); }
 
 /// How many numbers a word holds ("1-2" are two, as for the reader); -1 when it is no number, or not only.
 long count_numbers(const std::string& word) {
@@ -195,43 +188,12 @@ class Inspection {
 
 }  // namespace
 
-bool looks_like_text(const char* name) {
-  std::ifstream in(name, std::ios::binary);
-  std::string sample(static_cast<std::size_t>(sample_bytes), ' ');
-  in.read(sample.data(), sample_bytes);
-  sample.resize(static_cast<std::size_t>(in.gcount()));
-  return std::none_of(sample.begin(), sample.end(), is_control);
-}
-
 void inspect_text(ReadReport& report) {
   report.text = looks_like_text(report.file.c_str());
   if (report.text) {
     Inspection(report).run();
   } else if (!report.loaded) {
     report.remark = "binary data where text is needed";
-  }
-}
-
-void inspect_binary(ReadReport& report, long width) {
-  report.text = looks_like_text(report.file.c_str());
-  std::FILE* const file = std::fopen(report.file.c_str(), "rb");
-  if (file == nullptr) return;
-  const long size = bytes_left(file);
-  long nall = 0, ncol = 0, nrow = 0, ninc = 0, bytes = 0;
-  const bool whole = read_int32(file, nall) && read_int32(file, ncol) && read_int32(file, nrow) &&
-                     read_int32(file, ninc) && read_int32(file, bytes);
-  std::fclose(file);
-  if (report.text) {
-    report.remark = size == 0 ? "an empty file" : "text where a binary matrix is needed";
-  } else if (!whole) {
-    report.remark = "it ends within the 20 bytes of the header of a binary matrix";
-  } else if (bytes != width) {
-    report.remark = "no binary matrix of elements of " + std::to_string(width) + " bytes";
-  } else if (nrow == 0) {
-    report.remark = "no row in it";
-  } else {
-    report.remark = "the header declares " + shape(nrow, ncol) + ", which the " + std::to_string(size) +
-                    " bytes of the file do not hold";
   }
 }
 

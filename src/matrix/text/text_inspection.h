@@ -5,17 +5,10 @@
 
 namespace qvtx {
 
-/// True when the file begins like text: no control characters but white space among its first bytes. Also for
-/// an empty file and one that does not open.
-bool looks_like_text(const char* name);
-
 /// Completes the report of a text matrix that was refused or that does not hold its file line by line: `line`
 /// and `remark` name the first word that is no number, the first line with another count of numbers than a
 /// row, or what does not fit the header. Nothing is written when none of these is found.
 /// REQUIRES: the other fields are those of the load.
 void inspect_text(ReadReport& report);
-
-/// Completes the report of a binary matrix that was refused. width: bytes per element that were expected.
-void inspect_binary(ReadReport& report, long width);
 
 }  // namespace qvtx
