@@ -280,7 +280,7 @@ double AffineBlend::reconstruction_error(const double* x, const BlendRows& near)
 
 void AffineBlend::shrink() {
   constexpr double shares[] = {1, 0.7, 0.4, 0.2, 0};  // decreasing, so that a tie keeps the larger one
-  const MatFullD& data = quantizer_.getdat();
+  const MatFullD& data = quantizer_.getused();
   // What a datum mixes does not depend on the shares.
   std::vector<BlendRows> near(static_cast<std::size_t>(data.nrow()));
   for (long i = 0; i < data.nrow(); ++i) {

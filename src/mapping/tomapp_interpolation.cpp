@@ -69,7 +69,7 @@ long ToMapp::cda_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp) {
 }
 
 double ToMapp::ir_err(const MatFullD& data, const MatFullD& rec) const {
-  const double error = data.mqe(rec);
+  const double error = mqe_in_use(data, rec);
   if (!verbose) return error;
   const double quantization = cd_err(data);
   const double gain = quantization == 0 ? 0 : (quantization - error) * 100 / quantization;

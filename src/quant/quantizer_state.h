@@ -9,15 +9,19 @@
 
 namespace qvtx {
 
+/// What is booked for each of the ndata data in use; a snapshot holds a row for each of those loaded.
+struct DatumColumns {
+  MatFullD ddis;    ///< ndata x 1: work column
+  MatFullL bmu;     ///< ndata x 1: best-matching prototype, -1 = none yet
+  MatFullL bmucnt;  ///< ndata x 2: changes of it; presentations since the last one
+};
+
 /// The part of a quantizer that its snapshots save: everything but the data (ndata x dim), what can be
 /// computed again from the rest, and the local PCA.
-struct QuantizerState {
+struct QuantizerState : DatumColumns {
   Gauge state{8};              ///< steps, of which the first 4 are the quantizer's
   MatPrefT<long> lpref{64};    ///< integer settings
   MatPrefT<double> dpref{64};  ///< real settings
-  MatFullD ddis;               ///< ndata x 1: work column
-  MatFullL bmu;                ///< ndata x 1: best-matching prototype, -1 = none yet
-  MatFullL bmucnt;             ///< ndata x 2: changes of it; presentations since the last one
   MatFullD prot;               ///< nprot x dim
   MatFullD pval;               ///< nprot x 1: work column
   MatFullL hits;               ///< nprot x 1: data captured since the last reset
@@ -28,11 +32,16 @@ struct QuantizerState {
   MatFullD lwork{0, 2};   ///< nprot x 2: grid coordinates of a self-organizing map, else 0 x 2
   MatFullL lwork2{0, 3};  ///< 1 x 3: width, length, hexagonal of that grid, else 0 x 3
 
-  /// References to the fields of s, a QuantizerState, const or not, in the order of the file.
+  /// References to the fields of s, a QuantizerState, const or not, in the order of the file; those of the
+  /// data may be taken from other columns.
+  template <class State, class Columns>
+  static auto fields(State& s, Columns& data) {
+    return std::tie(s.state, s.lpref, s.dpref, data.ddis, data.bmu, data.bmucnt, s.prot, s.pval, s.hits,
+                    s.pidx, s.link, s.lwork, s.lwork2);
+  }
   template <class State>
   static auto fields(State& s) {
-    return std::tie(s.state, s.lpref, s.dpref, s.ddis, s.bmu, s.bmucnt, s.prot, s.pval, s.hits, s.pidx,
-                    s.link, s.lwork, s.lwork2);
+    return fields(s, s);
   }
 };
 

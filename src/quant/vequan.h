@@ -12,6 +12,7 @@
 #include "quant/origin.h"
 #include "quant/pair_distances.h"
 #include "quant/quantizer_state.h"
+#include "quant/rows_in_use.h"
 #include "settings/matpara.h"
 #include "settings/settings.h"
 
@@ -30,6 +31,11 @@ struct EpochMemory;
 /// one is not done) and completes it at its end. Unless said otherwise an operation returns 1, or 0 when it
 /// was refused because a step is missing or an argument does not fit; counting and error operations return -1
 /// then.
+///
+/// Data that hold a NaN or an infinity are left out: no mean and no search sees them, their code is -1 and
+/// their image NaN. Whatever speaks of data to the outside (`getdat`, `cod`, `ind`, files) counts all of them,
+/// in the order of the file; i below is the number of a datum in use, which is the same where none is left
+/// out.
 ///
 /// Messages go to the console `os`, after `prefix`, and only when `verbose` is set; refused parameters are
 /// always reported. Settings are committed (future value to value in use) just before they are read.
@@ -50,7 +56,7 @@ class VeQuan : protected QuantizerState {
   // ---- Data (vequan_data.cpp) ----
   /// Reads the data from a text or (binary != 0, load_dbf) binary matrix file. A file that cannot be read, or
   /// a null name, leaves "dataload" cleared; the former leaves 0 x 1 data. Or the data become a copy of m, or
-  /// (copy == 0) are exchanged with m.
+  /// (copy == 0) are exchanged with m. When verbose, data that are left out are counted on a line.
   int dataload(const char* file, int binary);
   int dataload(MatFullD& m, int copy);
   int load_dbf(const char* file);
@@ -72,7 +78,10 @@ class VeQuan : protected QuantizerState {
   /// mean, 3 zero, 4 a copy of the data (n is ignored), 5 data that spread (`spread_start`), anything else
   /// data drawn at random. The present
   /// prototypes are kept instead when there are some and "vgkeep_p" is set or n is negative; 0 when their
-  /// column count is not the data's.
+  /// column count is not the data's. Also 0 (reported) when all data are left out, and when a value is so
+  /// large that N d (2 |x|)^q overflows, N the number of data or variables (the larger), d that of variables:
+  /// distances and errors are sums of such powers. q: 4 in the cosine class, else the exponent of the
+  /// distances where it lies between 2 and 8, else 2.
   int prot_ini(long n, int how);
   /// Finds the best-matching prototype of datum i within radius r and counts a hit for it; a datum beyond r
   /// of all prototypes becomes a new one. 1 when the prototype of datum i changed, else 0.
@@ -93,17 +102,17 @@ class VeQuan : protected QuantizerState {
   long protnbr(long h) const;
 
   // ---- Coding (vequan_coding.cpp) ----
-  /// idx: x.nrow x 1, the nearest datum of each row of x. 0 when x has another column count than the data.
+  /// idx: x.nrow x 1, the nearest datum of each row of x, -1 for rows that are not finite. 0 when x has another column count than the data.
   int ind(const MatFullD& x, MatFullL& idx) const;
   /// code: x.nrow x 1, the nearest prototype of each row of x; for the data themselves (the same object)
-  /// their `bmu`; after Jarvis-Patrick clustering the cluster of the nearest datum. 0 for other column
-  /// counts.
+  /// their `bmu`; after Jarvis-Patrick clustering the cluster of the nearest datum. -1 for rows that are not
+  /// finite. 0 for other column counts.
   int cod(const MatFullD& x, MatFullL& code) const;
   /// y: code.nrow x dim, the prototypes with the numbers in code. 0 unless code has one column. Fatal: a
   /// number that is no prototype's.
   int dec(const MatFullL& code, MatFullD& y) const;
   /// Mean over the rows of x of the squared Euclidean distance, whatever the class in force, to the decoded
-  /// row; 0 before "prot_fin", without rows or when x does not fit.
+  /// row; rows that are not finite do not count. 0 before "prot_fin", without rows or when x does not fit.
   double cd_err(const MatFullD& x) const;
 
   // ---- Driver and trivial methods (vequan.cpp) ----
@@ -228,7 +237,9 @@ class VeQuan : protected QuantizerState {
   // ---- Read access; the shapes stand at the members ----
   /// Flag of a step, by name. Fatal: a name not found exactly once.
   int done(const char* name) const;
-  const MatFullD& getdat() const { return dat; }
+  /// All data, those left out included; the data in use.
+  const MatFullD& getdat() const { return in_use.all() ? dat : whole; }
+  const MatFullD& getused() const { return dat; }
   const MatFullD& getprot() const { return prot; }
   const MatLinkD& getlink() const { return link; }
   const MatFullL& getcomp() const { return pidx; }
@@ -283,7 +294,7 @@ class VeQuan : protected QuantizerState {
   Origin origin = Origin::other;   ///< as that label tells it
   Settings<long> integers{lpref};  ///< the settings by their keys
   Settings<double> reals{dpref};
-  MatFullD dat;       ///< ndata x dim
+  MatFullD dat;       ///< ndata x dim: the data in use, all finite
   MatFullL order;     ///< ndata x 1: presentation order
   MatFullL compsize;  ///< ncomp x 1: prototypes per component
   LPCA lpca;
@@ -298,6 +309,8 @@ class VeQuan : protected QuantizerState {
  private:
   // Data and prototypes.
   int read_data(const char* text, const char* file, int binary);
+  void choose_rows();        ///< splits what `dat` holds after a load
+  bool data_usable() const;  ///< false when refused
   int write_data(const char* text, const char* file, int binary) const;
   int take_prototypes();
   void reset_bookkeeping(long grow);
@@ -320,6 +333,9 @@ class VeQuan : protected QuantizerState {
   int refuse_distances(const char* text);  ///< gives the distances up, says why and returns 0
   bool laplacian_rows();                   ///< false when refused
   bool measure_distances();                ///< likewise
+
+  RowsInUse in_use;
+  MatFullD whole;  ///< all data where some are left out, else empty
 
   /// Working storage of the epochs; it means nothing between them.
   const std::unique_ptr<EpochMemory> workspace;

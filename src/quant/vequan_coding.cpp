@@ -5,9 +5,29 @@
 
 namespace qvtx {
 
+namespace {
+
+/// The nearest of `rows` for each row of x (out: x.nrow x 1), -1 for rows that are not finite.
+void nearest_to_finite(const MatFullD& rows, const MatFullD& x, MatFullL& out) {
+  const RowsInUse finite(x);
+  if (finite.all()) {
+    nearest_rows(rows, x, out);
+    return;
+  }
+  MatFullD searched;
+  MatFullL found;
+  finite.pick(x, searched);
+  nearest_rows(rows, searched, found);
+  finite.spread(found, -1L, out);
+}
+
+}  // namespace
+
 int VeQuan::ind(const MatFullD& x, MatFullL& idx) const {
   if (!done(pinidone) || x.ncol() != dat.ncol()) return 0;
-  nearest_rows(dat, x, idx);
+  nearest_to_finite(dat, x, idx);
+  if (in_use.all()) return 1;
+  for (long i = 0; i < idx.nrow(); ++i) idx(i, 0) = in_use.number(idx(i, 0));
   return 1;
 }
 
@@ -17,15 +37,21 @@ int VeQuan::cod(const MatFullD& x, MatFullL& code) const {
     code.copy(bmu);
     return 1;
   }
+  if (&x == &whole) {
+    in_use.spread(bmu, -1L, code);
+    return 1;
+  }
   if (x.ncol() != dat.ncol() || prot.nrow() == 0) return 0;
   if (origin != Origin::clusters) {
-    nearest_rows(prot, x, code);
+    nearest_to_finite(prot, x, code);
     return 1;
   }
   // A cluster may have any shape, so its mean says nothing about who belongs to it: the nearest datum
   // decides.
-  nearest_rows(dat, x, code);
-  for (long i = 0; i < code.nrow(); ++i) code(i, 0) = bmu(code(i, 0), 0);
+  nearest_to_finite(dat, x, code);
+  for (long i = 0; i < code.nrow(); ++i) {
+    if (code(i, 0) >= 0) code(i, 0) = bmu(code(i, 0), 0);
+  }
   return 1;
 }
 
@@ -39,8 +65,14 @@ double VeQuan::cd_err(const MatFullD& x) const {
   if (!done(pfindone)) return 0.0;
   MatFullL code;
   MatFullD y;
-  if (!cod(x, code) || !dec(code, y)) return 0.0;
-  return x.mqe(y);
+  if (!cod(x, code)) return 0.0;
+  const RowsInUse finite(x);
+  if (finite.all()) return dec(code, y) ? x.mqe(y) : 0.0;
+  MatFullD samples;
+  MatFullL codes;
+  finite.pick(x, samples);
+  finite.pick(code, codes);
+  return dec(codes, y) ? samples.mqe(y) : 0.0;
 }
 
 }  // namespace qvtx

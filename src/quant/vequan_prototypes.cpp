@@ -126,6 +126,7 @@ int VeQuan::prot_ini(long n, int how) {
   if (!state.shutflag(k)) return 0;
   method[0] = '\0';
   origin = Origin::other;
+  if (!data_usable()) return 0;
   say("prot_ini: initializing prototypes ... ");
   static constexpr Key<long> used[] = {"vgswap_d", "vgkeep_p", "vgrepl_p",
                                        "vgerrors", "vgmemory", "vglpmaxp"};

@@ -24,11 +24,15 @@ double total_variance(const MatFullD& dat) {
   return variances.sum(0, 1);
 }
 
-void show_data(Ostr& o, int level, const MatFullD& dat) {
-  o.ow("Data: ").ow(dat.nrow()).ow(" samples, ").ow(dat.ncol()).ow(" variables, ");
-  o.ow(dat.nnan()).ow(" missing values").nl();
-  if (level <= 0 || dat.nrow() == 0) return;
+/// loaded: all data; dat: those in use.
+void show_data(Ostr& o, int level, const MatFullD& loaded, const MatFullD& dat) {
+  o.ow("Data: ").ow(loaded.nrow()).ow(" samples, ").ow(loaded.ncol()).ow(" variables, ");
+  o.ow(loaded.nnan()).ow(" missing values").nl();
+  if (level <= 0) return;
   const Indent indent(o);
+  const long left_out = loaded.nrow() - dat.nrow();
+  if (left_out > 0) o.ow("left out = ").ow(left_out).ow(left_out == 1 ? " sample" : " samples").nl();
+  if (dat.nrow() == 0) return;
   o.ow("total variance = ").ow(total_variance(dat), 6, 2).nl();
   summary_head(o, "variable");
   const long shown = std::min(dat.ncol(), most_rows);
@@ -100,7 +104,7 @@ void VeQuan::show(Ostr& o, int level) {
     o.ow("No data").nl();
     return;
   }
-  show_data(o, level, dat);
+  show_data(o, level, getdat(), dat);
   if (!done(pfindone) || prot.nrow() == 0) return;
   o.ow("Prototypes: ").ow(method[0] != '\0' ? method : "loaded").ow(", ").ow(prot.nrow()).ow(" prototypes, ");
   o.ow(protnbr(0)).ow(" lost, ").ow(protnbr(1)).ow(" copies").nl();

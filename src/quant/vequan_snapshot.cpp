@@ -77,6 +77,18 @@ struct Snapshot : QuantizerState {
                                                 fields<QuantizerState>(*this));
   }
 
+  /// Keeps what was booked for the data in use. False when it was not booked for all data.
+  bool pick(const RowsInUse& in_use, long ndata) {
+    if (!flag(VeQuan::pinidone)) return true;
+    if (ddis.nrow() != ndata || bmu.nrow() != ndata || bmucnt.nrow() != ndata) return false;
+    DatumColumns used;
+    in_use.pick(ddis, used.ddis);
+    in_use.pick(bmu, used.bmu);
+    in_use.pick(bmucnt, used.bmucnt);
+    exchange(std::tie(ddis, bmu, bmucnt), std::tie(used.ddis, used.bmu, used.bmucnt));
+    return true;
+  }
+
   /// Whether a quantizer with these data and this present state can go on from here.
   bool fits(const MatFullD& dat, const QuantizerState& present) const {
     if (!present.state.same_steps(state) || !grid_fits()) return false;
@@ -120,27 +132,36 @@ struct Snapshot : QuantizerState {
 
 int VeQuan::save_vbf(std::FILE* f) const {
   if (f == nullptr) return 0;
-  return write_int32(f, dat.nrow()) && write_int32(f, dat.ncol()) && write_int32(f, verbose) &&
+  DatumColumns spread;  // data that are left out stand as data without prototype
+  const DatumColumns* columns = this;
+  if (!in_use.all() && done(pinidone)) {
+    columns = &spread;
+    in_use.spread(ddis, 0.0, spread.ddis);
+    in_use.spread(bmu, -1L, spread.bmu);
+    in_use.spread(bmucnt, 0L, spread.bmucnt);
+  }
+  return write_int32(f, getdat().nrow()) && write_int32(f, dat.ncol()) && write_int32(f, verbose) &&
          std::apply([f](const auto&... field) { return (field.save_bin(f) && ...); },
-                    fields<const QuantizerState>(*this));
+                    fields<const QuantizerState>(*this, *columns));
 }
 
 int VeQuan::load_vbf(std::FILE* f) {
   if (f == nullptr) return 0;
   long ndata = 0, dim = 0;
   const bool sized = read_int32(f, ndata) && read_int32(f, dim);
-  if (sized && (ndata != dat.nrow() || dim != dat.ncol())) {
+  if (sized && (ndata != getdat().nrow() || dim != dat.ncol())) {
     say_piece("size mismatch ... ");
     return 0;
   }
-  Snapshot loaded;
-  if (!sized || !loaded.read(f) || !loaded.fits(dat, *this)) {
+  Snapshot saved;
+  const bool sound = sized && saved.read(f) && (in_use.all() || saved.pick(in_use, ndata));
+  if (!sound || !saved.fits(dat, *this)) {
     state.shutflag(step(pinidone));
     pairs.forget();
     return 0;
   }
-  verbose = loaded.verbose;
-  exchange(fields<QuantizerState>(*this), fields<QuantizerState>(loaded));
+  verbose = saved.verbose;
+  exchange(fields<QuantizerState>(*this), fields<QuantizerState>(saved));
   find_keys();
   derive_unsaved();
   return 1;
