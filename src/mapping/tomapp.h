@@ -70,6 +70,8 @@ class ToMapp : public VeQuan {
   long treesave(long k, const char* file);
   /// Writes the links of the images (`MatLinkT::save_asc`); requires "mapp_fin".
   long mgrasave(const char* file) const;
+  /// Mean squared distance of the rows of data to those of rec, their reconstruction; rows of data that are
+  /// not finite do not count. When verbose it is compared with `cd_err`. Fatal: other shapes.
   double ir_err(const MatFullD& data, const MatFullD& rec) const;
 
   // ---- Methods, one file each (tomapp_<method>.cpp) ----

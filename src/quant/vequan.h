@@ -33,9 +33,9 @@ struct EpochMemory;
 /// then.
 ///
 /// Data that hold a NaN or an infinity are left out: no mean and no search sees them, their code is -1 and
-/// their image NaN. Whatever speaks of data to the outside (`getdat`, `cod`, `ind`, files) counts all of them,
-/// in the order of the file; i below is the number of a datum in use, which is the same where none is left
-/// out.
+/// their image NaN. Whatever speaks of data to the outside (`getdat`, `cod`, `ind`, files) counts all of
+/// them, in the order of the file; i below is the number of a datum in use, which is the same where none is
+/// left out.
 ///
 /// Messages go to the console `os`, after `prefix`, and only when `verbose` is set; refused parameters are
 /// always reported. Settings are committed (future value to value in use) just before they are read.
@@ -102,7 +102,8 @@ class VeQuan : protected QuantizerState {
   long protnbr(long h) const;
 
   // ---- Coding (vequan_coding.cpp) ----
-  /// idx: x.nrow x 1, the nearest datum of each row of x, -1 for rows that are not finite. 0 when x has another column count than the data.
+  /// idx: x.nrow x 1, the nearest datum of each row of x, -1 for rows that are not finite. 0 when x has
+  /// another column count than the data.
   int ind(const MatFullD& x, MatFullL& idx) const;
   /// code: x.nrow x 1, the nearest prototype of each row of x; for the data themselves (the same object)
   /// their `bmu`; after Jarvis-Patrick clustering the cluster of the nearest datum. -1 for rows that are not
