@@ -391,16 +391,17 @@ def back(name: Name, out: Name, data: Name | None = None) -> list[str]:
 
 
 def _results(saved: Saved) -> pd.DataFrame:
-    """One row a datum, the columns that `back` adds."""
+    """One row a datum, the columns that `back` adds; nothing stands in the row of a datum that was left out."""
     frame = pd.DataFrame({"prototype": saved.codes, "component": saved.components[saved.codes]}).astype(
         "Int64"
     )
+    frame[~saved.used] = pd.NA
     for stem, table in (
         ("map", saved.images[saved.codes] if saved.images is not None else None),
         ("position", saved.positions),
     ):
         for k in range(table.shape[1] if table is not None else 0):
-            frame[f"{stem}_{k}"] = table[:, k]
+            frame[f"{stem}_{k}"] = np.where(saved.used, table[:, k], np.nan)
     return frame
 
 

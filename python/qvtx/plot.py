@@ -79,7 +79,7 @@ def colouring(saved: Saved, colour: str | None = None) -> Colouring:
 def _means(saved: Saved, values: Array) -> Array:
     """(p,): mean of a number (n,) over each prototype's data; NaN without data."""
     with np.errstate(invalid="ignore"):
-        return np.bincount(saved.codes, values, len(saved.prototypes)) / saved.hits
+        return np.bincount(saved.codes[saved.used], values[saved.used], len(saved.prototypes)) / saved.hits
 
 
 # ---- The map ----

@@ -41,7 +41,7 @@ class Saved:
     data: Array | None  # (n, d)
     labels: Array | None  # (n,) integers, or reals where the file holds such
     prototypes: Array  # (p, d)
-    codes: Array  # (n,) prototype of each datum
+    codes: Array  # (n,) prototype of each datum, -1 for one that is not finite and was left out
     links: Links | None  # between prototypes
     components: Array  # (p,)
     images: Array | None  # (p, q)
@@ -55,7 +55,12 @@ class Saved:
     @property
     def hits(self) -> Array:
         """(p,): data of each prototype."""
-        return np.bincount(self.codes, minlength=len(self.prototypes))
+        return np.bincount(self.codes[self.used], minlength=len(self.prototypes))
+
+    @property
+    def used(self) -> Array:
+        """(n,) booleans: data that have a prototype."""
+        return self.codes >= 0
 
     @property
     def variables(self) -> list[str]:
@@ -79,7 +84,7 @@ class Saved:
         """(p,): most frequent label among each prototype's data; -1 without data. Needs labels."""
         found, ranks = np.unique(self.labels, return_inverse=True)
         votes = np.zeros((len(self.prototypes), len(found)), dtype=np.int64)
-        np.add.at(votes, (self.codes, ranks), 1)
+        np.add.at(votes, (self.codes[self.used], ranks[self.used]), 1)
         return np.where(votes.any(axis=1), found[votes.argmax(axis=1)], -1)
 
     @classmethod

@@ -82,7 +82,7 @@ class ReconstructionError:
 
 
 class Session:
-    """An analysis of data X (n rows, d columns; NaN is a missing value) by the program.
+    """An analysis of data X (n rows, d columns) by the program. Rows that are not finite have the code -1.
 
     ::
 

@@ -106,7 +106,7 @@ class Snapshot:
     integers: SettingTable
     reals: SettingTable
     work: Array  # (n,)
-    codes: Array  # (n,) prototype of each datum
+    codes: Array  # (n,) prototype of each datum, -1 for one that is not finite and was left out
     changes: Array  # (n, 2)
     prototypes: Array  # (p, d)
     prototype_work: Array  # (p,)

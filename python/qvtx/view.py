@@ -61,7 +61,7 @@ def places(saved: Saved) -> tuple[Array, bool]:
     of a prototype lie round its image, evenly, within a third of the way to the nearest other image."""
     if saved.images is None:
         raise ValueError(f"{saved.name}: no map was saved")
-    if saved.positions is not None and np.isfinite(saved.positions).all():
+    if saved.positions is not None and np.isfinite(saved.positions[saved.used]).all():
         return saved.positions, True
     order = np.argsort(saved.codes, kind="stable")
     codes = saved.codes[order]
@@ -88,9 +88,9 @@ def content(saved: Saved, rows: int = MOST_ROWS, seed: int = 0) -> dict[str, Any
     if saved.data is None:
         raise ValueError(f"{saved.name}: its data are not there; tell where (--data)")
     table, interpolated = places(saved)
-    chosen = np.arange(len(table))
-    if len(table) > rows:
-        chosen = np.sort(np.random.default_rng(seed).choice(len(table), rows, replace=False))
+    chosen = np.flatnonzero(saved.used)
+    if len(chosen) > rows:
+        chosen = np.sort(np.random.default_rng(seed).choice(chosen, rows, replace=False))
     codes, table = saved.codes[chosen], table[chosen]
     data = np.where(np.isfinite(saved.data[chosen]), saved.data[chosen], saved.prototypes[codes])
     if len(data) < 3:
