@@ -86,7 +86,7 @@ class VeQuan : protected QuantizerState {
   /// Finds the best-matching prototype of datum i within radius r and counts a hit for it; a datum beyond r
   /// of all prototypes becomes a new one. 1 when the prototype of datum i changed, else 0.
   int prot_bmu(long i, double r);
-  /// Moves prototype k by the step a towards datum i. Fatal: k is no prototype.
+  /// Moves prototype k by the step a towards datum i as `MatFullD::move` does. Fatal: k is no prototype.
   void prot_mov(long i, double a, long k);
   /// Quantization error: half the mean squared distance of the data to their prototypes (to the nearest one
   /// where none is assigned); 0 without data, -1 before "prot_ini" or without prototypes.

@@ -240,13 +240,14 @@ class ReferenceQuantizer {
   static double power(double t, double y) {
     return y == 3.0 ? t * (t * t) : y == 2.0 ? t * t : fixed_pow(t, y);
   }
+  double term(const Row& x, const Row& y, long j) const {
+    const double t = std::fabs(at(x, j) - at(y, j));
+    return p == 2.0 ? t * t : power(t, p);
+  }
   /// Sum of the terms, from the last coordinate to the first.
   double terms(const Row& x, const Row& y) const {
     double s = 0.0;
-    for (long j = dim() - 1; j >= 0; --j) {
-      const double t = std::fabs(at(x, j) - at(y, j));
-      s += p == 2.0 ? t * t : power(t, p);
-    }
+    for (long j = dim() - 1; j >= 0; --j) s += term(x, y, j);
     return s;
   }
   double distance(const Row& x, const Row& y) const {
@@ -276,13 +277,24 @@ class ReferenceQuantizer {
     return winner = k;
   }
 
-  /// Along the derivative of half the squared distance, every coordinate on the row as already moved.
+  /// Along the derivative of half the squared distance, every coordinate on the row as already moved, or
+  /// straight where that does not lead nearer.
   void move(long k, long d, double a) {
-    for (long j = dim() - 1; j >= 0; --j) at(at(prot, k), j) -= a * derivative(at(prot, k), at(dat, d), j);
+    const Row old = at(prot, k), &datum = at(dat, d);
+    Row& row = at(prot, k);
+    for (long j = dim() - 1; j >= 0; --j) at(row, j) -= a * derivative(row, datum, j);
+    if (p == 2.0 || terms(row, datum) < terms(old, datum)) return;
+    row = old;
+    for (long j = 0; j < dim(); ++j) at(row, j) -= a * (at(row, j) - at(datum, j));
   }
+  /// The distance is that of the coordinates moved, last to first, and of the others, first to last.
   double derivative(const Row& x, const Row& y, long j) const {
-    const double difference = at(x, j) - at(y, j), total = distance(x, y), t = std::fabs(difference);
+    const double difference = at(x, j) - at(y, j), t = std::fabs(difference);
     if (p == 2.0 || t == 0.0) return difference;
+    double moved = 0.0, others = 0.0;
+    for (long m = dim() - 1; m > j; --m) moved += term(x, y, m);
+    for (long m = 0; m <= j; ++m) others += term(x, y, m);
+    const double total = fixed_pow(moved + others, 1.0 / p);
     return std::copysign(total * power(t / total, p - 1.0), difference);
   }
 
@@ -336,7 +348,8 @@ class ReferenceTest : public QuantizerTest {
                           {.name = "many columns", .ndata = 60, .dim = 17},
                           {.name = "few data", .ndata = 11},
                           {.name = "all prototypes zero", .how = 3},
-                          {.name = "cubes", .p = 3.0}};
+                          {.name = "cubes", .p = 3.0},
+                          {.name = "moves too far", .dim = 5, .p = 1.2}};
     for (Case c : cases) {
       SCOPED_TRACE(c.name);
       c.n = n;

@@ -1,6 +1,8 @@
 // The derivative of the distance, and the move of a row along it.
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "matrix/distance/distance_rules.h"
 #include "matrix/distance/row_distances.h"
@@ -20,26 +22,24 @@ void check_pair(const MatFullD& m, long i, const MatFullD& b, long j) {
 
 double sign(double v) { return static_cast<double>(v > 0.0) - static_cast<double>(v < 0.0); }
 
-// Lowest coordinate with the largest term.
+// Largest of the terms below coordinate m, 0 without any.
 template <class Terms>
-long largest_term(const Terms& terms, long d) {
-  long best = 0;
-  for (long k = 1; k < d; ++k)
-    if (terms(k) > terms(best)) best = k;
-  return best;
+double largest_below(const Terms& terms, long m) {
+  double largest = 0.0;
+  for (long k = 0; k < m; ++k) largest = larger(largest, terms(k));
+  return largest;
 }
 
-// Derivative of half the squared distance `total` with respect to the term of coordinate m,
+// Derivative of half the squared distance `total` with respect to the term t of one coordinate,
 // for the exponent p: total^(2-p) t^(p-1), written as total (t / total)^(p-1) so that no power leaves the
-// range of double; 0 where the term or the distance is.
-template <class Terms>
-double term_derivative(double p, const Terms& terms, long d, long m, double total) {
-  const double t = terms(m);
+// range of double; 0 where the term or the distance is. below() is the largest term of a lower coordinate.
+template <class Below>
+double term_derivative(double p, double t, double total, const Below& below) {
   if (p == 0.0 || total == 0.0 || t == 0.0) return 0.0;
   if (p == 2.0) return t;
   if (p == 1.0) return total;
   if (p == 0.5) return total * std::sqrt(total / t);
-  if (p >= Metric::chebyshev_from) return m == largest_term(terms, d) ? total : 0.0;
+  if (p >= Metric::chebyshev_from) return t == total && t > below() ? total : 0.0;
   if (p == std::floor(p)) return total * whole_power(t / total, static_cast<int>(p) - 1);
   return total * fixed_pow(t / total, p - 1.0);
 }
@@ -56,39 +56,164 @@ double half_interval_by_neighbour(double n, double v) {
   return -sign(n) * share * share;
 }
 
-// A sample of the curve enters its own term and, as a neighbour, those beside it.
-double area_derivative(const Metric& metric, const double* x, const double* y, long d, long k) {
-  const PairArea terms{x, y, d};
-  const PairCurve curve{x, y};
-  const double total = between(metric, x, y, d, no_bound);
-  const double v = curve(k);
-  double own = 0.0;
-  double others = 0.0;
-  for (const long m : {k + 1, k - 1}) {
-    const bool inside = m >= 0 && m < d;
-    own += half_interval_by_sample(inside ? curve(m) : 0.0, v);
-    if (inside)
-      others +=
-          0.5 * term_derivative(metric.miex, terms, d, m, total) * half_interval_by_neighbour(v, curve(m));
-  }
-  return -(0.5 * term_derivative(metric.miex, terms, d, k, total) * own + others);  // the curve is y - x
-}
+// The terms of the Minkowski class: a coordinate enters its own alone. `derivative` is that of half the
+// squared distance `total`, with below(m) the largest term of a coordinate below m.
+struct ModulusTerms {
+  static constexpr long reach = 0;
+  const double* x;
+  const double* y;
+  long d;
+  double p;
 
-double cosine_derivative(const double* x, const double* y, long d, long k) {
-  const double xx = dot(x, x, d);
-  const double yy = dot(y, y, d);
+  double operator()(long k) const { return PairModulus{x, y}(k); }
+  template <class Below>
+  double derivative(long k, double total, const Below& below) const {
+    return term_derivative(p, (*this)(k), total, [&] { return below(k); }) * sign(x[k] - y[k]);
+  }
+};
+
+// Those of the area class: a sample of the curve enters its own term and, as a neighbour, those beside it.
+struct AreaTerms {
+  static constexpr long reach = 1;
+  const double* x;
+  const double* y;
+  long d;
+  double p;
+
+  double operator()(long k) const { return PairArea{x, y, d}(k); }
+  template <class Below>
+  double derivative(long k, double total, const Below& below) const {
+    const PairCurve curve{x, y};
+    const auto by_term = [&](long m) {
+      return 0.5 * term_derivative(p, (*this)(m), total, [&] { return below(m); });
+    };
+    const double v = curve(k);
+    double own = 0.0;
+    double others = 0.0;
+    for (const long m : {k + 1, k - 1}) {
+      const bool inside = m >= 0 && m < d;
+      own += half_interval_by_sample(inside ? curve(m) : 0.0, v);
+      if (inside) others += by_term(m) * half_interval_by_neighbour(v, curve(m));
+    }
+    return -(by_term(k) * own + others);  // the curve is y - x
+  }
+};
+
+// The same for the cosine distance of rows with these dot products, y_k and x_k being one coordinate of each.
+double cosine_derivative(double xy, double xx, double yy, double x, double y) {
   if (xx * yy == 0.0) return 0.0;
-  const double xy = dot(x, y, d);
   const double root = std::sqrt(xx * yy);
-  return cosine_of(xy, xx, yy) * (xy / root * (x[k] / xx) - y[k] / root);
+  return cosine_of(xy, xx, yy) * (xy / root * (x / xx) - y / root);
 }
 
 double derivative(const Metric& metric, const double* x, const double* y, long d, long k) {
-  if (metric.is_cosine()) return cosine_derivative(x, y, d, k);
-  if (metric.is_area()) return area_derivative(metric, x, y, d, k);
+  if (metric.is_cosine()) return cosine_derivative(dot(x, y, d), dot(x, x, d), dot(y, y, d), x[k], y[k]);
   if (metric.is_euclidean()) return x[k] - y[k];
   const double total = between(metric, x, y, d, no_bound);
-  return term_derivative(metric.miex, PairModulus{x, y}, d, k, total) * sign(x[k] - y[k]);
+  const auto of = [=](const auto& terms) {
+    return terms.derivative(k, total, [&](long m) { return largest_below(terms, m); });
+  };
+  return metric.is_area() ? of(AreaTerms{x, y, d, metric.miex}) : of(ModulusTerms{x, y, d, metric.miex});
+}
+
+// ---- The move ----
+// Every coordinate in turn changes the distance that the next one's derivative needs. Measured anew each
+// time, a move would cost a distance per column; here the sum of the terms that stay as they are, taken from
+// the first coordinate on before the move, is added to that of the moved ones.
+
+// Two sums together.
+template <class Rule>
+double joined(const Rule&, double s, double t) {
+  return s + t;
+}
+double joined(const Largest&, double s, double t) { return larger(s, t); }
+double joined(const Smallest&, double s, double t) { return smaller(s, t); }
+
+// What the terms 0 .. d - 1 add to a sum.
+template <class Rule, class Terms>
+void addends(const Rule& rule, const Terms& terms, long d, double* out) {
+  for (long k = 0; k < d; ++k) out[k] = rule.add(0.0, terms(k));
+}
+template <class Terms>
+void addends(const Powers& rule, const Terms& terms, long d, double* out) {
+  for (long k = 0; k < d; ++k) out[k] = terms(k);
+  power_kernels().powers(out, d, rule.p);
+}
+
+// below[k] for k = 0 .. d: the sum of the terms before k. Returns that of all as the distance takes it.
+template <class Rule, class Terms>
+double sums_below(const Rule& rule, const Terms& terms, long d, double* below) {
+  below[0] = 0.0;
+  addends(rule, terms, d, below + 1);
+  double sum = 0.0;
+  for (long k = d; k > 0; --k) sum = joined(rule, sum, below[k]);
+  for (long k = 1; k <= d; ++k) below[k] = joined(rule, below[k - 1], below[k]);
+  return sum;
+}
+
+// Moves x, the row of the terms, and tells whether it came nearer; gives up as soon as it cannot any more. A
+// term is settled when no coordinate that it depends on is still to move.
+template <class Rule, class Terms>
+bool move_by_terms(const Rule& rule, const Terms& terms, double* x, double a, double* below) {
+  const long d = terms.d, reach = Terms::reach;
+  const double before = sums_below(rule, terms, d, below);
+  double settled = 0.0;
+  for (long k = d - 1; k >= -reach; --k) {
+    if (k >= 0) {
+      double sum = settled;
+      for (long m = std::min(k + reach, d - 1); m > k - reach; --m) sum = rule.add(sum, terms(m));
+      const double total = rule.finish(joined(rule, sum, below[k + 1 - reach]));
+      x[k] -= a * terms.derivative(k, total, [=](long m) {  // asked for the largest term alone
+        return m <= k ? below[m] : larger(below[k], terms(k));
+      });
+    }
+    if (k + reach < d) settled = rule.add(settled, terms(k + reach));
+    if (!(settled < before)) return false;
+  }
+  return true;
+}
+
+bool move_by_cosine(double* x, const double* y, long d, double a, double* below_xx, double* below_xy) {
+  const double yy = dot(y, y, d);
+  const double before = cosine_of(dot(x, y, d), dot(x, x, d), yy);
+  below_xx[0] = below_xy[0] = 0.0;
+  for (long k = 0; k < d; ++k) {
+    below_xx[k + 1] = below_xx[k] + x[k] * x[k];
+    below_xy[k + 1] = below_xy[k] + x[k] * y[k];
+  }
+  double xx = 0.0;
+  double xy = 0.0;
+  for (long k = d - 1; k >= 0; --k) {
+    x[k] -= a * cosine_derivative(xy + below_xy[k + 1], xx + below_xx[k + 1], yy, x[k], y[k]);
+    xx += x[k] * x[k];
+    xy += x[k] * y[k];
+  }
+  return cosine_of(xy, xx, yy) < before;
+}
+
+void move_straight(double* x, const double* y, long d, double a) {
+  for (long k = 0; k < d; ++k) x[k] -= a * (x[k] - y[k]);
+}
+
+// The move of another metric than the Euclidean one.
+void move_nearer(const Metric& metric, double* x, const double* y, long d, double a) {
+  static thread_local std::vector<double> memory;  // online methods move once per datum and prototype
+  const auto room = static_cast<std::size_t>(d) + 1;
+  if (memory.size() < 3 * room) memory.resize(3 * room);
+  double* const old = memory.data();
+  double* const below = old + room;
+  std::copy(x, x + d, old);
+  const bool nearer = metric.is_cosine()
+                          ? move_by_cosine(x, y, d, a, below, below + room)
+                          : with_rule(metric.miex, [&](const auto& rule) {
+                              const double p = metric.miex;
+                              return metric.is_area()
+                                         ? move_by_terms(rule, AreaTerms{x, y, d, p}, x, a, below)
+                                         : move_by_terms(rule, ModulusTerms{x, y, d, p}, x, a, below);
+                            });
+  if (nearer) return;
+  std::copy(old, old + d, x);
+  move_straight(x, y, d, a);
 }
 
 }  // namespace
@@ -104,11 +229,8 @@ void MatFullD::move(long i, const MatFullD& b, long j, double a) {
   double* x = data() + i * ncol();
   const double* y = b.data() + j * ncol();
   const Metric metric = Metric::in_force();
-  if (metric.is_euclidean()) {  // the coordinates do not depend on each other
-    for (long k = 0; k < ncol(); ++k) x[k] -= a * (x[k] - y[k]);
-    return;
-  }
-  for (long k = ncol() - 1; k >= 0; --k) x[k] -= a * derivative(metric, x, y, ncol(), k);
+  if (metric.is_euclidean()) return move_straight(x, y, ncol(), a);  // its derivative is the difference
+  move_nearer(metric, x, y, ncol(), a);
 }
 
 }  // namespace qvtx
