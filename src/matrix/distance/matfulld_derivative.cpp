@@ -203,14 +203,13 @@ void move_nearer(const Metric& metric, double* x, const double* y, long d, doubl
   double* const old = memory.data();
   double* const below = old + room;
   std::copy(x, x + d, old);
-  const bool nearer = metric.is_cosine()
-                          ? move_by_cosine(x, y, d, a, below, below + room)
-                          : with_rule(metric.miex, [&](const auto& rule) {
-                              const double p = metric.miex;
-                              return metric.is_area()
-                                         ? move_by_terms(rule, AreaTerms{x, y, d, p}, x, a, below)
-                                         : move_by_terms(rule, ModulusTerms{x, y, d, p}, x, a, below);
-                            });
+  const auto by_terms = [&](const auto& terms) {
+    return with_rule(metric.miex, [&](const auto& rule) { return move_by_terms(rule, terms, x, a, below); });
+  };
+  const double p = metric.miex;
+  const bool nearer = metric.is_cosine() ? move_by_cosine(x, y, d, a, below, below + room)
+                      : metric.is_area() ? by_terms(AreaTerms{x, y, d, p})
+                                         : by_terms(ModulusTerms{x, y, d, p});
   if (nearer) return;
   std::copy(old, old + d, x);
   move_straight(x, y, d, a);
