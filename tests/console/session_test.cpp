@@ -79,17 +79,6 @@ TEST(Session, TypicalRunSavesEverythingAndTheTrace) {
   EXPECT_EQ(here.read("a.trc"), "ld\niris\nng\n20\ncc\nmp\nm\nn\n2\nsm\na\nxt\ny\n");
 }
 
-TEST(Session, LoadedSnapshotSavesTheSameBytesAgain) {
-  Workplace here = with_iris();
-  ASSERT_EQ(here.run(words(project + "sm iris" + leave)).status, 0);
-  // `la` wants data and snapshot under one name.
-  ASSERT_EQ(here.run(words("ld iris lm iris sm b la iris sm c" + leave)).status, 0);
-  for (const char* end : {".mbf", ".pro", ".cod", ".ind", ".crv", ".map", ".lnk"}) {
-    EXPECT_EQ(here.read(std::string("iris") + end), here.read(std::string("b") + end)) << end;
-    EXPECT_EQ(here.read(std::string("iris") + end), here.read(std::string("c") + end)) << end;
-  }
-}
-
 TEST(Session, AValidationSetTakesThePlaceOfTheDataOnceItIsInterpolated) {
   Workplace here = with_iris();
   const auto load_text = [&](const std::string& name) {

@@ -187,12 +187,5 @@ TEST_P(Kernels, PullOnAPointAddsInOrder) {
   }
 }
 
-TEST_P(Kernels, WaysIntoTheGraph) {
-  const double graph[] = {-1, 0, 1, 2, -1, 3, 0.5, 4, 2};
-  Numbers input = {-1, -1, 5, 1, 7, -1, 0.2, 4.5, 2.5};
-  interpolation_kernels().enter(graph, 0.5, 9, input.data());
-  EXPECT_EQ(input, (Numbers{-1, 0.5, 1.5, 1, 7, 3.5, 0.2, 4.5, 2.5}));
-}
-
 }  // namespace
 }  // namespace qvtx::test
