@@ -25,7 +25,7 @@ struct Case {
 
   explicit Case(long n) : space(uniform(n, 3)), graph(uniform(n, 4)), map(uniform(n, 2)) {}
 
-  DistanceRows rows(const MatFullD& points) {
+  RowOfDistances rows(const MatFullD& points) {
     return [this, &points](long i) {
       points.sdav(points, i, row, no_bound);
       return row.data();

@@ -55,8 +55,9 @@ class MatLinkD : public MatLinkT<double> {
   /// links, whichever is more: single holes of a fine mesh are longer than any fixed loop, and one of them
   /// would keep a whole seam open. Components stay whole, though `connex` may number them
   /// in another order; links that stay keep their numbers and values. Returns the number of links cut; 0 for
-  /// tree 0. Fatal (l 98): no value column 1 (1), root (3), another number of points than nodes (4).
-  long tear(int tree, long cycle, long root, const MatFullD& points);
+  /// tree 0. shortest: unless null, becomes the length of the shortest of them; unchanged without any. Fatal
+  /// (l 98): no value column 1 (1), root (3), another number of points than nodes (4).
+  long tear(int tree, long cycle, long root, const MatFullD& points, double* shortest = nullptr);
 
   // ---- Graph distances (matlinkd_distance.cpp) ----
   /// Shortest paths from node src with value column col, which holds no negative number, as length (Dijkstra,

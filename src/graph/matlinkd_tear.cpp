@@ -156,7 +156,7 @@ std::vector<char> MatLinkD::tree_links(bool paths, const std::vector<long>& root
   return chosen;
 }
 
-long MatLinkD::tear(int tree, long cycle, long root, const MatFullD& points) {
+long MatLinkD::tear(int tree, long cycle, long root, const MatFullD& points, double* shortest) {
   if (nvalue() < 2) ermessage('l', 98, 1, nvalue());
   if (tree < 1 || nnode() == 0) return 0;
   checknode(root, 'l', 98, 3);
@@ -188,6 +188,9 @@ long MatLinkD::tear(int tree, long cycle, long root, const MatFullD& points) {
     absent.resize(left);
   } while (absent.size() < before);
 
+  const auto shorter = [this](long a, long b) { return getvalue(a, 1) < getvalue(b, 1); };
+  if (shortest && !absent.empty())
+    *shortest = getvalue(*std::min_element(absent.begin(), absent.end(), shorter), 1);
   for (auto k = absent.rbegin(); k != absent.rend(); ++k) del_link(*k);
   return static_cast<long>(before);
 }

@@ -11,6 +11,12 @@ struct RowRoom {
   MatFullD space, graph, mixed;
 };
 
+/// What scaling found of the axes asked for.
+struct Spectrum {
+  long missing = 0;    ///< axes without value: no positive eigenvalue was left for them
+  double share = 0.0;  ///< of the sum of all positive eigenvalues that the others have
+};
+
 /// Working storage of the epochs: kept from one to the next, so that no epoch after the first allocates. Only
 /// room is passed on: an epoch fills what it uses before reading it.
 struct MappingMemory {

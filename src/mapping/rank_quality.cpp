@@ -100,8 +100,8 @@ class Counts {
 
 long trusted_neighbours(long n) { return std::min(12L, (n - 1) / 2); }
 
-std::vector<RankQuality> rank_quality(long n, const std::vector<DistanceRows>& spaces,
-                                      const DistanceRows& map) {
+std::vector<RankQuality> rank_quality(long n, const std::vector<RowOfDistances>& spaces,
+                                      const RowOfDistances& map) {
   constexpr double none = std::numeric_limits<double>::quiet_NaN();
   if (n < 3) return std::vector<RankQuality>(spaces.size(), RankQuality{{}, none, none, none});
   Ranking in_map(n);

@@ -10,7 +10,7 @@ namespace qvtx {
 /// The distances from row i to all rows, n numbers; the own is not looked at. Where two rows have no distance
 /// there is a negative number or a NaN: such rows come last. The numbers need to last until any row is asked
 /// for again.
-using DistanceRows = std::function<const double*(long i)>;
+using RowOfDistances = std::function<const double*(long i)>;
 
 /// A map against one space. Ranks are by increasing distance, from 1 to n - 1, ties by the lower number. Q(K)
 /// is the share of the K nearest in the space that are among the K nearest in the map, over all rows.
@@ -38,7 +38,7 @@ long trusted_neighbours(long n);
 /// The figures of a map of n rows against every space, in their order; NaN, and an empty curve, for n < 3.
 /// Exact. Memory: of the order of n for each space; time: of n^2 log n for the map and each space.
 /// REQUIRES: n <= NumberOrder::largest_count.
-std::vector<RankQuality> rank_quality(long n, const std::vector<DistanceRows>& spaces,
-                                      const DistanceRows& map);
+std::vector<RankQuality> rank_quality(long n, const std::vector<RowOfDistances>& spaces,
+                                      const RowOfDistances& map);
 
 }  // namespace qvtx

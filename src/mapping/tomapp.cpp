@@ -55,6 +55,7 @@ long ToMapp::mapr_ini(long dim, int how) {
   const long initialised = step(minidone);
   if (!state.shutflag(initialised)) return 0;
   mname[0] = '\0';
+  rank_figures.reset();
   say("mapr_ini: initializing projected prototypes ... ");
   const bool keep = lkey("vgkeep_p") != 0;
   const bool exists = mprot.nrow() > 0;
@@ -100,6 +101,7 @@ void ToMapp::link_images() {
 }
 
 long ToMapp::mapr_fin(const char* name) {
+  rank_figures.reset();
   const long initialised = step(minidone);
   if (!state.shutflag(initialised)) return 0;
   // Images of other prototypes, kept by "vgkeep_p", are no mapping of these.
@@ -174,6 +176,21 @@ long ToMapp::treesave(long k, const char* file) {
   std::copy_n(path, 2 * prot.nrow(), row.data());
   say("bwaysave: ");
   return row.save_asc(file, static_cast<int>(verbose), 1);
+}
+
+const MapRanks* ToMapp::ranks(long most) {
+  if (!done(mfindone)) return nullptr;
+  const double w = balance();
+  if (rank_figures && !rank_figures->is_current(w)) rank_figures.reset();
+  if (!rank_figures && mprot.nrow() <= most && rows_ready(w)) rank_figures = map_ranks(*this, mprot, w);
+  return rank_figures ? &*rank_figures : nullptr;
+}
+
+long ToMapp::ranksave(const char* file) {
+  const MapRanks* const known = ranks(ranked_at_once);
+  if (!known || !file) return 0;
+  say("ranksave: ");
+  return rank_curves(*known).save_asc(file, static_cast<int>(verbose), 1);
 }
 
 long ToMapp::mgrasave(const char* file) const {

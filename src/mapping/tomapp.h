@@ -1,11 +1,11 @@
 #pragma once
 // The mapping: a quantizer with a low-dimensional image of its prototypes.
 
-#include <string>
+#include <optional>
 
+#include "mapping/map_ranks.h"
 #include "mapping/mapping_memory.h"
 #include "matrix/matspar.h"
-#include "quant/vequan.h"
 
 namespace qvtx {
 
@@ -26,8 +26,9 @@ namespace qvtx {
 /// dimension returns 0 and changes nothing.
 class ToMapp : public VeQuan {
  public:
-  static const char* const minidone;  ///< "mapp_ini"
-  static const char* const mfindone;  ///< "mapp_fin"
+  static const char* const minidone;      ///< "mapp_ini"
+  static const char* const mfindone;      ///< "mapp_fin"
+  static const char* const scaling_name;  ///< label of maps by `mds`
 
   /// Reads two more blocks of prefs, into the quantizer's tables, after the quantizer's own two. An
   /// unreadable stream is reported; the first use of a key then ends the program.
@@ -73,6 +74,10 @@ class ToMapp : public VeQuan {
   /// Mean squared distance of the rows of data to those of rec, their reconstruction; rows of data that are
   /// not finite do not count. When verbose it is compared with `cd_err`. Fatal: other shapes.
   double ir_err(const MatFullD& data, const MatFullD& rec) const;
+  /// Rank figures of the final map, kept until it changes; null where there are none (`map_ranks`) or more
+  /// than `most` prototypes not measured yet. ranksave writes the curves.
+  const MapRanks* ranks(long most);
+  long ranksave(const char* file);
 
   // ---- Methods, one file each (tomapp_<method>.cpp) ----
 
@@ -182,13 +187,14 @@ class ToMapp : public VeQuan {
   long load_mbf(const char* file);
 
   // ---- Report (tomapp_show.cpp) ----
-  /// The quantizer's report, then the distances and the mapping, as far as the steps are done; level 0: head
-  /// lines only.
+  /// The quantizer's report, then the distances and the mapping, as far as done. level 0: head lines only; 1:
+  /// all but rank figures that are not known and take a moment (more than 500 prototypes); 2: all.
   void show(Ostr& o, int level);
 
   // ---- Read access; the shapes stand at the members below ----
   const MatFullD& getmprot() const { return mprot; }
   const char* getmname() const { return mname; }
+  const Spectrum& getspectrum() const { return spectrum; }
 
  protected:
   void reset_image_order();
@@ -206,12 +212,14 @@ class ToMapp : public VeQuan {
   /// After a quantizer snapshot was read: forgets what no file holds; not loaded: every step past the data.
   void settle_mapping(bool loaded);
 
+  Spectrum spectrum;    ///< what the last `mds_cor` found
   char mname[32] = "";  ///< what produced the mapping, empty when unknown
-  MatFullD mprot;    ///< nprot x p: mapped prototypes; other sizes, or none, before "mapp_ini"
-  MatFullL mpidx;    ///< nprot x 1: presentation order of the prototypes
-  MatFullD nbwidth;  ///< nprot x 1: neighbourhood widths of curvilinear component analysis, else no rows
-  MatLinkD mlink;    ///< links between the images; columns: strength, length
+  MatFullD mprot;       ///< nprot x p: mapped prototypes; other sizes, or none, before "mapp_ini"
+  MatFullL mpidx;       ///< nprot x 1: presentation order of the prototypes
+  MatFullD nbwidth;     ///< nprot x 1: neighbourhood widths of curvilinear component analysis, else no rows
+  MatLinkD mlink;       ///< links between the images; columns: strength, length
   MappingMemory memory;
+  std::optional<MapRanks> rank_figures;  ///< once measured
 };
 
 }  // namespace qvtx

@@ -13,6 +13,8 @@
 
 namespace qvtx {
 
+const char* const ToMapp::scaling_name = "Multidimensional Scaling";
+
 long ToMapp::mds(long dim) {
   if (dim < 1 || prot.nrow() < 2) return 0;
   if (!dist_ini(0)) return 0;
@@ -20,7 +22,7 @@ long ToMapp::mds(long dim) {
   say("mds: mapping ... ");
   if (!mds_cor()) return 0;
   say_end("done!");
-  return mapr_fin("Multidimensional Scaling");
+  return mapr_fin(scaling_name);
 }
 
 namespace {
@@ -54,6 +56,20 @@ void double_centre(double** a, const std::vector<double>& mean) {
     for (std::size_t j = n; j-- > 0;) a[i][j] -= single(0.5 * (overall - mean[i] - mean[j]));
 }
 
+/// diag: n eigenvalues, the largest first as far as axes go.
+Spectrum spectrum_of(const double* diag, long n, long axes) {
+  Spectrum found;
+  double shown = 0, positive = 0;
+  for (long k = 0; k < n; ++k) {
+    if (!(diag[k] > 0)) continue;
+    positive += diag[k];
+    if (k < axes) shown += diag[k];
+  }
+  for (long k = 0; k < axes; ++k) found.missing += k >= n || diag[k] < 0 ? 1 : 0;
+  if (positive > 0) found.share = shown / positive;
+  return found;
+}
+
 }  // namespace
 
 long ToMapp::mds_cor() {
@@ -70,6 +86,7 @@ long ToMapp::mds_cor() {
     os.ow("Eigenvalues:").nl();
     for (long k = 0; k < known; ++k) os.ow(problem.diag[k]).nl();
   }
+  spectrum = spectrum_of(problem.diag, n, axes);
   for (long i = n - 1; i >= 0; --i) {
     double* y = mprot.row(i);
     // The square root of a negative eigenvalue makes its axis NaN, like the axes beyond the last eigenvalue.

@@ -39,6 +39,8 @@ void show_mapping(Ostr& o, int level, ToMapp& mapping, bool linked) {
   o.ow(", lost neighbours = ").ow(100 * mapping.mapr_err(0), 6, 2).ow('%');
   if (linked) o.ow(", lost links = ").ow(100 * mapping.mapr_err(1), 6, 2).ow('%');
   o.nl();
+  const long most = level > 1 ? images.nrow() : ranked_at_once;
+  if (const MapRanks* const ranks = mapping.ranks(most)) show_ranks(o, *ranks);
   summary_head(o, "axis");
   for (long k = 0; k < images.ncol(); ++k) table_row(o, std::to_string(k), summarize(images, k));
 }

@@ -63,6 +63,7 @@ long ToMapp::load_mbf(const char* file) {
 
 void ToMapp::settle_mapping(bool loaded) {
   mname[0] = '\0';
+  rank_figures.reset();
   reset_image_order();
   nbwidth.setdim(0, 1);
   // Only the data survive a failed load: what its first half brought belongs to an analysis that is not

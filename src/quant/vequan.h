@@ -246,6 +246,8 @@ class VeQuan : protected QuantizerState {
   const MatFullL& getcomp() const { return pidx; }
   long ncomp() const { return compsize.nrow(); }  ///< 0 before "prot_fin"
   const MatFullL& getcompsize() const { return compsize; }
+  long ntorn() const { return torn; }  ///< links cut by the last tearing; the shortest: torn_length
+  double torn_length() const { return torn_from; }
   const LPCA& getlpca() const { return lpca; }
   const char* getmethod() const { return method; }
   /// The rule in use, "vglink_p", and whether it asks for links at all.
@@ -305,6 +307,7 @@ class VeQuan : protected QuantizerState {
   MatFullD dwork;                 ///< distances of the online methods
   PairDistances pairs;            ///< between the prototypes
   long torn = 0;                  ///< links cut by the last tearing
+  double torn_from = 0;           ///< length of the shortest of them
   const char* linkname = "none";  ///< what made the links: the rule that was applied, or "grid"
 
  private:

@@ -183,7 +183,7 @@ void VeQuan::tear_links() {
   const long cycle = lkey("vgtearcl");
   if (tree == 0 || has_grid() || !wants_links()) return;
   say_piece("tearing ... ");
-  torn = link.tear(static_cast<int>(tree), cycle, central_prototype(dat, prot), prot);
+  torn = link.tear(static_cast<int>(tree), cycle, central_prototype(dat, prot), prot, &torn_from);
   if (verbose) os.ow(torn).ow(" links cut, ");
 }
 

@@ -31,6 +31,7 @@ bool Session::load_snapshot() {
 
 Outcome Session::load_data() {
   load_data_file();
+  hint_data();
   return Outcome::done;
 }
 
@@ -64,6 +65,7 @@ Outcome Session::save_all() {
   if (analysis_.done(VeQuan::pfindone)) analysis_.dgrasave(file(".crv").c_str(), 0);
   if (analysis_.done(ToMapp::minidone)) analysis_.maprsave(file(".map").c_str());
   if (analysis_.done(ToMapp::mfindone)) analysis_.mgrasave(file(".lnk").c_str());
+  analysis_.ranksave(file(".rnk").c_str());
 
   const auto save_graph = [&](const MatSparT<long>& graph, const MatFullD& statistics, const char* gd,
                               const char* st) {
@@ -82,7 +84,7 @@ Outcome Session::save_all() {
 bool Session::save_log(const std::string& name) {
   std::ostringstream text;
   Ostr log(text);
-  write_report(log, true);
+  write_report(log, 1, true);
   if (work_.jrp.nrow() > 0) {
     log.ow("  rel. mean quad. error = ").ow(analysis_.ir_err(reference(), work_.jrp)).nl();
   }

@@ -54,7 +54,7 @@ Outcome Session::modify_class() {
 }
 
 Outcome Session::display_details() {
-  write_report(os, true);
+  write_report(os, 2, true);
   return Outcome::quiet;
 }
 

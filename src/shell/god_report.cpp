@@ -57,11 +57,11 @@ void show_god(Ostr& o, const GodCaption& caption, const MatSparT<long>& graph, c
   o.ow("+" + std::string(picture_columns, '-') + "+  across: " + caption.across + ", up: " + caption.up).nl();
 }
 
-void Session::write_report(Ostr& o, bool graphs) {
+void Session::write_report(Ostr& o, int level, bool graphs) {
   constexpr GodCaption self{"self", "graph distance", "space distance"};
   constexpr GodCaption euclidean{"Euclidean", "distance in the map", "space distance"};
   constexpr GodCaption curvilinear{"curvilinear", "distance in the map", "graph distance"};
-  analysis_.show(o, 1);
+  analysis_.show(o, level);
   if (!graphs) return;
   show_god(o, work_.sgd_fell_back ? euclidean : self, work_.sgd, work_.sst, 1);
   show_god(o, euclidean, work_.egd, work_.est, 1);

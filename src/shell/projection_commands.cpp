@@ -37,7 +37,11 @@ Outcome Session::projection_menu(const char* title, Mapping method, bool sammon_
   const bool final_mapping = analysis_.done(ToMapp::mfindone) != 0;
   if (is_command(c1, c2, "mp")) {
     if (method) return map_prototypes(method);
-    if (!analysis_.sommap()) refuse("us needs the prototypes of a self-organizing map: om");
+    if (analysis_.sommap()) {
+      hint_mapping();
+    } else {
+      refuse("us needs the prototypes of a self-organizing map: om");
+    }
     return Outcome::done;
   }
   if (is_command(c1, c2, "il") && final_mapping) {
@@ -65,6 +69,7 @@ bool Session::ask_dimension(long& dimension) {
 }
 
 Outcome Session::mapped(long dimension, long result) {
+  if (result != 0) hint_mapping();
   if (result != 0 || refused_) return Outcome::done;
   const long n = analysis_.getprot().nrow();
   if (dimension < 1) {
@@ -85,6 +90,7 @@ bool Session::interpolate(const MatFullD& data, bool sammon_variants) {
   const long ok = sammon_variants ? analysis_.sammon_iv(data, work_.ppr, work_.prj, nullptr)
                                   : analysis_.cda_iv(data, work_.ppr, work_.prj);
   work_.reinit(1);
+  if (ok != 0) hint_interpolation(data);
   return ok != 0;
 }
 

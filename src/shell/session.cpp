@@ -156,7 +156,7 @@ bool Session::perform() {
 void Session::finish(const Command& command, Outcome outcome) {
   if (outcome != Outcome::done) return;
   // The graphs are about to be forgotten, so the report after a method leaves them out.
-  if (command.report) write_report(os, false);
+  if (command.report) write_report(os, 1, false);
   work_.reinit(command.staleness);
   if (command.makes_analysis()) unsaved_ = true;
 }

@@ -135,7 +135,8 @@ class Session {
 
   void load_data_file();
   bool load_snapshot();
-  void write_report(Ostr& o, bool graphs);
+  /// level: of `ToMapp::show`; graphs: with those of the GoD criteria.
+  void write_report(Ostr& o, int level, bool graphs);
   bool save_log(const std::string& name);
   const MatFullD& reference() const { return work_.dat.nrow() > 0 ? work_.dat : analysis_.getdat(); }
   std::string data_file(const char* extension) const { return data_name_ + extension; }
@@ -147,6 +148,11 @@ class Session {
   Outcome map_prototypes(Mapping method);
   /// A map of this dimension that was not made is a refusal.
   Outcome mapped(long dimension, long result);
+  // Hints (hints.cpp), with verbosity on.
+  void hint_data() const;
+  void hint_mapping();
+  void hint_links(bool along_links);
+  void hint_interpolation(const MatFullD& data) const;
   bool interpolate(const MatFullD& data, bool sammon_variants);
   Outcome interpolate_validation(bool sammon_variants);
   Outcome reconstruct(bool sammon_variants);

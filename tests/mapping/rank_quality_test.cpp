@@ -11,7 +11,7 @@ namespace {
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 using Table = std::vector<std::vector<double>>;
 
-DistanceRows rows_of(const Table& table) {
+RowOfDistances rows_of(const Table& table) {
   return [&table](long i) { return table[static_cast<std::size_t>(i)].data(); };
 }
 

@@ -1,0 +1,103 @@
+// What a person should know of a map or of the data beyond the report: one line each on standard error.
+
+#include <cstring>
+#include <optional>
+#include <sstream>
+#include <string>
+
+#include "base/ostr.h"
+#include "base/prompts.h"
+#include "shell/session.h"
+
+namespace qvtx {
+
+namespace {
+
+/// Share of the data that may be alone with their prototype before that is worth a word.
+constexpr double most_alone = 0.1;
+/// Share of the variance that one variable may hold.
+constexpr double most_of_one = 0.9;
+/// How much longer the longest path may be than the longest straight line.
+constexpr double most_detour = 1.2;
+/// Data on the map whose ranks are measured.
+constexpr long most_ranked = 500;
+
+std::string fixed(double x, int decimals) {
+  std::ostringstream text;
+  Ostr(text).ow(x, 1, decimals);
+  return text.str();
+}
+
+std::string count(long n, const char* one, const char* many) {
+  return std::to_string(n) + " " + (n == 1 ? one : many);
+}
+
+/// Data whose prototype has no other datum.
+long data_alone(const VeQuan& analysis) { return analysis.protnbr(1); }
+
+}  // namespace
+
+void Session::hint_data() const {
+  if (!analysis_.verbose || analysis_.getdat().ncol() < 2) return;
+  MatFullD variance;
+  analysis_.getdat().var(variance);
+  const double total = variance.nrow() > 0 ? variance.sum(0, 1) : 0;
+  for (long c = 0; c < variance.nrow() * variance.ncol(); ++c) {
+    const double share = variance.data()[c] / total;
+    if (share > most_of_one)
+      tell("variable " + std::to_string(c) + " holds " + fixed(100 * share, 1) +
+           " % of the variance: standardise?");
+  }
+}
+
+void Session::hint_links(bool along_links) {
+  const long torn = analysis_.ntorn();
+  if (torn > 0) {
+    tell(count(torn, "link was", "links were") + " torn, of length " + fixed(analysis_.torn_length(), 2) +
+         " and more; vgteartt 0 keeps them");
+    if (along_links) tell("the stress is measured on the torn graph");
+  }
+  if (along_links || analysis_.ncomp() > 1) return;
+  MatPrefT<double>& results = analysis_.getdpref();
+  const double straight = results.getval(results.getkey("tdxs")),
+               path = results.getval(results.getkey("tdxg"));
+  if (straight > 0 && path > most_detour * straight)
+    tell("tdgb is 0, so the map follows straight distances; along the links the farthest prototypes are " +
+         fixed(path / straight, 1) + " times as far apart");
+}
+
+void Session::hint_mapping() {
+  if (!analysis_.verbose || !analysis_.done(ToMapp::mfindone)) return;
+  MatPrefT<double>& reals = analysis_.getdpref();
+  const bool along_links = analysis_.wants_links() && reals.getval(reals.getkey("tdgb")) > 0;
+  if (analysis_.wants_links()) hint_links(along_links);
+  const bool scaled = std::strcmp(analysis_.getmname(), ToMapp::scaling_name) == 0;
+  const long components = analysis_.ncomp();
+  if (along_links && components > 1) {
+    tell(scaled ? "there are " + std::to_string(components) +
+                      " components: distances between them count as 0 in md"
+                : "there are " + std::to_string(components) +
+                      " components: each has a map of its own, placed apart by tdccsfac");
+  }
+  if (const Spectrum& found = analysis_.getspectrum(); scaled && found.missing > 0) {
+    tell("md: " + std::to_string(found.missing) + " of " +
+         count(analysis_.getmprot().ncol(), "axis has no value", "axes have no value") +
+         "; the others explain " + fixed(100 * found.share, 2) + " % of the positive eigenvalues");
+  }
+  const double alone = static_cast<double>(data_alone(analysis_));
+  const double all = static_cast<double>(analysis_.getdat().nrow());
+  if (alone > most_alone * all)
+    tell(fixed(100 * alone / all, 0) + " % of the data are alone with their prototype");
+}
+
+void Session::hint_interpolation(const MatFullD& data) const {
+  if (!analysis_.verbose || data.nrow() == 0) return;
+  const long step = (data.nrow() + most_ranked - 1) / most_ranked;
+  const std::optional<RankQuality> ranks = data_ranks(data, work_.prj, step);
+  if (!ranks) return;
+  tell("rank quality of " + (step == 1 ? "the data" : "every " + std::to_string(step) + "th datum") +
+       " on the map: space = " + fixed(ranks->area, 3) + ", trustworthiness = " +
+       fixed(ranks->trustworthiness, 3) + ", continuity = " + fixed(ranks->continuity, 3));
+}
+
+}  // namespace qvtx
