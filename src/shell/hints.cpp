@@ -87,7 +87,7 @@ void Session::hint_mapping() {
   const double alone = static_cast<double>(data_alone(analysis_));
   const double all = static_cast<double>(analysis_.getdat().nrow());
   if (alone > most_alone * all)
-    tell(fixed(100 * alone / all, 0) + " % of the data are alone with their prototype");
+    tell(fixed(100 * alone / all, 1) + " % of the data are alone with their prototype");
 }
 
 void Session::hint_interpolation(const MatFullD& data) const {
