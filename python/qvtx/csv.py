@@ -26,6 +26,7 @@ import hashlib
 import itertools
 import json
 import os
+import re
 import sys
 import warnings
 from pathlib import Path
@@ -262,7 +263,7 @@ def _variables(
     """The variables that a column becomes, None for none, and what to say of it."""
     if column.isna().all():
         return None, "left out: empty"
-    if encode and name in encode or encode == [] and column.dtype == object and not _numbers(column).any():
+    if encode and name in encode or encode == [] and column.dtype == object and not _numbers(column, table.form).any():
         count = column.nunique()
         if count > MOST_CLASSES:
             raise Refused(
@@ -273,7 +274,7 @@ def _variables(
         coded[column.isna()] = np.nan
         return coded, f"{coded.shape[1]} variables, 0 or 1: {', '.join(coded.columns)}"
     if column.dtype == object:
-        good = _numbers(column)
+        good = _numbers(column, table.form)
         if not (good | column.astype(str).str.fullmatch(LIKE_A_NUMBER)).any():
             return None, f"left out: text (--encode would make {column.nunique()} variables of it)"
         row = int(np.flatnonzero(~good & column.notna())[0])
@@ -295,8 +296,11 @@ def _variables(
     return column.to_frame(name), told
 
 
-def _numbers(column: pd.Series) -> pd.Series:
-    return column.astype(str).str.fullmatch(NUMBER)
+def _numbers(column: pd.Series, form: Form) -> pd.Series:
+    """Which cells are numbers in the form of the table."""
+    number = NUMBER.replace(r"\.", re.escape(form.decimal))
+    text = column.astype(str)
+    return (text.str.replace(form.thousands, "", regex=False) if form.thousands else text).str.fullmatch(number)
 
 
 def _complete(

@@ -34,7 +34,8 @@ class Estimator(BaseEstimator):
         # Defaults are left alone: the program has them in single precision. The error before every epoch,
         # which it would print, costs time and changes nothing.
         usual = settings_of(find_program())
-        chosen = {key: value for key, value in self._method_settings().items() if usual[key] != value}
+        wanted = {key: value for key, value in self._method_settings().items() if value is not None}
+        chosen = {key: value for key, value in wanted.items() if usual[key] != value}
         settings = {"vgerrors": 0, **chosen, **(self.settings or {})}
         session = Session(X, seed=seed, settings=settings, progress=self._count_iterations)
         if self.p != 2:
@@ -45,6 +46,6 @@ class Estimator(BaseEstimator):
         self.n_iter_ = step
 
 
-def first_and_last(first: str, last: str, values: Pair) -> dict[str, float]:
-    """The two settings between which a schedule runs."""
-    return dict(zip((first, last), map(float, values)))
+def first_and_last(first: str, last: str, values: Pair | None) -> dict[str, float]:
+    """The two settings between which a schedule runs; none for None."""
+    return {} if values is None else dict(zip((first, last), map(float, values)))

@@ -3,7 +3,8 @@
 Clusterers: `NeuralGas`, `KMeans`, `CompetitiveLearning`, `SelfOrganizingMap`, `GrowingNeuralCover`,
 `JarvisPatrick`. Transformers: `CurvilinearComponents`, `Sammon`, `Isotop`, `ClassicalScaling`.
 
-Parameters that all share:
+Where the docstrings name a setting in brackets, None takes the program's own value, that of the preference
+file which `qvtx --init` writes. Parameters that all share:
 
 p : exponent of the distance, 2 Euclidean, 1 city block, 8 and more the largest difference (command `mx`).
 settings : more settings by key; they win over the other parameters.

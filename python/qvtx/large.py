@@ -296,7 +296,7 @@ def interpolate(data: Data, session: Session) -> Data:
     own, so partitions of 100,000 rows and more are worth while."""
     text = io.BytesIO()
     write_snapshot(text, session.snapshot)
-    state = dask.delayed((text.getvalue(), session.X, session._method))
+    state = dask.delayed((text.getvalue(), session.X, session.mapping))
     columns = session.images.shape[1]
     if isinstance(data, dd.DataFrame):
         names = [f"position_{k}" for k in range(columns)]
@@ -313,8 +313,7 @@ def _place(block: Array, state: tuple[bytes, Array, str]) -> Array:
     if len(block) == 0:
         return np.empty((0, snapshot.images.shape[1]))
     with Session.load(snapshot, state[1]) as own:
-        own._method = state[2]  # a loaded session does not know its method, which decides how it interpolates
-        return own.interpolate(block)
+        return own.interpolate(block, like=state[2])  # which a loaded session does not know
 
 
 def _place_frame(part: Any, state: tuple[bytes, Array, str], names: list[str]) -> Any:

@@ -75,7 +75,8 @@ def refusal(output: str, fallback: str) -> str:
     said = output[: report.start()] if report else output
     lines = [line.rstrip("\r") for line in re.split(r"\n|>> ", said)]
     telling = [line.strip() for line in lines if not _COMMON.match(line) and "? " not in line]
-    return telling[-1] if telling else fallback
+    reasons = [line for line in telling if not line.endswith("made no prototypes")] or telling
+    return reasons[-1] if reasons else fallback
 
 
 class Console:

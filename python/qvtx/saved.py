@@ -78,7 +78,9 @@ class Saved:
 
     def original(self, values: Array) -> Array:
         """Rows (m, d) in data units as values of the table that they came from."""
-        return values * np.array(self.names["scale"]) + np.array(self.names["mean"]) if self.names else values
+        if "scale" not in self.names:
+            return values
+        return values * np.array(self.names["scale"]) + np.array(self.names["mean"])
 
     def majority(self) -> Array:
         """(p,): most frequent label among each prototype's data; -1 without data. Needs labels."""
@@ -102,8 +104,18 @@ class Saved:
             file = labels if isinstance(labels, (str, os.PathLike)) else None
             saved = cls.load(source, data, file)
         if labels is not None and not isinstance(labels, (str, os.PathLike)):
-            saved = dataclasses.replace(saved, labels=_checked(np.asarray(labels), len(saved.codes)))
+            saved = saved._labelled(np.asarray(labels))
         return saved
+
+    def _labelled(self, labels: Array) -> Saved:
+        """The same with labels (n,): integers, truth values, reals, or texts, which become classes."""
+        names = self.names
+        if labels.dtype.kind in "bu":
+            labels = labels.astype(np.int64)
+        elif labels.dtype.kind not in "if":
+            texts, labels = np.unique(labels.astype(str), return_inverse=True)
+            names = {**names, "classes": {str(code): str(text) for code, text in enumerate(texts)}}
+        return dataclasses.replace(self, labels=_checked(labels, len(self.codes)), names=names)
 
     @classmethod
     def load(cls, name: Name, data: Name | None = None, labels: Name | None = None) -> Saved:
@@ -151,6 +163,8 @@ class Saved:
 
 
 def _from_texts(name: Path) -> dict[str, Any]:
+    if not beside(name, ".pro").exists():
+        raise FileNotFoundError(f"{name}: nothing was saved under this name (no {name.name}.mbf, no {name.name}.pro)")
     prototypes, codes = read(beside(name, ".pro")), read(beside(name, ".cod"))
     links = optional(name, ".crv")
     components = np.zeros(len(prototypes), dtype=np.int64)
@@ -176,8 +190,8 @@ def _labels(path: Path, rows: int, told: bool) -> Array | None:
 
 
 def _checked(labels: Array, rows: int) -> Array:
-    if len(labels) != rows:
-        raise ValueError(f"{len(labels)} labels for {rows} data")
+    if labels.shape != (rows,):
+        raise ValueError(f"labels of shape {labels.shape} for {rows} data")
     return labels
 
 

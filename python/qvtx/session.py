@@ -399,6 +399,15 @@ class Session:
             shutil.copyfile(path, made[-1])
         return made
 
+    def view(self, out: files.Name | None = None, labels: Any = None, show: bool = True) -> Path:
+        """Writes the explorer, one HTML page that works offline, to `out` ("session.html" without) and opens
+        it in a browser unless told not to; returns its path. `labels`: (n,) or the name of their file. Needs
+        a mapping, and the packages plotly and scikit-learn."""
+        from qvtx import view
+
+        self._done("mapp_fin")
+        return view.view(self, out, labels=labels, show=show)
+
     @property
     def commands(self) -> str:
         """The script that repeats the session at the console, in a folder that `save_script` has filled."""
@@ -460,6 +469,12 @@ class Session:
     def images(self) -> Array:
         """(p, q): positions of the prototypes in the map."""
         return self._done("mapp_fin").images
+
+    @property
+    def mapping(self) -> str:
+        """Command of the mapping in force, as `map` or `interpolate` named it last; "" before, also in a
+        session that was loaded."""
+        return self._method
 
     @property
     def projected(self) -> Array:

@@ -14,6 +14,7 @@ from sklearn.preprocessing import StandardScaler  # noqa: E402
 from sklearn.utils.estimator_checks import parametrize_with_checks  # noqa: E402
 
 from qvtx import estimators  # noqa: E402
+from qvtx.program import find_program, settings_of  # noqa: E402
 
 IRIS = qvtx.read(Path(__file__).resolve().parents[2] / "examples/iris.dat")
 ALL = [getattr(estimators, name) for name in estimators.__all__]
@@ -83,7 +84,9 @@ def test_axes_without_positive_eigenvalue_are_zero():
     assert np.allclose(np.abs(np.diff(placed, axis=0)), [[5, 0, 0]], atol=1e-6)
 
 
-def test_settings_win_and_refusals_reach_the_caller():
+def test_defaults_are_the_programs_settings_win_and_refusals_reach_the_caller():
+    usual = settings_of(find_program())
+    assert estimators.CurvilinearComponents().fit(IRIS[:20]).n_iter_ == usual["tcdepoq"]
     assert estimators.NeuralGas(5, settings={"vngepoq": 7}).fit(IRIS).n_iter_ == 7
     with pytest.raises(qvtx.QvtxError, match="vngepoq.*out of range"):
         estimators.NeuralGas(5, max_iter=1).fit(IRIS)

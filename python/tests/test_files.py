@@ -32,7 +32,7 @@ def test_reading_and_writing_keeps_every_byte(saved, tmp_path):
     names = [*(saved / "results").iterdir(), *saved.glob("Qvtx.prf"), *saved.glob("default.*")]
     names += (EXAMPLES / "schedules").iterdir()
     kinds = {name.suffix for name in names}
-    assert {".mbf", ".cod", ".crv", ".lnk", ".sgd", ".mre", ".bwt", ".trc", ".jpp"} <= kinds
+    assert {".mbf", ".cod", ".crv", ".lnk", ".sgd", ".mre", ".bwt", ".trc", ".ngp"} <= kinds
     for name in names:
         copy = tmp_path / name.name
         binary = name.suffix == ".cod" and files.is_binary(name.read_bytes())
@@ -47,7 +47,8 @@ def test_snapshot_agrees_with_the_text_files_beside_it(saved):
     assert np.array_equal(saved_state.codes, qvtx.read(saved / "results/cc.cod"))
     assert np.array_equal(saved_state.links.ends, qvtx.read(saved / "results/cc.crv").ends)
     assert saved_state.steps["mapp_fin"]
-    assert saved_state.settings["vlnnbr"] == 5
+    preferences = qvtx.read(saved / "Qvtx.prf")
+    assert all(saved_state.settings[key] == preferences[key] for key in ("vlnnbr", "tcdepoq", "tdccsfac"))
 
 
 def test_graph_is_symmetric_with_lengths_between_prototypes(saved):

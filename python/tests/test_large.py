@@ -5,10 +5,10 @@ import signal
 import threading
 import time
 
-import dask
 import numpy as np
 import pytest
 
+dask = pytest.importorskip("dask")
 da = pytest.importorskip("dask.array")
 distributed = pytest.importorskip("distributed")
 

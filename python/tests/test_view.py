@@ -8,10 +8,11 @@ import numpy as np
 import pytest
 from scipy.spatial.distance import cdist
 
-from qvtx import view, write
+from qvtx import Session, view, write
 from qvtx.saved import Saved
 
 SCRIPT = "ld t ng 40 cc mp m 2 cc il cc rd sp run sm run xt y".replace(" ", "\n") + "\n"
+SLACK = 3  # pixels by which a lasso may miss what the mouse drew
 FLAGS = """--headless --no-sandbox --disable-gpu --disable-background-networking --disable-component-update
 --disable-sync --no-first-run --window-size=1500,1100""".split()
 
@@ -93,6 +94,22 @@ def test_without_interpolation_data_stay_nearest_to_their_image(saved):
     np.testing.assert_array_equal(cdist(places, saved.images).argmin(axis=1), saved.codes)
 
 
+def test_a_session_writes_its_page(tmp_path, monkeypatch):
+    shown = []
+    monkeypatch.setattr("webbrowser.open", shown.append)
+    random = np.random.default_rng(4)
+    with Session(random.normal(size=(60, 3))).quantize("km", 9) as session:
+        with pytest.raises(ValueError, match="no mapping"):
+            session.view(tmp_path / "page.html")
+        page = session.map("md").view(tmp_path / "page.html", labels=["a", "b"] * 30)
+        assert shown == [page.as_uri()]
+        assert '"classes": [[0, "a"], [1, "b"]]' in page.read_text(encoding="utf-8")
+        session.view(page, show=False)
+        with pytest.raises(ValueError, match="59"):
+            session.view(page, labels=range(59))
+    assert len(shown) == 1
+
+
 def test_a_sample_stands_for_too_many_data(saved):
     told = view.content(saved, rows=50)
     assert told["total"] == 300
@@ -141,8 +158,8 @@ def test_a_lasso_marks_the_same_data_everywhere(browser, saved):
     for x, y in corners[1:]:
         actions.move_to_element_with_offset(element, int(x), int(y)).pause(0.2)
     actions.release().pause(0.7).perform()
-    inside = np.flatnonzero(((places > low + 1.5) & (places < high - 1.5)).all(axis=1))
-    around = np.flatnonzero(((places > low - 1.5) & (places < high + 1.5)).all(axis=1))
+    inside = np.flatnonzero(((places > low + SLACK) & (places < high - SLACK)).all(axis=1))
+    around = np.flatnonzero(((places > low - SLACK) & (places < high + SLACK)).all(axis=1))
     marked = browser.execute_script("return state.marked")
     assert len(inside) > 10
     assert set(inside) <= set(marked) <= set(around)
