@@ -165,8 +165,8 @@ class MatFullD : public MatFullT<double> {
   /// zero row in the cosine class, and where the distance or the coordinate difference is 0.
   double dhssds(long i, const MatFullD& b, long j, long k) const;
   /// Row i moves by the step a along -dhssds towards row j of b: column by column from the last, each
-  /// derivative taken on the row as already moved. Euclidean: x -= a (x - y). In the other metrics such a move
-  /// can overshoot (exponent 1: by the whole distance in every column); unless it makes the sum of the
+  /// derivative taken on the row as already moved. Euclidean: x -= a (x - y). In the other metrics such a
+  /// move can overshoot (exponent 1: by the whole distance in every column); unless it makes the sum of the
   /// distance (cosine class: the distance) smaller it is undone and replaced by the Euclidean one. So a step
   /// from 0 to 1 leads no row away and keeps it finite. O(ncol): the distance that a derivative needs is
   /// finished from the sum of the terms that are settled or touched, last to first, plus that of the others,

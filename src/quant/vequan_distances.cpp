@@ -98,8 +98,8 @@ bool VeQuan::has_laplacian() const { return wants_links() && integers["tdgdtype"
 PairRules VeQuan::pair_rules() const {
   PairRules rules{wants_links(), std::nullopt, balance(), integers["vgmemory"]};
   if (!has_laplacian()) return rules;
-  rules.laplacian = {integers["tdgdtype"], integers["tdctdtwt"],
-                     integers["tdctdlnf"] != 0, reals["tdctdakp"]};
+  rules.laplacian = {integers["tdgdtype"], integers["tdctdtwt"], integers["tdctdlnf"] != 0,
+                     reals["tdctdakp"]};
   return rules;
 }
 

@@ -36,15 +36,15 @@ void centre(const MatFullD& dat, const MatFullL& bmu, const MatFullL& hits, MatF
   }
 }
 
-/// The rule that stands for the one asked for. Rules that count data leave the prototypes in pieces when these
-/// are the data themselves or nearly so, and holes between them while there are few data for each.
+/// The rule that stands for the one asked for. Rules that count data leave the prototypes in pieces when
+/// these are the data themselves or nearly so, and holes between them while there are few data for each.
 LinkRule usable_rule(LinkRule rule, long ndata, long nprot) {
   const bool counts_data = rule == LinkRule::d_link || rule == LinkRule::h_link;
   return counts_data && ndata < 4 * nprot ? LinkRule::n_link : rule;
 }
 
-/// Neighbours that "n_link" links. Where it stands in for another rule, raw data get as many as asked for, and
-/// prototypes, which quantization has spread evenly, want fewer.
+/// Neighbours that "n_link" links. Where it stands in for another rule, raw data get as many as asked for,
+/// and prototypes, which quantization has spread evenly, want fewer.
 long neighbours_linked(long asked, bool stands_in, long ndata, long nprot) {
   const bool spread = stands_in && ndata >= 2 * nprot;
   return spread ? std::max(1L, (4 * asked + 3) / 6) : asked;  // two thirds, rounded

@@ -17,8 +17,7 @@ namespace qvtx::test {
 class OpenMapping : public Open<ToMapp> {
  public:
   using Open<ToMapp>::Open;
-  using ToMapp::compsize, ToMapp::mlink, ToMapp::mname, ToMapp::mpidx,
-      ToMapp::mprot, ToMapp::nbwidth;
+  using ToMapp::compsize, ToMapp::mlink, ToMapp::mname, ToMapp::mpidx, ToMapp::mprot, ToMapp::nbwidth;
 };
 
 /// n points of d coordinates, point i in cluster i mod clusters; clusters lie 10 apart along all axes.
