@@ -29,13 +29,11 @@ class ToMapp : public VeQuan {
   static const char* const minidone;      ///< "mapp_ini"
   static const char* const mfindone;      ///< "mapp_fin"
   static const char* const scaling_name;  ///< label of maps by `mds`
-
   /// Reads two more blocks of prefs, into the quantizer's tables, after the quantizer's own two. An
   /// unreadable stream is reported; the first use of a key then ends the program.
   explicit ToMapp(std::ifstream& prefs);
 
   // ---- Model (tomapp.cpp, tomapp_error.cpp) ----
-
   /// Starts a mapping: forgets the method's name and makes n images of dim coordinates. how: 1 the principal
   /// components of the prototypes (0 on axes beyond their number), 2 all 0, anything else uniform in 0 .. a
   /// tenth of the largest mixed distance. The present images are kept instead when dim < 1, or when there are
@@ -59,28 +57,25 @@ class ToMapp : public VeQuan {
   /// others; the gap is factor x "tdccsfac". Nothing moves when the gap is 0, as it always is without links.
   /// An image that is not finite spoils its component. 0 before "mapp_ini".
   long mapr_rep(double factor);
-  /// out becomes a copy of the images; false before "mapp_ini".
+  /// The images, as a copy in out or as text matrix; false or 0 before "mapp_ini".
   bool maprsave(MatFullD& out) const;
-  /// The images as text matrix; requires "mapp_ini".
   long maprsave(const char* file) const;
   /// Reads images, in any number of dimensions, and closes the mapping. Images that cannot be read, or are
   /// not n, leave "mapp_ini" cleared.
   long maprload(const char* file);
-  /// Writes the path row of prototype k (see `path_row`) as text matrix n x 2; requires "dist_ext". 0 for
-  /// another k.
+  /// Writes the `path_row` of prototype k as text matrix n x 2; requires "dist_ext". 0 for another k.
   long treesave(long k, const char* file);
   /// Writes the links of the images (`MatLinkT::save_asc`); requires "mapp_fin".
   long mgrasave(const char* file) const;
   /// Mean squared distance of the rows of data to those of rec, their reconstruction; rows of data that are
   /// not finite do not count. When verbose it is compared with `cd_err`. Fatal: other shapes.
   double ir_err(const MatFullD& data, const MatFullD& rec) const;
-  /// Rank figures of the final map, kept until it changes; null where there are none (`map_ranks`) or more
-  /// than `most` prototypes not measured yet. ranksave writes the curves.
+  /// Rank figures of the final map, kept until it changes; null where there are none (`map_ranks`), or more
+  /// than `most` prototypes not measured yet. ranksave: the curves.
   const MapRanks* ranks(long most);
   long ranksave(const char* file);
 
   // ---- Methods, one file each (tomapp_<method>.cpp) ----
-
   /// Curvilinear component analysis (Demartines and Herault 1997; with graph distances Lee, Lendasse and
   /// Verleysen 2002): each prototype in turn, the pivot, pushes and pulls the other images of its component
   /// until d is D, those near it in the map first. The schedule's rows are epochs: step factor, width factor.
@@ -174,7 +169,6 @@ class ToMapp : public VeQuan {
   long sammon_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp, const char* file);
 
   // ---- Snapshot (tomapp_snapshot.cpp) ----
-
   /// Writes or reads the mapping's block: number and width of the prototypes, images, links. A block of other
   /// prototypes ("size mismatch ... "), a damaged or short one, or one that lacks what a step that is set
   /// promises is refused and nothing changes.

@@ -4,6 +4,7 @@
 #include <functional>
 #include <vector>
 
+#include "matrix/matfulll.h"
 #include "settings/keys.h"
 
 namespace qvtx {
@@ -19,6 +20,9 @@ struct ScheduleSource {
   };
   std::vector<Decay> columns;
 };
+
+/// Shuffles an order column: for i from the last to 0, exchange entries i and draw_index(n).
+void shuffle(MatFullL& order);
 
 /// An error that the loop counter shows.
 struct EpochError {

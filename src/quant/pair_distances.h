@@ -11,6 +11,12 @@
 
 namespace qvtx {
 
+/// Links cut by tearing.
+struct Torn {
+  long links = 0;
+  double shortest = 0;  ///< length of the shortest of them
+};
+
 /// What the settings say about the distances.
 struct PairRules {
   bool linked = false;  ///< distances along the links count

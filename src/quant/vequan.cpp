@@ -43,13 +43,7 @@ long VeQuan::step(const char* name) const {
 
 int VeQuan::done(const char* name) const { return state.getflag(step(name)); }
 
-void VeQuan::say(const char* text) const {
-  if (verbose) os.ow(prefix).ow(text).flush();
-}
-
-void VeQuan::refuse(const char* text) const { os.fresh().ow(prefix).ow(text).nl().flush(); }
-
-void VeQuan::shuffle(MatFullL& order) {
+void shuffle(MatFullL& order) {
   long* cell = order.data();
   const long n = order.nrow();
   for (long i = n - 1; i >= 0; --i) {
@@ -153,14 +147,6 @@ int VeQuan::gc() {
   }
   say_line("gc: G-center computed.");
   return prot_fin("G-center", 1);
-}
-
-void VeQuan::say_line(const char* text) const {
-  if (verbose) os.ow(prefix).ow(text).nl();
-}
-
-void VeQuan::say_end(const char* text) const {
-  if (verbose) os.ow(text).nl();
 }
 
 }  // namespace qvtx

@@ -9,6 +9,7 @@
 #include "local/lpca.h"
 #include "matrix/matstor.h"
 #include "quant/epochs.h"
+#include "quant/messages.h"
 #include "quant/origin.h"
 #include "quant/pair_distances.h"
 #include "quant/quantizer_state.h"
@@ -26,22 +27,19 @@ struct EpochMemory;
 /// per prototype. Endings: `_ini` initialises, `_itr` runs an epoch, `_fin` finishes, `_err` measures an
 /// error.
 ///
-/// An analysis goes through the steps "dataload", "prot_ini", "prot_fin" and "dist_ext" of the gauge `state`.
-/// An operation starts its step (which clears that step and all later ones, and is refused when an earlier
-/// one is not done) and completes it at its end. Unless said otherwise an operation returns 1, or 0 when it
-/// was refused because a step is missing or an argument does not fit; counting and error operations return -1
-/// then.
+/// An analysis goes through the steps "dataload", "prot_ini", "prot_fin" and "dist_ext". An operation starts
+/// its step (which clears that step and all later ones, and is refused when an earlier one is not done) and
+/// completes it at its end. Unless said otherwise an operation returns 1, or 0 when it was refused because a
+/// step is missing or an argument does not fit; counting and error operations return -1 then.
 ///
 /// Data that hold a NaN or an infinity are left out: no mean and no search sees them, their code is -1 and
 /// their image NaN. Whatever speaks of data to the outside (`getdat`, `cod`, `ind`, files) counts all of
 /// them, in the order of the file; i below is the number of a datum in use, which is the same where none is
 /// left out.
 ///
-/// Messages go to the console `os`, after `prefix`, and only when `verbose` is set; refused parameters are
-/// always reported. Settings are committed (future value to value in use) just before they are read.
-/// Distances are those of the class and exponent in force (`MatFullD::mesp`, `miex`). Index errors and
-/// missing keys end the program.
-class VeQuan : protected QuantizerState {
+/// Settings are committed (future value to value in use) just before they are read. Distances are those of
+/// the class and exponent in force. Index errors and missing keys end the program.
+class VeQuan : public Messages, protected QuantizerState {
  public:
   static const char* const datadone;  ///< "dataload"
   static const char* const pinidone;  ///< "prot_ini"
@@ -66,22 +64,18 @@ class VeQuan : protected QuantizerState {
   int save_dbf(const char* file) const;
 
   // ---- Prototypes (vequan_prototypes.cpp) ----
-  /// Takes prototypes from a file or a matrix as `dataload` does and finishes them with `prot_fin`. They are
-  /// kept only when "vgkeep_p" is set; otherwise `prot_ini` discards them, the quantizer is left without
-  /// prototypes and the result is 0. Prototypes of another column count than the data are refused and
-  /// forgotten.
+  /// Takes prototypes as `dataload` takes data and finishes them with `prot_fin`. Without "vgkeep_p"
+  /// `prot_ini` discards them, and the result is 0. Those of another column count than the data are refused
+  /// and forgotten.
   int protload(const char* file, int binary);
   int protload(MatFullD& m, int copy);
   int protsave(const char* file, int binary) const;
   int protsave(MatFullD& m) const;
   /// Makes n prototypes and resets all bookkeeping. how: 1 uniform in the unit cube, 2 all at the data's
   /// mean, 3 zero, 4 a copy of the data (n is ignored), 5 data that spread (`spread_start`), anything else
-  /// data drawn at random. The present
-  /// prototypes are kept instead when there are some and "vgkeep_p" is set or n is negative; 0 when their
-  /// column count is not the data's. Also 0 (reported) when all data are left out, and when a value is so
-  /// large that N d (2 |x|)^q overflows, N the number of data or variables (the larger), d that of variables:
-  /// distances and errors are sums of such powers. q: 4 in the cosine class, else the exponent of the
-  /// distances where it lies between 2 and 8, else 2.
+  /// data drawn at random. The present prototypes are kept instead when there are some and "vgkeep_p" is set
+  /// or n is negative; 0 when their column count is not the data's. Also 0 (reported) when all data are left
+  /// out, and when a value is so large that sums of powers of distances overflow.
   int prot_ini(long n, int how);
   /// Finds the best-matching prototype of datum i within radius r and counts a hit for it; a datum beyond r
   /// of all prototypes becomes a new one. 1 when the prototype of datum i changed, else 0.
@@ -137,7 +131,6 @@ class VeQuan : protected QuantizerState {
   // then the default file of the working directory, then the settings. An `_itr` runs one epoch, with a step
   // a in 0..1 and a width l >= 0 of the schedule, and returns 0 for others; when verbose it appends its
   // counts to the line: "lost" dead prototypes, "chgd" data that changed their prototype.
-
   /// K-means (Linde, Buzo and Gray, 1980) with n prototypes: at most "vlbgitr" epochs, at least one, until at
   /// most data x "vlbgxch" data change their prototype. The epoch returns whether more than maxchg did
   /// (negative: the number of prototypes). A prototype without data becomes zero unless it is replaced.
@@ -182,9 +175,9 @@ class VeQuan : protected QuantizerState {
   /// not linked on the grid; -1 before "prot_ini" or without a grid.
   double som_tst();
   /// Jarvis-Patrick clustering (1973): data that are among each other's k nearest and share s of them belong
-  /// together. Schedule: one row per pass over the data left, k and optionally s. A pass numbers its clusters
-  /// in `bmu`; at the end every cluster becomes a prototype at the mean of its data, and the data left over
-  /// join the nearest cluster.
+  /// together. Schedule: per pass over the data left k and optionally s. A pass numbers its clusters in
+  /// `bmu`; in the end each becomes a prototype at the mean of its data, and the data left over join the
+  /// nearest.
   long jp(const char* file);
   long jp_itr(long k, long s);
 
@@ -246,8 +239,7 @@ class VeQuan : protected QuantizerState {
   const MatFullL& getcomp() const { return pidx; }
   long ncomp() const { return compsize.nrow(); }  ///< 0 before "prot_fin"
   const MatFullL& getcompsize() const { return compsize; }
-  long ntorn() const { return torn; }  ///< links cut by the last tearing; the shortest: torn_length
-  double torn_length() const { return torn_from; }
+  const Torn& gettorn() const { return torn; }
   const LPCA& getlpca() const { return lpca; }
   const char* getmethod() const { return method; }
   /// The rule in use, "vglink_p", and whether it asks for links at all.
@@ -256,31 +248,17 @@ class VeQuan : protected QuantizerState {
   MatPrefT<long>& getlpref() { return lpref; }
   MatPrefT<double>& getdpref() { return dpref; }
 
-  long verbose = 0;  ///< non-zero: messages are printed on the console
-
  protected:
   // ---- For the methods (vequan.cpp) ----
-  /// Number of a step by its name. Fatal: a name not found exactly once.
-  long step(const char* name) const;
-  /// Ends the line and prints prefix and text as a line, verbose or not.
-  void refuse(const char* text) const;
-  /// When verbose: prefix and text, the line stays open; prefix and text as a line; more of an open line; its
-  /// end.
-  void say(const char* text) const;
-  void say_line(const char* text) const;
-  void say_piece(const char* text) const;
-  void say_end(const char* text) const;
+  long step(const char* name) const;  ///< its number. Fatal: a name not found exactly once
   /// Commits a key of either table and returns its value.
   long lkey(Key<long> key) { return integers.commit(key); }
   double dkey(Key<double> key) { return reals.commit(key); }
   /// Looks up the keys; to be called whenever entries were added to the tables or these were replaced.
   void find_keys();
-  /// Shuffles an order column: for i from the last to 0, exchange entries i and draw_index(n).
-  static void shuffle(MatFullL& order);
-  /// Calls epoch(e) for e = 0 .. n - 1 until it returns 0 or a signal has come (base/interrupt.h). When
-  /// verbose, prints prefix and text, then before each epoch "loop e/n" on a line of its own and, when
-  /// "vgerrors" is set, the error (width 7, precision 4; none for {}). Without `error` the quantizers' own,
-  /// `prot_err`.
+  /// Calls epoch(e) for e = 0 .. n - 1 until it returns 0 or a signal has come. When verbose, prints prefix
+  /// and text, then before each epoch a line "loop e/n" and, when "vgerrors" is set, the error (width 7,
+  /// precision 4; none for {}). Without `error` the quantizers' own, `prot_err`.
   void run_epochs(const char* text, long n, const EpochError& error, const Epoch& epoch);
   void run_epochs(const char* text, long n, const Epoch& epoch);
   /// The schedule of a method: from the file (when not null), else from the default file, else from the keys.
@@ -292,7 +270,6 @@ class VeQuan : protected QuantizerState {
   /// together and kept. False (reported) when memory is short.
   bool rows_ready(double w);
 
-  const char* prefix = "VeQuan.";  ///< in front of every message
   char method[32] = "";            ///< label of what made the prototypes
   Origin origin = Origin::other;   ///< as that label tells it
   Settings<long> integers{lpref};  ///< the settings by their keys
@@ -306,8 +283,7 @@ class VeQuan : protected QuantizerState {
   MatStorT<MatFullD> dvor;        ///< distances matching lvor
   MatFullD dwork;                 ///< distances of the online methods
   PairDistances pairs;            ///< between the prototypes
-  long torn = 0;                  ///< links cut by the last tearing
-  double torn_from = 0;           ///< length of the shortest of them
+  Torn torn;                      ///< links cut by the last tearing
   const char* linkname = "none";  ///< what made the links: the rule that was applied, or "grid"
 
  private:
@@ -320,7 +296,6 @@ class VeQuan : protected QuantizerState {
   void reset_bookkeeping(long grow);
   void reset_unsaved();   ///< presentation order, neighbour lists and distances
   void derive_unsaved();  ///< what a snapshot does not hold, after a load
-
   // Linking step; the name under which the prototypes are finished is in `method`.
   bool has_grid() const;
   void link_prototypes(bool keep);
@@ -330,19 +305,15 @@ class VeQuan : protected QuantizerState {
   void name_links();
   void label_components();
   void tear_links();
-
   // Distances.
   PairRules pair_rules() const;
   bool distances_current() const;          ///< hold stores and ranges what a computation would give?
   int refuse_distances(const char* text);  ///< gives the distances up, says why and returns 0
   bool laplacian_rows();                   ///< false when refused
   bool measure_distances();                ///< likewise
-
   RowsInUse in_use;
-  MatFullD whole;  ///< all data where some are left out, else empty
-
-  /// Working storage of the epochs; it means nothing between them.
-  const std::unique_ptr<EpochMemory> workspace;
+  MatFullD whole;                                ///< all data where some are left out, else empty
+  const std::unique_ptr<EpochMemory> workspace;  ///< of the epochs; it means nothing between them
 };
 
 }  // namespace qvtx

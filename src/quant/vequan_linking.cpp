@@ -94,10 +94,6 @@ int VeQuan::prot_fin(const char* label, int flag) {
   return state.setflag(k);
 }
 
-void VeQuan::say_piece(const char* text) const {
-  if (verbose) os.ow(text).flush();
-}
-
 bool VeQuan::has_grid() const { return prot.nrow() > 0 && lwork.nrow() == prot.nrow(); }
 
 void VeQuan::link_prototypes(bool keep) {
@@ -178,13 +174,13 @@ void VeQuan::label_components() {
 }
 
 void VeQuan::tear_links() {
-  torn = 0;
+  torn = {};
   const long tree = lkey("vgteartt");
   const long cycle = lkey("vgtearcl");
   if (tree == 0 || has_grid() || !wants_links()) return;
   say_piece("tearing ... ");
-  torn = link.tear(static_cast<int>(tree), cycle, central_prototype(dat, prot), prot, &torn_from);
-  if (verbose) os.ow(torn).ow(" links cut, ");
+  torn.links = link.tear(static_cast<int>(tree), cycle, central_prototype(dat, prot), prot, &torn.shortest);
+  if (verbose) os.ow(torn.links).ow(" links cut, ");
 }
 
 long VeQuan::lpca_init() {

@@ -111,7 +111,7 @@ void VeQuan::show(Ostr& o, int level) {
   if (level > 0 && dat.nrow() > 0) show_cells(o, prot_err(), dat, prot, bmu, hits);
   o.ow("Links: rule ").ow(integers["vglink_p"]).ow(" (").ow(linkname).ow("), ");
   o.ow(link.nlive()).ow(" links, ").ow(ncomp()).ow(ncomp() == 1 ? " component" : " components");
-  if (torn > 0) o.ow(", ").ow(torn).ow(" torn");
+  if (torn.links > 0) o.ow(", ").ow(torn.links).ow(" torn");
   o.nl();
   if (level > 0) show_graph(o, compsize, link);
   lpca.show(o, level);

@@ -170,7 +170,7 @@ int VeQuan::load_vbf(std::FILE* f) {
 void VeQuan::derive_unsaved() {
   origin = has_grid() ? Origin::map : Origin::other;  // no other method leaves a trace
   std::strcpy(method, origin == Origin::map ? som_name : "");
-  torn = 0;
+  torn = {};
   reset_unsaved();
   compsize.setdim(0, 1);
   lpca.clear();

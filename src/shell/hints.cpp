@@ -51,9 +51,9 @@ void Session::hint_data() const {
 }
 
 void Session::hint_links(bool along_links) {
-  const long torn = analysis_.ntorn();
-  if (torn > 0) {
-    tell(count(torn, "link was", "links were") + " torn, of length " + fixed(analysis_.torn_length(), 2) +
+  const Torn& torn = analysis_.gettorn();
+  if (torn.links > 0) {
+    tell(count(torn.links, "link was", "links were") + " torn, of length " + fixed(torn.shortest, 2) +
          " and more; vgteartt 0 keeps them");
     if (along_links) tell("the stress is measured on the torn graph");
   }

@@ -33,7 +33,7 @@ class Open : public Analysis {
   using Analysis::balance, Analysis::bmu, Analysis::bmucnt, Analysis::dat, Analysis::ddis, Analysis::dvor,
       Analysis::dwork, Analysis::hits, Analysis::integers, Analysis::link, Analysis::lwork, Analysis::lvor,
       Analysis::lwork2, Analysis::method, Analysis::order, Analysis::pidx, Analysis::prot, Analysis::pval,
-      Analysis::ridx, Analysis::shuffle, Analysis::state;
+      Analysis::ridx, Analysis::state;
 
   /// Sets the future value of a key of either table. Fails the test when the key is missing or refuses the
   /// value.
