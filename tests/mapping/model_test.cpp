@@ -266,6 +266,7 @@ TEST_F(Mapping, ReportsItsDistancesAndItself) {
       "  longest path = 2 links\n"
       "Mapping: Any, 1 dimension\n"
       "  stress = 0.0000, lost neighbours =   0.00%, lost links =   0.00%\n"
+      "  rank quality: space = 1.000, graph = 1.000, trustworthiness = 1.000, continuity = 1.000\n"
       "  axis           |   min. |   -std |   mean |   +std |   max. |\n"
       "  0              |   0.00 |   0.09 |   1.33 |   2.58 |   3.00 |\n",
       report(1));
