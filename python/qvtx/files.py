@@ -38,7 +38,7 @@ from qvtx.snapshot import Links, read_snapshot, write_snapshot
 Name = Union[str, "os.PathLike[str]"]
 
 SCHEDULES = (".clp", ".ngp", ".nwp", ".omp", ".cmp", ".smp", ".sam", ".rdp", ".jpp")
-REALS = (".dat", ".pro", ".map", ".prj", ".ppr", ".jrp", ".mre", ".sst", ".est", ".cst") + SCHEDULES
+REALS = (".dat", ".pro", ".map", ".rnk", ".prj", ".ppr", ".jrp", ".mre", ".sst", ".est", ".cst") + SCHEDULES
 COUNTS = (".cod", ".ind", ".lab", ".bwt")
 HISTOGRAMS = (".sgd", ".egd", ".cgd")
 LINKS = (".crv", ".lnk")
