@@ -11,7 +11,9 @@ namespace qvtx {
 
 /// Graph rows with their order, from the quantizer's stores or, where these lack either, computed. Neither
 /// the quantizer's prototypes nor its links may change during the object's life. Memory: the rows given, and
-/// a copy of the links when shortest paths have to be searched.
+/// a copy of the links when shortest paths have to be searched. Where distances are stored and
+/// `memory.orders` has a list for every prototype, an order is searched once (4 bytes a pair) for as long as
+/// the lists live.
 class GraphOrder {
  public:
   /// REQUIRES: at least one prototype, linked as `prot_fin` left them. laplacian: distances are not shortest
@@ -26,6 +28,8 @@ class GraphOrder {
   Row row(long i);
 
  private:
+  Row searched(long i);
+
   const VeQuan& prototypes_;
   std::optional<GraphPaths> paths_;  ///< when shortest paths have to be searched
   MappingMemory& memory_;

@@ -1,6 +1,8 @@
 #pragma once
 // What the epochs of the mappings work in.
 
+#include <vector>
+
 #include "mapping/kernels/image_arrays.h"
 #include "matrix/matfulld.h"
 
@@ -22,7 +24,10 @@ struct Spectrum {
 struct MappingMemory {
   ImageArrays images;  ///< work form of the images
   RowRoom distances;
-  MatFullL order;     ///< nprot x 2: a path row that is not stored
+  MatFullL order;  ///< nprot x 2: a path row that is not stored
+  /// Per prototype the others in the order of their graph distance, once searched, -1 behind the last; kept
+  /// only while there are lists (GraphOrder).
+  std::vector<std::vector<int>> orders;
   MatFullD scratch;   ///< nprot x 1: distances between images, or from an image
   MatFullD sums;      ///< 2 x p: gradient and curvature
   MatFullD stimulus;  ///< 1 x p

@@ -145,8 +145,10 @@ long ToMapp::isotop(long dim, const MatParaD& sched) {
     sdev.show(os, 0);
   }
   mapr_rep(component_gap);
+  memory.orders.assign(static_cast<std::size_t>(prot.nrow()), {});
   run_epochs("isotop: mapping ... ", sched.nrow(), {" E=", [this] { return mapr_err(1); }},
              [&](long t) { return isotop_itr(sdev, sched.get(t, 0), sched.get(t, 1)); });
+  memory.orders.clear();
   mapr_rep(component_gap);
   return mapr_fin("Isotop");
 }
