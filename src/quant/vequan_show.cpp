@@ -46,7 +46,9 @@ void show_cells(Ostr& o, double error, const MatFullD& dat, const MatFullD& prot
   const Indent indent(o);
   o.ow("quantization error = ").ow(error, 1, 4);
   const double total = total_variance(dat);
-  if (total > 0) o.ow(", explained variance = ").ow(100 * (1 - 2 * error / total), 6, 2).ow('%');
+  // Only squared Euclidean distances share the variance out.
+  const bool shares = total > 0 && Metric::in_force().is_euclidean();
+  if (shares) o.ow(", explained variance = ").ow(100 * (1 - 2 * error / total), 6, 2).ow('%');
   o.nl();
   // Per prototype: hits, and the root mean squared distance of its data.
   MatFullD figures(prot.nrow(), 2);

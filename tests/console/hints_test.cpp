@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <string>
+#include <utility>
 
 #include "console/program.h"
 #include "matrix/matfulld.h"
@@ -61,6 +62,16 @@ INSTANTIATE_TEST_SUITE_P(
         Hint{"ld circle km 15 md mp m 9", "have no value; the others"},
         Hint{"ld wine km 20 cc mp m 2 cc il", "\n  rank quality of the data on the map: space = 0."},
         Hint{"tv ld wine nq cc mp m 2", ""}));
+
+/// Outside the Euclidean distance the error is no share of the variance.
+TEST(Report, ExplainsVarianceByTheEuclideanDistanceAlone) {
+  for (const auto& [metric, told] : {std::pair{"", true}, {"mx 1", false}, {"dc c", false}}) {
+    Workplace here;
+    for (const char* file : {"Qvtx.prf", "iris.dat"}) here.bring(file);
+    const Result r = here.run(words(std::string(metric) + " ld iris km 5 xt y"));
+    EXPECT_EQ(r.out.find("explained variance") != std::string::npos, told) << metric;
+  }
+}
 
 TEST(Ranks, AreReportedAndSaved) {
   Workplace here;
