@@ -66,6 +66,19 @@ void Session::hint_links(bool along_links) {
          fixed(path / straight, 1) + " times as far apart");
 }
 
+void Session::hint_spectrum() const {
+  const Spectrum& found = analysis_.getspectrum();
+  const long axes = analysis_.getmprot().ncol();
+  // Axes without value come last, so the others have all positive eigenvalues: their share says nothing then.
+  if (found.missing > 0) {
+    tell("md: " + std::to_string(found.missing) + " of " + count(axes, "axis", "axes") +
+         " without value: no positive eigenvalue is left for them");
+  } else {
+    tell("md: " + count(axes, "axis explains ", "axes explain ") + fixed(100 * found.share, 2) +
+         " % of the positive eigenvalues");
+  }
+}
+
 void Session::hint_mapping() {
   if (!analysis_.verbose || !analysis_.done(ToMapp::mfindone)) return;
   MatPrefT<double>& reals = analysis_.getdpref();
@@ -79,11 +92,7 @@ void Session::hint_mapping() {
                 : "there are " + std::to_string(components) +
                       " components: each has a map of its own, placed apart by tdccsfac");
   }
-  if (const Spectrum& found = analysis_.getspectrum(); scaled && found.missing > 0) {
-    tell("md: " + std::to_string(found.missing) + " of " +
-         count(analysis_.getmprot().ncol(), "axis has no value", "axes have no value") +
-         "; the others explain " + fixed(100 * found.share, 2) + " % of the positive eigenvalues");
-  }
+  if (scaled) hint_spectrum();
   const double alone = static_cast<double>(data_alone(analysis_));
   const double all = static_cast<double>(analysis_.getdat().nrow());
   if (alone > most_alone * all)

@@ -152,6 +152,7 @@ class Session {
   void hint_data() const;
   void hint_mapping();
   void hint_links(bool along_links);
+  void hint_spectrum() const;
   void hint_interpolation(const MatFullD& data) const;
   bool interpolate(const MatFullD& data, bool sammon_variants);
   Outcome interpolate_validation(bool sammon_variants);
