@@ -4,8 +4,9 @@
 #
 # Sets: swiss (roll, 90 x 21, turns 2 pi apart), halfsphere (radius 1), cylinder (radius 1, height 4), torus (radii 3
 # and 1, uniform on the surface), rings (two linked unit circles, noise 0.01), moons (noise 0.05), circles (radii 1 and
-# 0.5, noise 0.04), blobs (two Gaussian clusters). With -v label=1 the known coordinate along the roll (swiss) or the
-# cluster (rings, moons, circles, blobs) of each row is written instead.
+# 0.5, noise 0.04), blobs (two Gaussian clusters), gaussians (five clusters of unit deviation in 20 dimensions, centres
+# drawn with deviation 2.8). With -v label=1 the known coordinate along the roll (swiss) or the cluster (rings, moons,
+# circles, blobs, gaussians) of each row is written instead.
 #
 # The generator is the minimal standard one (Park and Miller, 1988): its products are exact in double precision, so
 # every awk draws the same numbers.
@@ -26,6 +27,20 @@ function row(x, y, z, known) {
   else printf "%.6f\t%.6f\t\n", x, y
 }
 
+# A row of one of five clusters, whose centres are drawn with the first.
+function cluster_row(   c, k, x) {
+  if (!drawn)
+    for (c = 0; c < 5; ++c)
+      for (k = 0; k < columns; ++k) centre[c, k] = 2.8 * gauss()
+  drawn = 1
+  c = int(5 * uniform())
+  for (k = 0; k < columns; ++k) {
+    x = centre[c, k] + gauss()
+    if (!label) printf "%.6f\t", x
+  }
+  print label ? c "\t" : ""
+}
+
 # Length of the spiral r = t from 0 to t.
 function arc(t) { return (t * sqrt(1 + t * t) + log(t + sqrt(1 + t * t))) / 2 }
 
@@ -41,7 +56,7 @@ BEGIN {
   if (n == "") n = 1000
   state = seed == "" ? 1 : seed
   for (i = 0; i < 10; ++i) uniform()
-  columns = (set == "moons" || set == "circles" || set == "blobs") ? 2 : 3
+  columns = set == "gaussians" ? 20 : (set == "moons" || set == "circles" || set == "blobs") ? 2 : 3
   header()
   for (i = 0; i < n; ++i) {
     half = i % 2
@@ -75,6 +90,8 @@ BEGIN {
       row(r * cos(a) + 0.04 * gauss(), r * sin(a) + 0.04 * gauss(), 0, half)
     } else if (set == "blobs") {
       row(10 * half + gauss(), gauss(), 0, half)
+    } else if (set == "gaussians") {
+      cluster_row()
     } else {
       print "unknown set: " set > "/dev/stderr"
       exit 1
