@@ -11,7 +11,7 @@ known, new = digits[:1500], digits[1500:]
 
 with qvtx.Session(known, seed=1, settings={"vglink_p": "n_link", "vlnnbr": 6}) as session:
     session.quantize("ng", 150).map("cc", 2)
-    print(f"{len(session.prototypes)} prototypes, {len(session.links)} links, stress {session.stress}")
+    print(f"{len(session.prototypes)} prototypes, {session.links.nnz // 2} links, stress {session.stress}")
 
     rating = session.rate()
     print(f"lost neighbours {rating.lost_neighbours:.1%}, lost links {rating.lost_links:.1%}")

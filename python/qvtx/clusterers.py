@@ -49,7 +49,7 @@ class _Clusterer(ClusterMixin, Estimator):
     def _take(self, session: Session) -> None:
         self.cluster_centers_ = session.prototypes
         self.labels_ = self._nearest(session.X)
-        self.graph_ = session.graph
+        self.graph_ = session.links
 
     def predict(self, X: npt.ArrayLike) -> Array:
         """(n_samples,) int64: the nearest prototype of each row of X."""

@@ -263,7 +263,13 @@ def _variables(
     """The variables that a column becomes, None for none, and what to say of it."""
     if column.isna().all():
         return None, "left out: empty"
-    if encode and name in encode or encode == [] and column.dtype == object and not _numbers(column, table.form).any():
+    if (
+        encode
+        and name in encode
+        or encode == []
+        and column.dtype == object
+        and not _numbers(column, table.form).any()
+    ):
         count = column.nunique()
         if count > MOST_CLASSES:
             raise Refused(
@@ -300,7 +306,9 @@ def _numbers(column: pd.Series, form: Form) -> pd.Series:
     """Which cells are numbers in the form of the table."""
     number = NUMBER.replace(r"\.", re.escape(form.decimal))
     text = column.astype(str)
-    return (text.str.replace(form.thousands, "", regex=False) if form.thousands else text).str.fullmatch(number)
+    return (text.str.replace(form.thousands, "", regex=False) if form.thousands else text).str.fullmatch(
+        number
+    )
 
 
 def _complete(
@@ -459,7 +467,7 @@ def _convert(given: argparse.Namespace) -> None:
     save(given.target, table, data, given.binary)
     print(
         f"{path}: {len(table.frame)} rows, columns parted by {form.sep!r}, decimal {form.decimal!r}, "
-        f"{form.encoding}, {'' if form.header else 'no '}header"
+        f"{form.encoding.removesuffix('-sig')}, {'' if form.header else 'no '}header"
     )
     width = max(len(name) for name, _ in data.story)
     for name, told in data.story:

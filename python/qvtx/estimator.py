@@ -10,7 +10,7 @@ from sklearn.utils import check_random_state
 
 from qvtx.matrices import Array
 from qvtx.program import find_program, settings_of
-from qvtx.session import SEEDS, Session
+from qvtx.session import Session
 
 Settings = Mapping[str, Any]
 Pair = tuple[float, float]
@@ -30,7 +30,7 @@ class Estimator(BaseEstimator):
     def _session(self, X: Array) -> Session:
         seed = self.random_state
         if not isinstance(seed, (int, np.integer)):
-            seed = check_random_state(seed).randint(SEEDS)
+            seed = check_random_state(seed).randint(1, 2**31)
         # Defaults are left alone: the program has them in single precision. The error before every epoch,
         # which it would print, costs time and changes nothing.
         usual = settings_of(find_program())

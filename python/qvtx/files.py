@@ -11,7 +11,7 @@ extension                           value
 .sst .est .cst                      float64 array (bins, 4): statistics of a GoD graph
 .clp .ngp .nwp .omp .sam .rdp .jpp  float64 array (epochs, parameters): a schedule; also .cmp and .smp
 .cod .ind .lab                      int64 array (rows,): prototype of each datum, datum of each prototype,
-                                    labels
+                                    labels (float64 when one of them is not whole)
 .bwt                                int64 array (prototypes, 2): predecessors, prototypes by distance
 .sgd .egd .cgd                      int64 array (x bins, y bins): histogram of a GoD graph
 .crv .lnk                           `Links`
@@ -69,6 +69,8 @@ def read(name: Name) -> Any:
             raise ValueError(f"no file of the program: {path.name}")
     if extension in LINKS:
         return Links(table[:, :2].astype(np.int64), table[:, 2:])
+    if extension == ".lab" and (table % 1 != 0).any():
+        return table[:, 0]
     if extension in COUNTS + HISTOGRAMS:
         table = table.astype(np.int64)
         return table[:, 0] if extension in (".cod", ".ind", ".lab") else table
@@ -114,7 +116,7 @@ def _as_text(extension: str, value: Any) -> str:
         return _format_links(value)
     if extension in HISTOGRAMS:
         return format_histogram(value)
-    if extension in REALS:
+    if extension in REALS or (extension == ".lab" and np.asarray(value).dtype.kind == "f"):
         return format_matrix(np.asarray(value, dtype=float))
     if extension in COUNTS:
         return format_matrix(np.asarray(value, dtype=np.int64))

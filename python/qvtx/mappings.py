@@ -51,7 +51,7 @@ class _Mapping(ClassNamePrefixFeaturesOutMixin, TransformerMixin, Estimator):
                 session.quantize(self.quantizer, self.n_prototypes)
             session.map(self._command, self.n_components)
             self.codes_ = session.codes
-            self.graph_ = session.graph
+            self.graph_ = session.links
             self.stress_ = session.stress
             self._snapshot = self._finite(session.snapshot)
         self._samples = X

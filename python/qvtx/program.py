@@ -86,7 +86,7 @@ class Console:
     program ends with them, and by itself should the interpreter be killed, because its input ends then.
     """
 
-    def __init__(self, program: str, listener: Listener | None = None) -> None:
+    def __init__(self, program: str, listener: Listener | None = None, options: Sequence[str] = ()) -> None:
         preferences = default_preferences(program)
         self.folder = Path(tempfile.mkdtemp(prefix="qvtx-"))  # mode 0700
         self.listener = listener
@@ -96,7 +96,7 @@ class Console:
         try:
             (self.folder / "Qvtx.prf").write_text(preferences, "latin-1")
             self.process = subprocess.Popen(
-                [program],
+                [program, *options],
                 cwd=self.folder,
                 stdin=subprocess.PIPE,
                 stdout=subprocess.PIPE,

@@ -121,8 +121,9 @@ class Saved:
     def load(cls, name: Name, data: Name | None = None, labels: Name | None = None) -> Saved:
         """Reads what `sm` (and `sp`, `xg`) saved under `name`, with the data NAME.dat, or the same base
         name's in the folder above or the working one, or those told. Labels lie beside the data unless told.
-        Raises FileNotFoundError without prototypes or codes, ValueError where rows do not belong together."""
-        name = Path(name)
+        Both names also with their extension. Raises FileNotFoundError without prototypes or codes, ValueError
+        where rows do not belong together."""
+        name = _without(name, ".mbf")
         shot = optional(name, ".mbf")
         if shot is not None:
             parts = dict(
@@ -135,7 +136,7 @@ class Saved:
         else:
             parts = _from_texts(name)
         rows, columns = len(parts["codes"]), parts["prototypes"].shape[1]
-        data_name = Path(data) if data else _find_data(name)
+        data_name = _without(data, ".dat") if data else _find_data(name)
         values = optional(data_name, ".dat")
         if data and values is None:
             raise FileNotFoundError(f"{beside(data_name, '.dat')}: not there")
@@ -162,9 +163,15 @@ class Saved:
         )
 
 
+def _without(name: Name, extension: str) -> Path:
+    return Path(os.fspath(name).removesuffix(extension))
+
+
 def _from_texts(name: Path) -> dict[str, Any]:
     if not beside(name, ".pro").exists():
-        raise FileNotFoundError(f"{name}: nothing was saved under this name (no {name.name}.mbf, no {name.name}.pro)")
+        raise FileNotFoundError(
+            f"{name}: nothing was saved under this name (no {name.name}.mbf, no {name.name}.pro)"
+        )
     prototypes, codes = read(beside(name, ".pro")), read(beside(name, ".cod"))
     links = optional(name, ".crv")
     components = np.zeros(len(prototypes), dtype=np.int64)

@@ -3,7 +3,9 @@
 from __future__ import annotations
 
 import dataclasses
+import operator
 import re
+import secrets
 import shutil
 import warnings
 from pathlib import Path
@@ -28,7 +30,7 @@ from qvtx.dialogue import (
 )
 from qvtx.matrices import Array
 from qvtx.program import PROMPT, Console, QvtxError, find_program, refusal, settings_of
-from qvtx.snapshot import Links, Snapshot
+from qvtx.snapshot import Snapshot
 
 QUANTIZERS = {
     "nq": "no quantization",
@@ -54,8 +56,6 @@ _SIZED = ("km", "cl", "fc", "ng", "om")
 _BOUNDED = {"dk": "  Mean Error (numeric) ? ", "xn": "  Action radius (numeric) ? "}
 _BOUNDED["nw"] = _BOUNDED["xn"]
 _FILE = "extension? "
-SEEDS = 1 << 14
-_STRIDE = 2027  # odd, so that every seed below SEEDS gets an advance of its own, far from its neighbours'
 
 
 @dataclasses.dataclass
@@ -90,8 +90,8 @@ class Session:
             session.quantize("ng", 300).map("cc", 2)
             session.images, session.stress
 
-    seed: the state of the random numbers. 0 is that of a fresh start of the program; any other makes the
-    program throw numbers away first (16,384 different states). None takes the clock.
+    seed: the state of the random numbers, as the program's option --seed. 0 is that of a fresh start; None
+    takes one that differs every time.
 
     settings: values by key, for a key with named values also the name ("n_link").
 
@@ -109,10 +109,8 @@ class Session:
         settings: Mapping[str, float | str] | None = None,
         progress: Progress | bool | None = None,
     ) -> None:
-        self._start(matrix(X, "X"), False)
+        self._start(matrix(X, "X"), progress, _state(seed))
         try:
-            self._seed(seed)
-            self._console.listener = listener_for(progress)
             if settings:
                 self.set(**settings)
             self._load("ld")
@@ -138,36 +136,18 @@ class Session:
             raise
         return session
 
-    def _start(self, X: Array, progress: Progress | bool | None) -> None:
+    def _start(self, X: Array, progress: Progress | bool | None, seed: int = 0) -> None:
         self.X = X
         self._program = find_program()
         self._settings = settings_of(self._program)
-        self._console = Console(self._program, listener_for(progress))
-        self._commands: list[str] = []
+        self._console = Console(self._program, listener_for(progress), ["--seed", str(seed)] if seed else [])
+        self._commands = [f"#= seed {seed}"] if seed else []
         self._cache: Snapshot | None = None
         self._validations = 0
         self._method = ""
         self._metric = ("m", 2.0)
         self._projected: Array | None = None
         self._reconstructed: Array | None = None
-
-    def _seed(self, seed: int | None) -> None:
-        if seed is not None and not 0 <= int(seed) < 2**32:
-            raise ValueError(f"seed must lie in [0, 2^32), not {seed}")
-        if seed is None:
-            self._run(["is", ("[y|n] ", "n")])
-            return
-        advance = int(seed) % SEEDS * _STRIDE % SEEDS
-        if advance == 0:
-            return
-        # K-means that starts from uniform numbers draws one per column; without iterations that is all.
-        files.write(self._file("seed.dat"), np.zeros((1, advance)), binary=True)
-        idle = {"vlbginp": 1, "vlbgitr": 0, "vglink_p": 0}
-        usual = {key: self._settings[key] for key in idle}
-        self.set(**idle)
-        self._run(["ld", (_FILE, "seed")])
-        self._run(["km", ("(integer) ? ", "1")])
-        self.set(**usual)
 
     def _load(self, command: str) -> None:
         files.write(self._file("data.dat"), self.X, binary=True)
@@ -342,7 +322,7 @@ class Session:
         table = matrix(Y, "Y")
         if table.shape[1] != self.images.shape[1]:
             raise ValueError(f"Y has {table.shape[1]} columns, the map has {self.images.shape[1]}")
-        links = self.links if self.snapshot.settings["vglink_p"] else None
+        links = self.snapshot.links if self.snapshot.settings["vglink_p"] else None
         return Reconstruction(self.prototypes, self.images, links, exponent).samples(table)
 
     def reconstruction_error(self) -> ReconstructionError:
@@ -415,7 +395,7 @@ class Session:
 
     def save_script(self, folder: files.Name) -> Path:
         """Writes session.cmd, the data that it loads and the preference file into a folder: there
-        ``qvtx < session.cmd`` repeats the session."""
+        ``qvtx --replay session.cmd`` repeats the session."""
         target = Path(folder)
         target.mkdir(parents=True, exist_ok=True)
         for pattern in ("*.dat", "data.mbf", "data.??p", "Qvtx.prf"):
@@ -456,13 +436,9 @@ class Session:
         return self._done("prot_fin").components
 
     @property
-    def links(self) -> Links:
-        """Links of the prototypes; ``links.graph(p)`` is a sparse matrix of their lengths."""
-        return self._done("prot_fin").links
-
-    @property
-    def graph(self) -> Any:
-        """`scipy.sparse.csr_array` (p, p) of the lengths of the links."""
+    def links(self) -> Any:
+        """`scipy.sparse.csr_array` (p, p), symmetric: lengths of the links of the prototypes. Strengths are in
+        ``snapshot.links``."""
         return self._done("prot_fin").graph()
 
     @property
@@ -547,3 +523,12 @@ class Session:
     def _saved_positions(self, extension: str) -> Array:
         self._run(["sp", (_FILE, "positions")], record=False)
         return files.read(self._file("positions" + extension))
+
+
+def _state(seed: int | None) -> int:
+    """State of the random numbers for a seed; 0 for that of a fresh start."""
+    if seed is None:
+        return 1 + secrets.randbelow(2**32 - 1)
+    if not 0 <= operator.index(seed) < 2**32:
+        raise ValueError(f"seed must lie in [0, 2^32), not {seed}")
+    return operator.index(seed)

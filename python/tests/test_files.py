@@ -110,3 +110,10 @@ def test_preferences_refuse_values_out_of_range():
         preferences["vlnnbr"] = 0
     with pytest.raises(KeyError):
         preferences["absent"] = 0
+
+
+@pytest.mark.parametrize("labels", [np.array([3, -1]), np.array([0.5, 2.0])])
+def test_labels_keep_their_kind(labels, tmp_path):
+    qvtx.write(tmp_path / "a.lab", labels)
+    again = qvtx.read(tmp_path / "a.lab")
+    assert again.dtype == labels.dtype and np.array_equal(again, labels)

@@ -46,8 +46,8 @@ def test_commands_repeat_the_session_at_the_console(analyse, program, tmp_path):
         analyse(session)
         script = session.save_script(tmp_path)
         session.save(tmp_path / "expected")
-    commands = script.read_text().removesuffix("xt\ny\n") + "sm\nrepeated\n"
-    subprocess.run([program], input=commands.encode(), cwd=tmp_path, check=True, capture_output=True)
+    script.write_text(script.read_text().removesuffix("xt\ny\n") + "sm\nrepeated\n")
+    subprocess.run([program, "--replay", script.name], cwd=tmp_path, check=True, capture_output=True)
     assert (tmp_path / "repeated.mbf").read_bytes() == (tmp_path / "expected.mbf").read_bytes()
 
 
