@@ -33,11 +33,12 @@ bool read_header(std::FILE* f, BlockHeader& h) {
          read_int32(f, h.width);
 }
 
-/// True when the header describes a matrix that the rest of the file can hold. The counts are 32-bit
-/// integers, so that nall * ncol fits 64 bits and only its product with the element width can overflow.
+/// True when the header describes a matrix that the rest of the file can hold, with room to grow once. The
+/// counts are 32-bit integers, so that the elements of that room fit 64 bits and only their product with the
+/// element width can overflow.
 bool is_plausible(const BlockHeader& h, long width, long memory_width, std::FILE* f) {
   if (h.width != width || h.nrow < 0 || h.nall < h.nrow || h.ncol < 1 || h.ninc < 1) return false;
-  const long count = h.nall * h.ncol;
+  const long count = (h.nall + h.ninc) * h.ncol;
   if (count > std::numeric_limits<long>::max() / memory_width) return false;
   const long left = bytes_left(f);
   const bool known = left >= 0;
