@@ -87,7 +87,7 @@ long GraphPaths::row(long src, double* dist, long* pred) {
       const int place = key_[at(v)] < no_bound ? place_[at(v)] : queued_++;
       key_[at(v)] = length;
       dist[v] = length;
-      if (pred != nullptr) pred[2 * v] = u;
+      if (pred != nullptr) pred[2L * v] = u;
       sift_up(place, {length, v});
     }
   }

@@ -310,7 +310,7 @@ long MatLinkT<T>::connex(MatFullL& comp) const {
     pool[static_cast<std::size_t>(place)] = last;
     position[static_cast<std::size_t>(last)] = place;
   };
-  while (left > 0) {
+  while (left > 0) {  // NOLINT(bugprone-infinite-loop): reach counts down
     std::size_t reached = 0;
     queue[reached++] = pool[0];
     reach(pool[0]);
