@@ -1,0 +1,419 @@
+#!/usr/bin/env -S gnuplot -c
+# Pictures of what `sm` (and `sp`) saved under a name; gnuplot 5.4 and awk do it all.
+#
+#   gnuplot -c qvtx-map.gp results/iris                           results/iris.png: prototypes and links, data and map
+#   gnuplot -c qvtx-map.gp results/iris labels=iris.lab           the same, coloured by the labels of the data
+#   gnuplot -c qvtx-map.gp results/iris picture=god               results/iris-god.png: the GoD graphs
+#
+# Further words, in any order:
+#
+#   picture=both|data|map|god|sgd|egd|cgd     what is drawn (both); all but both are saved as NAME-PICTURE
+#   labels=FILE                               text matrix of one column, a row a datum: integers are classes (-1 for
+#                                             none), other numbers a scale
+#   classes="setosa versicolor virginica"     names of the classes in the order of their labels
+#   format=png|svg|pdf   size=1000,420        the kind of picture, and its size in pixels
+#   view=65,25                                where spatial pictures are seen from: degrees of rotation
+#
+# Data of more than three variables are shown by the three that vary most, those of one by the data each prototype
+# stands for; a map of one dimension is drawn against the variable that varies most. What is missing is said in a line.
+
+name = ARG1
+picture = "both"
+labels = ""
+classes = ""
+format = "png"
+size = ""
+view = "65,25"
+stop = 'print "  qvtx-map: ".text; exit status 1'
+do for [i=2:ARGC] {
+  split = strstrt(ARGV[i], "=")
+  key = ARGV[i][1:split-1]
+  text = "what is ".ARGV[i]."? (picture= labels= classes= format= size= view=)"
+  if (split < 2 || !strstrt(" picture labels classes format size view ", " ".key." ")) { eval stop }
+  word_value = ARGV[i][split+1:*]
+  eval key." = word_value"
+}
+
+# ---- Reading ----
+
+# Answers questions about the files whose kinds stand in `kinds`, in this order: `want` is "facts" (assignments for
+# gnuplot), "points", "links" or "data" (the interpolated ones): rows of x y z, value on the colour scale, number of
+# the class (0: none), for the panel "data" or "map"; or "facts", "shades" and "means" of a GoD graph.
+$awk << EOF
+function number(word) { return word ~ /^[-+]?[.0-9]/ ? word + 0 : "NaN" }
+function known(x) { return x != "NaN" }
+BEGIN {
+  CONVFMT = OFMT = "%.9g"
+  split(kinds, kind_of)
+  split("2 1 3", turn)
+  n = m = data = links = labels = placed = nx = 0
+}
+FNR == 1 { kind = kind_of[++files]; if (kind == "cod" && NF == 1 && $1 == 1) coded = 1 }
+kind == "lab" { for (k = 1; k <= NF; ++k) label[labels++] = $k; next }
+FNR < 3 { next }
+kind == "pro" { for (k = 1; k <= NF; ++k) pro[n, k] = $k; ++n; variables = NF }
+kind == "map" { for (k = 1; k <= NF; ++k) map[m, k] = number($k); ++m; if (dimensions == "") dimensions = NF }
+kind == "cod" && coded { code[data] = $1; if ($1 >= 0) ++hits[$1 + 0]; ++data }
+kind == "crv" { from[links] = $1 + 0; to[links++] = $2 + 0 }
+kind == "prj" { for (k = 1; k <= NF; ++k) prj[placed, k] = number($k); ++placed }
+kind == "god" { for (k = 1; k <= NF; ++k) god[nx, k] = $k; ++nx; if (NF > ny) ny = NF }
+kind == "sta" { if (!width) width = 2 * $1; ratio = $3; squares = $2 }
+
+# Numbers of the three variables with most variance, in their order; equal ones keep theirs.
+function choose(   i, k, t, mean, sum, top, used) {
+  for (k = 1; k <= variables; ++k) {
+    mean = 0; sum = 0
+    for (i = 0; i < n; ++i) mean += pro[i, k] / n
+    for (i = 0; i < n; ++i) sum += (pro[i, k] - mean) ^ 2
+    variance[k] = sum
+  }
+  for (t = 1; t <= 3 && t <= variables; ++t) {
+    top = 0
+    for (k = 1; k <= variables; ++k)
+      if (!(k in used) && (!top || variance[k] > variance[top])) top = k
+    if (t == 1) most = top
+    used[top]
+  }
+  for (k = 1; k <= variables; ++k) if (k in used) axis[++axes] = k
+}
+# How many leading axes of the map have values.
+function valued(   i, k, found) {
+  for (k = 1; k <= dimensions; ++k) {
+    found = 0
+    for (i = 0; i < m; ++i) found += known(map[i, k])
+    if (!found) return k - 1
+  }
+  return dimensions + 0
+}
+# Coordinate t of prototype i in the data and in the map.
+function in_data(i, t) { return t <= axes ? pro[i, axis[t]] : axes == 1 && t == 2 ? hits[i] + 0 : 0 }
+function in_map(i, t) {
+  if (turned) t = turn[t]
+  return t <= shown ? map[i, t] : shown == 1 && t == 2 ? pro[i, most] : 0
+}
+function in_prj(i, t) {
+  if (turned) t = turn[t]
+  return t <= shown ? prj[i, t] : shown == 1 && t == 2 ? pro[code[i], most] : 0
+}
+function stretch(t, x) {
+  if (!known(x)) return
+  if (!(t in low) || x < low[t]) low[t] = x
+  if (!(t in high) || x > high[t]) high[t] = x
+}
+function swap(list,   kept) { kept = list[4]; list[4] = list[5]; list[5] = kept }
+# Ranges of the coordinates; a flat map that is higher than wide is laid on its side.
+function limits(   i, t) {
+  for (t = 1; t <= 3; ++t) {
+    for (i = 0; i < n; ++i) stretch(t, in_data(i, t))
+    for (i = 0; i < m; ++i) stretch(t + 3, in_map(i, t))
+    for (i = 0; i < placed; ++i) stretch(t + 3, in_prj(i, t))
+  }
+  longer = shown > 1 && high[5] - low[5] > high[4] - low[4] ? 2 : 1
+  turned = shown == 2 && high[5] - low[5] > 1.4 * (high[4] - low[4])
+  if (turned) { swap(low); swap(high) }
+}
+# Labels: classes when all are whole numbers and not too many differ.
+function classify(   i, j, whole, rank, kept) {
+  if (labels > 2 && label[0] == 1 && label[1] == labels - 2) {
+    labels -= 2
+    for (i = 0; i < labels; ++i) label[i] = label[i + 2]
+  }
+  if (!labels || labels != data) { fault = labels; labels = 0; return }
+  whole = 1
+  for (i = 0; i < data; ++i) {
+    if (label[i] != int(label[i])) whole = 0
+    if (label[i] != -1 && !(label[i] + 0 in rank)) { rank[label[i] + 0]; sorted[++count] = label[i] + 0 }
+  }
+  if (!whole || count > 80) { count = 0; return }
+  for (i = 2; i <= count; ++i)
+    for (j = i; j > 1 && sorted[j] < sorted[j - 1]; --j) {
+      kept = sorted[j]; sorted[j] = sorted[j - 1]; sorted[j - 1] = kept
+    }
+  for (i = 1; i <= count; ++i) class_of[sorted[i]] = i
+}
+# Of prototype i: mean label or most frequent class of its data; votes and sums are made once.
+function vote(   i, c) {
+  for (i = 0; i < data; ++i) {
+    if (code[i] < 0) continue
+    if (count) ++votes[code[i] + 0, class_of[label[i] + 0]]
+    else sums[code[i] + 0] += label[i]
+  }
+  for (i = 0; i < n; ++i)
+    for (c = 1; c <= count; ++c) if (votes[i, c] > votes[i, winner[i] + 0]) winner[i] = c
+}
+function point_class(i) { return labels && count ? winner[i] + 0 : 0 }
+function point_value(i) {
+  if (labels) return hits[i] ? sums[i] / hits[i] : "NaN"
+  return shown ? map[i, longer] : in_data(i, 1)
+}
+function point(i) {
+  if (panel == "map") return in_map(i, 1) " " in_map(i, 2) " " in_map(i, 3) " " point_value(i) " " point_class(i)
+  return in_data(i, 1) " " in_data(i, 2) " " in_data(i, 3) " " point_value(i) " " point_class(i)
+}
+function datum(i) {
+  return in_prj(i, 1) " " in_prj(i, 2) " " in_prj(i, 3) " " (labels ? label[i] : prj[i, longer]) " " \
+         (labels && count ? class_of[label[i] + 0] + 0 : 0)
+}
+function facts(   i, t, none, names, lows, highs, sep) {
+  ORS = "; "  # one line, as eval reads it
+  print "prototypes=" n "; variables=" variables + 0 "; axes=" axes + 0 "; dimensions=" dimensions + 0
+  print "shown=" shown + 0 "; links=" links "; placed=" placed "; data=" data "; longer=" longer "; turned=" turned + 0
+  print "images=" m "; coded=" coded + 0 "; labelled=" labels "; fault=" fault + 0 "; count=" count + 0
+  print "most=" most "; array axis=[" axis[1] + 0 "," axis[2] + 0 "," axis[3] + 0 "]"
+  for (i = 1; i <= count; ++i) names = names " " sorted[i]
+  print "class_names=\"" names "\""
+  for (t = 1; t <= 6; ++t) { lows = lows sep low[t] + 0; highs = highs sep high[t] + 0; sep = "," }
+  print "array low=[" lows "]; array high=[" highs "]"
+}
+function god_facts(   i, k, pairs, top) {
+  for (i = 0; i < nx; ++i)
+    for (k = 1; k <= ny; ++k) { pairs += god[i, k]; if (god[i, k] > top) top = god[i, k] }
+  print "pairs=" pairs + 0 "; top=" top + 0 "; width=" width + 0 "; nx=" nx "; ny=" ny "; ratio=" ratio + 0
+}
+function god_rows(   i, k, line, sum, all) {
+  if (want == "shades")
+    for (k = 1; k <= ny; ++k) {
+      line = ""
+      for (i = 0; i < nx; ++i) line = line god[i, k] " "
+      print line
+    }
+  else
+    for (i = 0; i < nx; ++i) {
+      sum = 0; all = 0
+      for (k = 1; k <= ny; ++k) { all += god[i, k]; sum += god[i, k] * (k - 0.5) }
+      if (all) print (i + 0.5) * width, sum / all * width
+    }
+}
+END {
+  if (nx) { if (want == "facts") god_facts(); else god_rows(); exit }
+  choose()
+  shown = m == n ? valued() : 0
+  if (shown > 3) shown = 3
+  if (shown == 0 || placed != data && shown == 1) placed = 0
+  limits()
+  classify()
+  if (labels) vote()
+  if (want == "facts") facts()
+  if (want == "points") for (i = 0; i < n; ++i) print point(i)
+  if (want == "links")
+    for (i = 0; i < links; ++i) printf "%s\n%s\n\n\n", point(from[i]), point(to[i])
+  if (want == "data") for (i = 0; i < placed; ++i) if (known(prj[i, 1])) print datum(i)
+}
+EOF
+program = ""
+do for [i=1:|$awk|] { program = program.$awk[i]."\n" }
+
+# Any name within single quotes of the shell; for awk a path, lest NAME=VALUE be taken for an assignment.
+array given[2] = [name, labels]
+array quoted[2] = ["", ""]
+do for [i=1:2] {
+  if (given[i][1:1] ne "/") { quoted[i] = "./" }
+  do for [k=1:strlen(given[i])] { c = given[i][k:k]; quoted[i] = quoted[i].(c eq "'" ? "'\\''" : c) }
+}
+file(extension) = "'".quoted[1].extension."'"
+there(word) = system("test -f ".word." && test -r ".word." && echo y") eq "y"
+asked(want, panel, kinds, files) = sprintf("LC_ALL=C awk -v want=%s -v panel=%s -v kinds='%s' '%s' %s", \
+                                           want, panel, kinds, program, files)
+
+# ---- Output ----
+
+text = "no picture ".picture.": both data map god sgd egd cgd"
+if (!strstrt(" both data map god sgd egd cgd ", " ".picture." ")) { eval stop }
+driver = format eq "svg" ? "svg" : format."cairo"
+text = "this gnuplot makes no ".format
+if (!strstrt(GPVAL_TERMINALS, " ".driver." ")) { eval stop }
+written = name.(picture eq "both" ? "" : "-".picture).".".format
+# Opens the picture, `shape` being its size unless another one was asked for.
+open = 'if (size eq "") { size = shape }; \
+  eval "set terminal ".driver." size ".(format eq "pdf" ? scaled(size) : size)." font \"Sans,11\" noenhanced"; \
+  set output written'
+scaled(text) = sprintf("%gin,%gin", text[1:strstrt(text, ",")-1] / 100.0, text[strstrt(text, ",")+1:*] / 100.0)
+
+set tics font "Sans,9"
+ink = "#303030"
+pale = "#9a9a9a"
+
+# ---- GoD graphs ----
+
+if (strstrt("god sgd egd cgd", picture)) {
+  graphs = ""
+  do for [graph in "sgd egd cgd"] {
+    if ((picture eq "god" || picture eq graph) && there(file(".".graph))) { graphs = graphs." ".graph }
+  }
+  text = "no ".name.".".(picture eq "god" ? "sgd, .egd, .cgd" : picture)." (sg, eg, cg or ag makes them, then sm)"
+  if (graphs eq "") { eval stop }
+  shape = sprintf("%d,%d", 460 * words(graphs), 430)
+  eval open
+  across(graph) = graph eq "sgd" ? "graph distance" : "distance in the map"
+  up(graph) = graph eq "cgd" ? "graph distance" : "distance in space"
+  heading(graph) = graph eq "sgd" ? "self" : graph eq "egd" ? "Euclidean" : "curvilinear"
+  god(want, graph) = asked(want, "none", "god sta", file(".".graph)." ".file(".".graph[1:1]."st"))
+  set multiplot layout 1,words(graphs)
+  set palette defined (0 "#c6dbef", 0.5 "#4292c6", 1 "#08306b")
+  set logscale cb
+  set cblabel "pairs of prototypes"
+  set key outside bottom center horizontal samplen 2 font "Sans,9"
+  set size ratio -1
+  do for [graph in graphs] {
+    eval system(god("facts", graph))
+    set cbrange [1:(top > 1 ? top : 2)]
+    set xrange [0:nx*width]
+    set yrange [0:ny*width]
+    set xlabel across(graph)
+    set ylabel up(graph)
+    set title sprintf("GoD %s: %d pairs, mean ratio %.2f", heading(graph), pairs, ratio)
+    plot "< ".god("shades", graph) matrix using (($1 + 0.5) * width):(($2 + 0.5) * width):($3 > 0 ? $3 : NaN) \
+           with image notitle, \
+         x with lines lc rgb ink lw 1 title "equal", \
+         "< ".god("means", graph) with lines lc rgb "#e76300" lw 2 title "running mean"
+  }
+  unset multiplot
+  exit
+}
+
+# ---- Data and map ----
+
+text = name eq "" ? "gnuplot -c qvtx-map.gp NAME [KEY=VALUE]..." : "no ".name.".pro (sm saves it)"
+if (name eq "" || !there(file(".pro"))) { eval stop }
+kinds = "pro"
+files = file(".pro")
+do for [kind in "map cod crv prj"] {
+  if (there(file(".".kind))) { kinds = kinds." ".kind; files = files." ".file(".".kind) }
+}
+if (labels ne "") {
+  text = "no ".labels
+  if (!there("'".quoted[2]."'")) { eval stop }
+  kinds = kinds." lab"
+  files = files." '".quoted[2]."'"
+}
+rows(want, panel) = "< ".asked(want, panel, kinds, files)
+eval system(asked("facts", "none", kinds, files))
+
+lack = ""
+if (shown == 0) { lack = lack.(images ? "; no map of these prototypes" : "; no .map (md, mm, cc, it or us, then sm)") }
+if (shown > 0 && shown < dimensions && shown < 3) { lack = lack."; axes of the map without a value" }
+if (links == 0) { lack = lack."; no links (.crv)" }
+if (labels ne "" && labelled == 0) {
+  lack = lack.(coded ? sprintf("; %d labels for %d data", fault, data) : "; labels need the codes that sm saves (.cod)")
+}
+if (picture ne "data" && shown && !placed) { lack = lack."; no interpolated data (.prj: il, then sp)" }
+text = name.": nothing to draw: ".lack[3:*]
+if (picture eq "map" && shown == 0) { eval stop }
+if (lack ne "") { print "  qvtx-map: ".name.": not drawn: ".lack[3:*] }
+if (shown == 0) { picture = "data" }
+
+# Classes in ten colours that colour-blind eyes tell apart (Petroff 2021), five to a mark; numbers from
+# violet to yellow (viridis).
+hues = "3f90da ffa90e bd1f01 94a4a2 832db6 a96b59 e76300 b9ac70 717581 92dadb"
+hue(class) = int("0x".word(hues, (class - 1) % 10 + 1))
+marks = "7 5 9 11 13 15 3 2"
+mark(class) = int(word(marks, (class - 1) / 5 % 8 + 1))
+called(class) = words(classes) >= class ? word(classes, class) : word(class_names, class)
+set palette defined (0 "#440154", 1 "#472d7b", 2 "#3b528b", 3 "#2c728e", 4 "#21918c", 5 "#28ae80", 6 "#5ec962", \
+                     7 "#addc30", 8 "#fde725")
+dot = prototypes <= 60 ? 1.1 : prototypes <= 400 ? 0.75 : prototypes <= 1500 ? 0.5 : 0.3
+
+# The layers of a panel as text for `plot` and `splot`: interpolated data, links, prototypes with a dark rim.
+place(d) = d > 2 ? "1:2:3" : "1:2"
+of_class(d) = d > 2 ? "(column(5) == c ? $1 : NaN):2:3" : "(column(5) == c ? $1 : NaN):2"
+discs(kind, panel, d, size, style) = sprintf("rows('%s','%s') using %s with points ps %g %s, ", \
+                                             kind, panel, count ? of_class(d) : place(d).":4", size, style)
+filled(kind, panel, d, size, key) = (count ? "for [c=1:count] " : "").discs( \
+  kind, panel, d, size, count ? "pt mark(c) lc rgb hue(c) ".key : "pt 7 lc palette notitle")
+rims(panel, d, size) = (count ? "for [c=0:count] " : "").discs( \
+  "points", panel, d, size, (count ? "pt (c ? mark(c) : 6)" : "pt 7")." lc rgb ink notitle")
+lines(panel, d) = sprintf("rows('links','%s') using %s with lines lw 0.8 %s notitle, ", panel, \
+                          place(d).(count ? "" : ":4"), count ? "lc rgb pale" : "lc palette")
+# Data that were not the learning set have no labels here.
+dots(panel, d) = labelled && placed != data \
+  ? sprintf("rows('data','%s') using %s with points pt 7 ps 0.2 lc rgb pale notitle, ", panel, place(d)) \
+  : filled("data", panel, d, 0.2, "notitle")
+layers(panel, d) = (panel eq "map" && placed ? dots(panel, d) : "") \
+                   .(links ? lines(panel, d) : "").rims(panel, d, 1.3 * dot) \
+                   .filled("points", panel, d, dot, "title called(c)")."1/0 notitle"
+
+# ---- Panels ----
+
+short = system("basename -- ".file(""))
+short_labels = labels eq "" ? "" : system("basename -- '".quoted[2]."'")
+span(t) = high[t] - low[t]
+more(a, b) = a > b ? a : b
+less(a, b) = a < b ? a : b
+widest(base, d) = more(span(base + 1), more(span(base + 2), d > 2 ? span(base + 3) : 0))
+narrowest(base, d) = less(span(base + 1), less(span(base + 2), d > 2 ? span(base + 3) : span(base + 2)))
+# Room beyond the points; a map that is all but a line gets a quarter of its length.
+room(t, least) = more(0.04 * span(t), (least - span(t)) / 2) + (span(t) == 0 && least == 0 ? 0.5 : 0)
+limits(t, least) = sprintf("[%.9g:%.9g]", low[t] - room(t, least), high[t] + room(t, least))
+data_label(t) = t <= axes ? sprintf("variable %d", axis[t] - 1) : "data of the prototype"
+map_label(t) = t <= shown \
+  ? sprintf("axis %d", (turned && t < 3 ? 3 - t : t) - 1) \
+  : sprintf("variable %d of the prototypes", most - 1)
+
+# How far a spatial picture of equal axes can be enlarged in w x h pixels: without, its longest edge takes 0.55 of the
+# shorter side.
+rx = view[1:strstrt(view, ",")-1] * pi / 180
+rz = view[strstrt(view, ",")+1:*] * pi / 180
+across(s, t, u) = s * abs(cos(rz)) + t * abs(sin(rz))
+upward(s, t, u) = (s * abs(sin(rz)) + t * abs(cos(rz))) * abs(cos(rx)) + u * abs(sin(rx))
+zoom(w, h, s, t, u) = less(0.66 * w / across(s, t, u), 0.68 * h / upward(s, t, u)) * more(s, more(t, u)) \
+                      / (0.55 * less(w, h))
+
+# Tics at one step on axes of one scale: 1, 2 or 5 tens.
+step(x) = (x > 0 ? (p = 10.0 ** floor(log10(x)), x / p > 5 ? 10 * p : x / p > 2 ? 5 * p : x / p > 1 ? 2 * p : p) : 1)
+
+panels = picture eq "both" ? "data map" : picture
+both = words(panels) == 2
+shape = both ? "1000,430" : "560,430"
+eval open
+# Shares of the width: the data's panel, and the names of the classes.
+share = both ? (shown == 2 && span(4) > 1.8 * span(5) ? 0.42 : 0.5) : 0
+longest = 0
+do for [c=1:count] { longest = more(longest, strlen(called(c))) }
+key_share = count ? (7.0 * longest + 45) / size[1:strstrt(size, ",")-1] : 0
+set multiplot
+set xyplane relative 0
+unset colorbox
+do for [panel in panels] {
+  base = panel eq "data" ? 0 : 3
+  lengths = panel eq "data" ? axes : shown
+  d = lengths > 2 ? 3 : 2
+  equal = lengths > 1 && (panel eq "map" || widest(base, d) <= 8 * narrowest(base, d))
+  least = equal ? 0.25 * widest(base, d) : 0
+  last = panel eq word(panels, words(panels))
+  set origin (panel eq "map" ? share : 0),0
+  part = (both ? (panel eq "data" ? share : 1 - share) : 1) - (last ? key_share : 0)
+  set size part,1
+  eval "set xrange ".limits(base + 1, least)
+  eval "set yrange ".limits(base + 2, least)
+  eval "set zrange ".limits(base + 3, least)
+  do for [t=1:3] {
+    turn = t == 3 || d < 3 && t == 2 ? "rotate by 90 offset 0,0" : d < 3 ? "norotate offset 0,0" \
+                                                                 : "rotate parallel offset 0,-0.5"
+    eval sprintf("set %slabel '%s' %s", "xyz"[t:t], panel eq "data" ? data_label(t) : map_label(t), turn)
+    eval sprintf("set %stics %s", "xyz"[t:t], equal ? sprintf("%g", step(widest(base, d) / 6.5)) : "autofreq")
+  }
+  set title panel eq "data" ? sprintf("%s: %d prototypes, %d links%s", short, prototypes, links, \
+                                      lengths > 1 && !equal ? ", axes scaled apart" : "") \
+                            : sprintf("map, %d dimension%s%s", dimensions, dimensions == 1 ? "" : "s", \
+                                      dimensions > 3 ? ", the first three" : "")
+  unset key
+  if (last) {
+    if (count) { set key at screen 0.99,0.5 right center samplen 0.5 font "Sans,9" }
+    if (labelled && !count) { set colorbox; set cblabel short_labels }
+    note = count || labelled ? "" : "colour: the ".(shown ? sprintf("map's axis %d", longer - 1) : data_label(1))
+    set label 1 note at screen 0.01,0.025 font "Sans,9" tc rgb "#606060"
+  }
+  if (d == 3) {
+    if (equal) { set view equal xyz } else { set view noequal }
+    wide = size[1:strstrt(size, ",")-1] * part
+    tall = size[strstrt(size, ",")+1:*] + 0.0
+    side(t) = span(base + t) + 2 * room(base + t, least)
+    eval sprintf("set view %s,%g", view, equal ? zoom(wide, tall, side(1), side(2), side(3)) : 0.95)
+    eval "splot ".layers(panel, d)
+  } else {
+    if (equal) { set size ratio -1 }
+    eval "plot ".layers(panel, d)
+    set size noratio
+  }
+}
+unset multiplot
