@@ -19,3 +19,9 @@ build() {
   cmake --preset "$1"
   cmake --build --preset "$1" -j "$(nproc)" ${2:+--target "$2"}
 }
+
+# synthesize NAME SET N SEED: NAME.dat and NAME.lab, a surface or clusters of known shape; $top is the source tree.
+synthesize() {
+  awk -v set="$2" -v n="$3" -v seed="$4" -f "$top/examples/synthetic.awk" > "$1.dat"
+  awk -v set="$2" -v n="$3" -v seed="$4" -v label=1 -f "$top/examples/synthetic.awk" > "$1.lab"
+}

@@ -45,7 +45,6 @@ function known(x) { return x != "NaN" }
 BEGIN {
   CONVFMT = OFMT = "%.9g"
   split(kinds, kind_of)
-  split("2 1 3", turn)
   n = m = data = links = labels = placed = nx = 0
 }
 FNR == 1 { kind = kind_of[++files]; if (kind == "cod" && NF == 1 && $1 == 1) coded = 1 }
@@ -85,14 +84,15 @@ function valued(   i, k, found) {
   }
   return dimensions + 0
 }
-# Coordinate t of prototype i in the data and in the map.
-function in_data(i, t) { return t <= axes ? pro[i, axis[t]] : axes == 1 && t == 2 ? hits[i] + 0 : 0 }
+# Coordinate t of prototype i in the data and in the map, of datum i in the map; order[t] is what stands on axis t of
+# the picture (1 to 3 in the data, 4 to 6 in the map).
+function in_data(i, t) { t = order[t]; return t <= axes ? pro[i, axis[t]] : axes == 1 && t == 2 ? hits[i] + 0 : 0 }
 function in_map(i, t) {
-  if (turned) t = turn[t]
+  t = order[t + 3] - 3
   return t <= shown ? map[i, t] : shown == 1 && t == 2 ? pro[i, most] : 0
 }
 function in_prj(i, t) {
-  if (turned) t = turn[t]
+  t = order[t + 3] - 3
   return t <= shown ? prj[i, t] : shown == 1 && t == 2 ? pro[code[i], most] : 0
 }
 function stretch(t, x) {
@@ -100,17 +100,21 @@ function stretch(t, x) {
   if (!(t in low) || x < low[t]) low[t] = x
   if (!(t in high) || x > high[t]) high[t] = x
 }
-function swap(list,   kept) { kept = list[4]; list[4] = list[5]; list[5] = kept }
-# Ranges of the coordinates; a flat map that is higher than wide is laid on its side.
+function span(t) { return high[t] - low[t] }
+function swap(list, t, u,   kept) { kept = list[t]; list[t] = list[u]; list[u] = kept }
+function lay(t, u) { swap(order, t, u); swap(low, t, u); swap(high, t, u) }
+# Ranges of the coordinates; what would stand upright is laid on its side.
 function limits(   i, t) {
+  for (t = 1; t <= 6; ++t) order[t] = t
   for (t = 1; t <= 3; ++t) {
     for (i = 0; i < n; ++i) stretch(t, in_data(i, t))
     for (i = 0; i < m; ++i) stretch(t + 3, in_map(i, t))
     for (i = 0; i < placed; ++i) stretch(t + 3, in_prj(i, t))
   }
-  longer = shown > 1 && high[5] - low[5] > high[4] - low[4] ? 2 : 1
-  turned = shown == 2 && high[5] - low[5] > 1.4 * (high[4] - low[4])
-  if (turned) { swap(low); swap(high) }
+  longer = shown > 1 && span(5) > span(4) ? 2 : 1
+  if (shown == 2 && span(5) > 1.4 * span(4)) lay(4, 5)
+  if (shown == 3 && span(6) > 1.2 * span(4) && span(6) > 1.2 * span(5)) lay(4, 6)
+  if (axes == 3 && span(3) > 1.2 * span(1) && span(3) > 1.2 * span(2)) lay(1, 3)
 }
 # Labels: classes when all are whole numbers and not too many differ.
 function classify(   i, j, whole, rank, kept) {
@@ -122,6 +126,8 @@ function classify(   i, j, whole, rank, kept) {
   whole = 1
   for (i = 0; i < data; ++i) {
     if (label[i] != int(label[i])) whole = 0
+    if (!i || label[i] < label_low) label_low = label[i]
+    if (!i || label[i] > label_high) label_high = label[i]
     if (label[i] != -1 && !(label[i] + 0 in rank)) { rank[label[i] + 0]; sorted[++count] = label[i] + 0 }
   }
   if (!whole || count > 80) { count = 0; return }
@@ -154,38 +160,57 @@ function datum(i) {
   return in_prj(i, 1) " " in_prj(i, 2) " " in_prj(i, 3) " " (labels ? label[i] : prj[i, longer]) " " \
          (labels && count ? class_of[label[i] + 0] + 0 : 0)
 }
-function facts(   i, t, none, names, lows, highs, sep) {
+function facts(   i, t, names, lows, highs, orders, sep) {
   ORS = "; "  # one line, as eval reads it
   print "prototypes=" n "; variables=" variables + 0 "; axes=" axes + 0 "; dimensions=" dimensions + 0
-  print "shown=" shown + 0 "; links=" links "; placed=" placed "; data=" data "; longer=" longer "; turned=" turned + 0
+  print "shown=" shown + 0 "; links=" links "; placed=" placed "; data=" data "; longer=" longer
   print "images=" m "; coded=" coded + 0 "; labelled=" labels "; fault=" fault + 0 "; count=" count + 0
+  print "least_label=" label_low + 0 "; most_label=" label_high + 0
   print "most=" most "; array axis=[" axis[1] + 0 "," axis[2] + 0 "," axis[3] + 0 "]"
   for (i = 1; i <= count; ++i) names = names " " sorted[i]
   print "class_names=\"" names "\""
-  for (t = 1; t <= 6; ++t) { lows = lows sep low[t] + 0; highs = highs sep high[t] + 0; sep = "," }
-  print "array low=[" lows "]; array high=[" highs "]"
+  for (t = 1; t <= 6; ++t) {
+    lows = lows sep low[t] + 0; highs = highs sep high[t] + 0; orders = orders sep order[t]
+    sep = ","
+  }
+  print "array low=[" lows "]; array high=[" highs "]; array order=[" orders "]"
 }
-function god_facts(   i, k, pairs, top) {
+# Joins bins of a histogram until few pairs can be seen.
+function coarsen(   i, k, times, sum) {
   for (i = 0; i < nx; ++i)
-    for (k = 1; k <= ny; ++k) { pairs += god[i, k]; if (god[i, k] > top) top = god[i, k] }
+    for (k = 1; k <= ny; ++k) pairs += god[i, k]
+  times = pairs < 1000 ? 4 : pairs < 5000 ? 2 : 1
+  for (i = 0; i < nx; ++i)
+    for (k = 1; k <= ny; ++k) sum[int(i / times), int((k - 1) / times) + 1] += god[i, k]
+  nx = int((nx + times - 1) / times)
+  ny = int((ny + times - 1) / times)
+  width *= times
+  for (i = 0; i < nx; ++i)
+    for (k = 1; k <= ny; ++k) { god[i, k] = sum[i, k] + 0; if (god[i, k] > top) top = god[i, k] }
+}
+function god_facts() {
   print "pairs=" pairs + 0 "; top=" top + 0 "; width=" width + 0 "; nx=" nx "; ny=" ny "; ratio=" ratio + 0
 }
-function god_rows(   i, k, line, sum, all) {
-  if (want == "shades")
-    for (k = 1; k <= ny; ++k) {
-      line = ""
-      for (i = 0; i < nx; ++i) line = line god[i, k] " "
-      print line
-    }
-  else
-    for (i = 0; i < nx; ++i) {
-      sum = 0; all = 0
-      for (k = 1; k <= ny; ++k) { all += god[i, k]; sum += god[i, k] * (k - 0.5) }
-      if (all) print (i + 0.5) * width, sum / all * width
-    }
+function shades(   i, k, line) {
+  for (k = 1; k <= ny; ++k) {
+    line = ""
+    for (i = 0; i < nx; ++i) line = line god[i, k] " "
+    print line
+  }
+}
+# Mean of y over bins of x that hold a fiftieth of all pairs together.
+function means(   i, k, all, x, y) {
+  for (i = 0; i < nx; ++i) {
+    for (k = 1; k <= ny; ++k) { all += god[i, k]; x += god[i, k] * (i + 0.5); y += god[i, k] * (k - 0.5) }
+    if (all && (all >= pairs / 50 || i == nx - 1)) { print x / all * width, y / all * width; all = x = y = 0 }
+  }
 }
 END {
-  if (nx) { if (want == "facts") god_facts(); else god_rows(); exit }
+  if (nx) coarsen()
+  if (want == "shades") shades()
+  if (want == "means") means()
+  if (nx && want == "facts") god_facts()
+  if (nx) exit
   choose()
   shown = m == n ? valued() : 0
   if (shown > 3) shown = 3
@@ -224,14 +249,21 @@ text = "this gnuplot makes no ".format
 if (!strstrt(GPVAL_TERMINALS, " ".driver." ")) { eval stop }
 written = name.(picture eq "both" ? "" : "-".picture).".".format
 # Opens the picture, `shape` being its size unless another one was asked for.
-open = 'if (size eq "") { size = shape }; \
-  eval "set terminal ".driver." size ".(format eq "pdf" ? scaled(size) : size)." font \"Sans,11\" noenhanced"; \
-  set output written'
-scaled(text) = sprintf("%gin,%gin", text[1:strstrt(text, ",")-1] / 100.0, text[strstrt(text, ",")+1:*] / 100.0)
+drawing(size) = sprintf('set terminal %s size %s font "Sans,%d" noenhanced', driver, \
+                        format eq "pdf" ? inches(size) : size, wide(size) < 400 ? 9 : 11)
+open = 'if (size eq "") { size = shape }; eval drawing(size); set output written'
+wide(size) = 0.0 + size[1:strstrt(size, ",")-1]
+tall(size) = 0.0 + size[strstrt(size, ",")+1:*]
+inches(size) = sprintf("%gin,%gin", wide(size) / 100, tall(size) / 100)
 
 set tics font "Sans,9"
 ink = "#303030"
 pale = "#9a9a9a"
+
+more(a, b) = a > b ? a : b
+less(a, b) = a < b ? a : b
+# The step of tics that is no finer than x: 1, 2 or 5 times a power of ten.
+step(x) = (x > 0 ? (p = 10.0 ** floor(log10(x)), x / p > 5 ? 10 * p : x / p > 2 ? 5 * p : x / p > 1 ? 2 * p : p) : 1)
 
 # ---- GoD graphs ----
 
@@ -250,15 +282,18 @@ if (strstrt("god sgd egd cgd", picture)) {
   god(want, graph) = asked(want, "none", "god sta", file(".".graph)." ".file(".".graph[1:1]."st"))
   set multiplot layout 1,words(graphs)
   set palette defined (0 "#c6dbef", 0.5 "#4292c6", 1 "#08306b")
-  set logscale cb
   set cblabel "pairs of prototypes"
   set key outside bottom center horizontal samplen 2 font "Sans,9"
+  set bmargin 6
   set size ratio -1
   do for [graph in graphs] {
     eval system(god("facts", graph))
-    set cbrange [1:(top > 1 ? top : 2)]
+    if (top < 20) { unset logscale cb } else { set logscale cb }
+    set cbrange [1:more(top, 2)]
     set xrange [0:nx*width]
     set yrange [0:ny*width]
+    set xtics step(more(nx, ny) * width / 6.5)
+    set ytics step(more(nx, ny) * width / 6.5)
     set xlabel across(graph)
     set ylabel up(graph)
     set title sprintf("GoD %s: %d pairs, mean ratio %.2f", heading(graph), pairs, ratio)
@@ -311,7 +346,6 @@ mark(class) = int(word(marks, (class - 1) / 5 % 8 + 1))
 called(class) = words(classes) >= class ? word(classes, class) : word(class_names, class)
 set palette defined (0 "#440154", 1 "#472d7b", 2 "#3b528b", 3 "#2c728e", 4 "#21918c", 5 "#28ae80", 6 "#5ec962", \
                      7 "#addc30", 8 "#fde725")
-dot = prototypes <= 60 ? 1.1 : prototypes <= 400 ? 0.75 : prototypes <= 1500 ? 0.5 : 0.3
 
 # The layers of a panel as text for `plot` and `splot`: interpolated data, links, prototypes with a dark rim.
 place(d) = d > 2 ? "1:2:3" : "1:2"
@@ -326,8 +360,8 @@ lines(panel, d) = sprintf("rows('links','%s') using %s with lines lw 0.8 %s noti
                           place(d).(count ? "" : ":4"), count ? "lc rgb pale" : "lc palette")
 # Data that were not the learning set have no labels here.
 dots(panel, d) = labelled && placed != data \
-  ? sprintf("rows('data','%s') using %s with points pt 7 ps 0.2 lc rgb pale notitle, ", panel, place(d)) \
-  : filled("data", panel, d, 0.2, "notitle")
+  ? sprintf("rows('data','%s') using %s with points pt 7 ps %g lc rgb pale notitle, ", panel, place(d), speck) \
+  : filled("data", panel, d, speck, "notitle")
 layers(panel, d) = (panel eq "map" && placed ? dots(panel, d) : "") \
                    .(links ? lines(panel, d) : "").rims(panel, d, 1.3 * dot) \
                    .filled("points", panel, d, dot, "title called(c)")."1/0 notitle"
@@ -337,39 +371,35 @@ layers(panel, d) = (panel eq "map" && placed ? dots(panel, d) : "") \
 short = system("basename -- ".file(""))
 short_labels = labels eq "" ? "" : system("basename -- '".quoted[2]."'")
 span(t) = high[t] - low[t]
-more(a, b) = a > b ? a : b
-less(a, b) = a < b ? a : b
 widest(base, d) = more(span(base + 1), more(span(base + 2), d > 2 ? span(base + 3) : 0))
 narrowest(base, d) = less(span(base + 1), less(span(base + 2), d > 2 ? span(base + 3) : span(base + 2)))
 # Room beyond the points; a map that is all but a line gets a quarter of its length.
 room(t, least) = more(0.04 * span(t), (least - span(t)) / 2) + (span(t) == 0 && least == 0 ? 0.5 : 0)
 limits(t, least) = sprintf("[%.9g:%.9g]", low[t] - room(t, least), high[t] + room(t, least))
-data_label(t) = t <= axes ? sprintf("variable %d", axis[t] - 1) : "data of the prototype"
-map_label(t) = t <= shown \
-  ? sprintf("axis %d", (turned && t < 3 ? 3 - t : t) - 1) \
-  : sprintf("variable %d of the prototypes", most - 1)
+data_label(t) = order[t] <= axes ? sprintf("variable %d", axis[order[t]] - 1) : "data of the prototype"
+map_label(t) = order[t + 3] - 3 <= shown ? sprintf("axis %d", order[t + 3] - 4) \
+                                         : sprintf("variable %d of the prototypes", most - 1)
 
-# How far a spatial picture of equal axes can be enlarged in w x h pixels: without, its longest edge takes 0.55 of the
-# shorter side.
-rx = view[1:strstrt(view, ",")-1] * pi / 180
-rz = view[strstrt(view, ",")+1:*] * pi / 180
+# How far a spatial picture of equal axes can be enlarged in w x h pixels: without, the longer edge of its base takes
+# half of the shorter side.
+rx = wide(view) * pi / 180
+rz = tall(view) * pi / 180
 across(s, t, u) = s * abs(cos(rz)) + t * abs(sin(rz))
 upward(s, t, u) = (s * abs(sin(rz)) + t * abs(cos(rz))) * abs(cos(rx)) + u * abs(sin(rx))
-zoom(w, h, s, t, u) = less(0.66 * w / across(s, t, u), 0.68 * h / upward(s, t, u)) * more(s, more(t, u)) \
-                      / (0.55 * less(w, h))
-
-# Tics at one step on axes of one scale: 1, 2 or 5 tens.
-step(x) = (x > 0 ? (p = 10.0 ** floor(log10(x)), x / p > 5 ? 10 * p : x / p > 2 ? 5 * p : x / p > 1 ? 2 * p : p) : 1)
+zoom(w, h, s, t, u) = less(0.66 * w / across(s, t, u), 0.68 * h / upward(s, t, u)) * more(s, t) / (0.5 * less(w, h))
 
 panels = picture eq "both" ? "data map" : picture
 both = words(panels) == 2
 shape = both ? "1000,430" : "560,430"
 eval open
+dot = (prototypes <= 60 ? 1.1 : prototypes <= 400 ? 0.75 : prototypes <= 1500 ? 0.5 : 0.3) \
+      * less(1, sqrt(tall(size) / 430))
+speck = placed > 1000 ? 0.2 : 0.3
 # Shares of the width: the data's panel, and the names of the classes.
 share = both ? (shown == 2 && span(4) > 1.8 * span(5) ? 0.42 : 0.5) : 0
 longest = 0
 do for [c=1:count] { longest = more(longest, strlen(called(c))) }
-key_share = count ? (7.0 * longest + 45) / size[1:strstrt(size, ",")-1] : 0
+key_share = count ? (7.0 * longest + 45) / wide(size) : 0
 set multiplot
 set xyplane relative 0
 unset colorbox
@@ -386,11 +416,12 @@ do for [panel in panels] {
   eval "set xrange ".limits(base + 1, least)
   eval "set yrange ".limits(base + 2, least)
   eval "set zrange ".limits(base + 3, least)
+  tics = d < 3 ? 6.5 : 6.2 * less(1, part * wide(size) / 500)
   do for [t=1:3] {
     turn = t == 3 || d < 3 && t == 2 ? "rotate by 90 offset 0,0" : d < 3 ? "norotate offset 0,0" \
                                                                  : "rotate parallel offset 0,-0.5"
     eval sprintf("set %slabel '%s' %s", "xyz"[t:t], panel eq "data" ? data_label(t) : map_label(t), turn)
-    eval sprintf("set %stics %s", "xyz"[t:t], equal ? sprintf("%g", step(widest(base, d) / 6.5)) : "autofreq")
+    eval sprintf("set %stics %g", "xyz"[t:t], step(equal ? widest(base, d) / tics : span(base + t) / 5.0))
   }
   set title panel eq "data" ? sprintf("%s: %d prototypes, %d links%s", short, prototypes, links, \
                                       lengths > 1 && !equal ? ", axes scaled apart" : "") \
@@ -399,16 +430,19 @@ do for [panel in panels] {
   unset key
   if (last) {
     if (count) { set key at screen 0.99,0.5 right center samplen 0.5 font "Sans,9" }
-    if (labelled && !count) { set colorbox; set cblabel short_labels }
+    if (labelled && !count) {
+      set colorbox
+      set cblabel short_labels
+      if (most_label > least_label) { set cbrange [least_label:most_label] }
+      set cbtics step((most_label - least_label) / 4.0)
+    }
     note = count || labelled ? "" : "colour: the ".(shown ? sprintf("map's axis %d", longer - 1) : data_label(1))
     set label 1 note at screen 0.01,0.025 font "Sans,9" tc rgb "#606060"
   }
   if (d == 3) {
     if (equal) { set view equal xyz } else { set view noequal }
-    wide = size[1:strstrt(size, ",")-1] * part
-    tall = size[strstrt(size, ",")+1:*] + 0.0
     side(t) = span(base + t) + 2 * room(base + t, least)
-    eval sprintf("set view %s,%g", view, equal ? zoom(wide, tall, side(1), side(2), side(3)) : 0.95)
+    eval sprintf("set view %s,%g", view, equal ? zoom(part * wide(size), tall(size), side(1), side(2), side(3)) : 0.95)
     eval "splot ".layers(panel, d)
   } else {
     if (equal) { set size ratio -1 }
