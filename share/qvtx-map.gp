@@ -270,7 +270,8 @@ step(x) = (x > 0 ? (p = 10.0 ** floor(log10(x)), x / p > 5 ? 10 * p : x / p > 2 
 if (strstrt("god sgd egd cgd", picture)) {
   graphs = ""
   do for [graph in "sgd egd cgd"] {
-    if ((picture eq "god" || picture eq graph) && there(file(".".graph))) { graphs = graphs." ".graph }
+    if (picture ne "god" && picture ne graph) { continue }
+    if (there(file(".".graph)) && there(file(".".graph[1:1]."st"))) { graphs = graphs." ".graph }
   }
   text = "no ".name.".".(picture eq "god" ? "sgd, .egd, .cgd" : picture)." (sg, eg, cg or ag makes them, then sm)"
   if (graphs eq "") { eval stop }
@@ -340,31 +341,29 @@ if (shown == 0) { picture = "data" }
 # Classes in ten colours that colour-blind eyes tell apart (Petroff 2021), five to a mark; numbers from
 # violet to yellow (viridis).
 hues = "3f90da ffa90e bd1f01 94a4a2 832db6 a96b59 e76300 b9ac70 717581 92dadb"
-hue(class) = int("0x".word(hues, (class - 1) % 10 + 1))
+hue(class) = class > 0 ? int("0x".word(hues, (int(class) - 1) % 10 + 1)) : 0xd0d0d0
 marks = "7 5 9 11 13 15 3 2"
-mark(class) = int(word(marks, (class - 1) / 5 % 8 + 1))
+mark(class) = int(word(marks, (class > 0 ? int(class) - 1 : 0) / 5 % 8 + 1))
 called(class) = words(classes) >= class ? word(classes, class) : word(class_names, class)
 set palette defined (0 "#440154", 1 "#472d7b", 2 "#3b528b", 3 "#2c728e", 4 "#21918c", 5 "#28ae80", 6 "#5ec962", \
                      7 "#addc30", 8 "#fde725")
 
-# The layers of a panel as text for `plot` and `splot`: interpolated data, links, prototypes with a dark rim.
-place(d) = d > 2 ? "1:2:3" : "1:2"
-of_class(d) = d > 2 ? "(column(5) == c ? $1 : NaN):2:3" : "(column(5) == c ? $1 : NaN):2"
-discs(kind, panel, d, size, style) = sprintf("rows('%s','%s') using %s with points ps %g %s, ", \
-                                             kind, panel, count ? of_class(d) : place(d).":4", size, style)
-filled(kind, panel, d, size, key) = (count ? "for [c=1:count] " : "").discs( \
-  kind, panel, d, size, count ? "pt mark(c) lc rgb hue(c) ".key : "pt 7 lc palette notitle")
-rims(panel, d, size) = (count ? "for [c=0:count] " : "").discs( \
-  "points", panel, d, size, (count ? "pt (c ? mark(c) : 6)" : "pt 7")." lc rgb ink notitle")
-lines(panel, d) = sprintf("rows('links','%s') using %s with lines lw 0.8 %s notitle, ", panel, \
-                          place(d).(count ? "" : ":4"), count ? "lc rgb pale" : "lc palette")
-# Data that were not the learning set have no labels here.
-dots(panel, d) = labelled && placed != data \
-  ? sprintf("rows('data','%s') using %s with points pt 7 ps %g lc rgb pale notitle, ", panel, place(d), speck) \
-  : filled("data", panel, d, speck, "notitle")
-layers(panel, d) = (panel eq "map" && placed ? dots(panel, d) : "") \
-                   .(links ? lines(panel, d) : "").rims(panel, d, 1.3 * dot) \
-                   .filled("points", panel, d, dot, "title called(c)")."1/0 notitle"
+# The layers of a panel as text for `plot` and `splot`: interpolated data, links, prototypes with a dark rim, the key.
+# Each is one reading of the files, whatever the number of classes. Data that were not the learning set have no labels.
+layer(kind, panel, d, columns, style) = sprintf("rows('%s','%s') using %s%s with %s notitle, ", \
+                                                kind, panel, d > 2 ? "1:2:3" : "1:2", columns, style)
+points(style, size) = sprintf("points %s ps %g", style, size)
+filled(kind, panel, d, size) = count \
+  ? layer(kind, panel, d, ":(mark(column(5))):(hue(column(5)))", points("pt variable lc rgb variable", size)) \
+  : layer(kind, panel, d, ":4", points("pt 7 lc palette", size))
+dots(panel, d) = labelled && placed != data ? layer("data", panel, d, "", points("pt 7 lc rgb pale", speck)) \
+                                            : filled("data", panel, d, speck)
+rims(panel, d) = layer("points", panel, d, ":(mark(column(5)))", points("pt variable lc rgb ink", 1.3 * dot))
+lines(panel, d) = count ? layer("links", panel, d, "", "lines lw 0.8 lc rgb pale") \
+                        : layer("links", panel, d, ":4", "lines lw 0.8 lc palette")
+layers(panel, d) = (panel eq "map" && placed ? dots(panel, d) : "").(links ? lines(panel, d) : "").rims(panel, d) \
+                   .filled("points", panel, d, dot) \
+                   ."for [c=1:count] keyentry with points pt mark(c) ps dot lc rgb hue(c) title called(c)"
 
 # ---- Panels ----
 
@@ -374,7 +373,8 @@ span(t) = high[t] - low[t]
 widest(base, d) = more(span(base + 1), more(span(base + 2), d > 2 ? span(base + 3) : 0))
 narrowest(base, d) = less(span(base + 1), less(span(base + 2), d > 2 ? span(base + 3) : span(base + 2)))
 # Room beyond the points; a map that is all but a line gets a quarter of its length.
-room(t, least) = more(0.04 * span(t), (least - span(t)) / 2) + (span(t) == 0 && least == 0 ? 0.5 : 0)
+room(t, least) = span(t) == 0 && least == 0 ? 0.5 \
+                                            : more(more(0.04 * span(t), 0.12 * least), (least - span(t)) / 2)
 limits(t, least) = sprintf("[%.9g:%.9g]", low[t] - room(t, least), high[t] + room(t, least))
 data_label(t) = order[t] <= axes ? sprintf("variable %d", axis[order[t]] - 1) : "data of the prototype"
 map_label(t) = order[t + 3] - 3 <= shown ? sprintf("axis %d", order[t + 3] - 4) \
