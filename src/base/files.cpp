@@ -15,8 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int most_links = 40;       ///< depth at which POSIX systems give up, too
-constexpr int most_attempts = 1000;  ///< temporary names tried
+constexpr int most_links = 40;  ///< depth at which POSIX systems give up, too
 
 /// Where the name leads to; the last link may be dangling, then it leads to the file that would be created.
 /// Empty when the links go round in circles.
@@ -31,20 +30,8 @@ fs::path follow_links(fs::path name) {
   return {};
 }
 
-/// Creates a new file in the directory. Its name is short, so that a target with a name as long as the system
-/// allows can be replaced, too.
-std::FILE* create_temporary(const fs::path& directory, std::string& name) {
-  static unsigned counter = 0;
-  for (int k = 0; k < most_attempts; ++k) {
-    name = (directory / (".qv" + std::to_string(::getpid()) + "." + std::to_string(counter++))).string();
-    if (std::FILE* file = std::fopen(name.c_str(), "wbx")) return file;
-    if (errno != EEXIST) break;
-  }
-  name.clear();
-  return nullptr;
-}
-
 WriteListener write_listener;
+FileSet* youngest_set = nullptr;
 
 void tell_failure(const std::string& name) {
   if (write_listener) write_listener(name, errno);
@@ -54,54 +41,92 @@ void tell_failure(const std::string& name) {
 
 SafeFile::SafeFile(const char* name) : name_(name) {
   errno = 0;
-  if (!open(name)) tell_failure(name_);
+  if (!open(name)) fail();
+}
+
+void SafeFile::fail() const {
+  if (youngest_set != nullptr) youngest_set->failed_ = true;
+  tell_failure(name_);
 }
 
 bool SafeFile::open(const char* name) {
   const fs::path target = follow_links(name);
-  target_ = target.string();
   std::error_code error;
   const fs::file_status status = fs::status(target, error);
   const bool exists = fs::exists(status);
   if (exists && !fs::is_regular_file(status)) {
-    file_ = std::fopen(target_.c_str(), "wb");
-    return file_ != nullptr;
+    direct_ = std::fopen(target.c_str(), "wb");
+    return direct_ != nullptr;
   }
-  if (target_.empty()) errno = ELOOP;
+  if (target.empty()) errno = ELOOP;
   // Renaming would also replace a file that its owner has protected from writing.
-  if (target_.empty() || (exists && ::access(target_.c_str(), W_OK) != 0)) return false;
-  file_ = create_temporary(target.parent_path(), temporary_);
-  if (file_ == nullptr) return false;
-  if (exists) fs::permissions(temporary_, status.permissions(), error);
+  if (target.empty() || (exists && ::access(target.c_str(), W_OK) != 0)) return false;
+  if (youngest_set == nullptr || youngest_set->is_new(target.string())) remove_remainders(target.string());
+  draft_.emplace(target.string());
+  if (draft_->file() == nullptr) return false;
   errno = 0;  // from here on that of the writing
   return true;
 }
 
 SafeFile::~SafeFile() {
-  if (file_ != nullptr) {
-    if (std::ferror(file_) == 0) errno = 0;
-    tell_failure(name_);
-    std::fclose(file_);
+  if (is_open()) {
+    if (std::ferror(file()) == 0) errno = 0;
+    fail();
   }
-  if (!temporary_.empty()) std::remove(temporary_.c_str());
+  if (direct_ != nullptr) std::fclose(direct_);
 }
 
 bool SafeFile::commit() {
-  if (file_ == nullptr) return false;
-  const bool placed = close();
-  if (!placed) tell_failure(name_);
-  return placed;
+  if (!is_open()) return false;
+  const bool ended = end();
+  if (!ended) fail();
+  draft_.reset();
+  return ended;
 }
 
-bool SafeFile::close() {
-  const bool written = std::ferror(file_) == 0 && std::fflush(file_) == 0;
-  const int error = errno;
-  const bool closed = std::fclose(file_) == 0;
-  if (!written) errno = error;
-  file_ = nullptr;
-  if (temporary_.empty() || !written || !closed) return written && closed;
-  if (std::rename(temporary_.c_str(), target_.c_str()) != 0) return false;
-  temporary_.clear();
+bool SafeFile::end() {
+  if (direct_ != nullptr) {
+    const bool written = std::ferror(direct_) == 0 && std::fflush(direct_) == 0;
+    const int error = errno;
+    const bool closed = std::fclose(std::exchange(direct_, nullptr)) == 0;
+    if (!written) errno = error;
+    return written && closed;
+  }
+  if (!draft_->flush()) return false;
+  if (youngest_set == nullptr) return draft_->place() && flush_directory(draft_->directory());
+  youngest_set->waiting_.push_back(std::move(*draft_));
+  return true;
+}
+
+FileSet::FileSet() : outer_(std::exchange(youngest_set, this)) {}
+
+FileSet::~FileSet() { youngest_set = outer_; }
+
+bool FileSet::commit() {
+  if (!failed_) failed_ = !place_all();
+  waiting_.clear();
+  return !failed_;
+}
+
+bool FileSet::is_new(const std::string& target) {
+  return cleared_.insert(fs::path(target).replace_extension().string()).second;
+}
+
+bool FileSet::place_all() {
+  std::set<std::string> directories;
+  for (Draft& file : waiting_) {
+    if (!file.place()) {
+      tell_failure(file.target());
+      return false;
+    }
+    ++placed_;
+    directories.insert(file.directory());
+  }
+  for (const std::string& directory : directories) {
+    if (flush_directory(directory)) continue;
+    tell_failure(directory);
+    return false;
+  }
   return true;
 }
 

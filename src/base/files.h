@@ -3,15 +3,20 @@
 
 #include <cstdio>
 #include <functional>
+#include <optional>
+#include <set>
 #include <string>
+#include <vector>
+
+#include "base/draft.h"
 
 namespace qvtx {
 
 /// A file being saved. The text goes to a temporary file (short name) in the target's directory, which
-/// `commit` renames over the target after a successful flush and close; without a commit, or on any failure,
-/// the earlier file stands as it was. A symbolic link keeps its place and its target is replaced; a target
-/// that is not a regular file (a device, a pipe) is written directly. A target that may not be written is
-/// refused, although renaming would replace it.
+/// `commit` writes through to the disk and renames over the target; without a commit, or on any failure, the
+/// earlier file stands as it was. A symbolic link keeps its place and its target is replaced; a target that
+/// is not a regular file (a device, a pipe) is written directly. A target that may not be written is refused,
+/// although renaming would replace it. While there is a FileSet the file belongs to it.
 class SafeFile {
  public:
   explicit SafeFile(const char* name);
@@ -19,21 +24,49 @@ class SafeFile {
   SafeFile(const SafeFile&) = delete;
   SafeFile& operator=(const SafeFile&) = delete;
 
-  bool is_open() const { return file_ != nullptr; }
+  bool is_open() const { return file() != nullptr; }
   /// The open stream ("wb"), null when it could not be opened.
-  std::FILE* file() const { return file_; }
-  /// Closes the file. True when every byte has reached it and it has taken its place; false also on a second
-  /// call.
+  std::FILE* file() const { return direct_ != nullptr ? direct_ : draft_ ? draft_->file() : nullptr; }
+  /// Ends the file. True when every byte has reached it and it has taken its place, which in a set it does
+  /// later; false also on a second call.
   bool commit();
 
  private:
   bool open(const char* name);
-  bool close();
+  bool end();
+  void fail() const;
 
-  std::FILE* file_ = nullptr;
-  std::string name_;       ///< as it was asked for
-  std::string target_;     ///< what is replaced, links resolved
-  std::string temporary_;  ///< what is written; empty when the target is written directly
+  std::FILE* direct_ = nullptr;  ///< of a target that is written directly
+  std::optional<Draft> draft_;
+  std::string name_;  ///< as it was asked for
+};
+
+/// Files that take their places together. While a set exists the files that are committed wait under their
+/// temporary names; `commit` renames all of them. When one of them fails, or without a commit, all earlier
+/// files stand as they were. Sets nest: files belong to the youngest, and join no other one.
+class FileSet {
+ public:
+  FileSet();
+  ~FileSet();
+  FileSet(const FileSet&) = delete;
+  FileSet& operator=(const FileSet&) = delete;
+
+  /// True when every file that was begun in the set has taken its place.
+  bool commit();
+  /// Number of files that have; between 0 and all only when a renaming failed.
+  std::size_t placed() const { return placed_; }
+
+ private:
+  friend class SafeFile;
+  /// Whether remainders of files of this name were not looked for yet.
+  bool is_new(const std::string& target);
+  bool place_all();
+
+  std::vector<Draft> waiting_;
+  std::set<std::string> cleared_;  ///< names without extension whose remainders have been removed
+  bool failed_ = false;
+  std::size_t placed_ = 0;
+  FileSet* const outer_;
 };
 
 /// Writes the text as a file of its own, as a SafeFile; true on success.

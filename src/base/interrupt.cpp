@@ -45,6 +45,7 @@ void make_pipe() {
 
 void catch_interrupts() {
   make_pipe();
+  std::signal(SIGXFSZ, SIG_IGN);  // a write beyond the limit fails, and is told of
   catch_signal(SIGINT, 0);
   catch_signal(SIGPIPE, 0);
   catch_signal(SIGTERM, static_cast<int>(SA_RESETHAND));

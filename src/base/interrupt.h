@@ -7,7 +7,7 @@ namespace qvtx {
 struct GivenUp {};
 
 /// Catches SIGINT, SIGTERM, SIGHUP and SIGPIPE from now on, each unless it was ignored before: a signal is
-/// only remembered. The second SIGTERM or SIGHUP ends the program at once.
+/// only remembered. The second SIGTERM or SIGHUP ends the program at once. SIGXFSZ is ignored.
 void catch_interrupts();
 
 /// True when a signal is remembered. Methods ask after each epoch, pass or row, end there and close as if

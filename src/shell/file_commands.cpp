@@ -49,13 +49,28 @@ Outcome Session::load_mapping() {
 }
 
 Outcome Session::save_all() {
-  const int verbose = static_cast<int>(analysis_.verbose);
-  if (verbose) prompt("Save Mapping parameters:\n");
+  if (analysis_.verbose) prompt("Save Mapping parameters:\n");
   std::string name;
   getfile(name);
-  const auto file = [&name](const char* extension) { return name + extension; };
+  FileSet files;
+  save_parts(name);
+  save_log(name + ".log");
+  const bool saved = files.commit();
+  prompt(saved ? "  log saved!\n" : "  log failed!\n");
+  if (saved) {
+    unsaved_ = false;
+  } else {
+    tell(files.placed() == 0
+             ? "nothing was written: earlier files of the name " + name + " stand as they were"
+             : "only some of the files of the name " + name + " were replaced");
+  }
+  return Outcome::quiet;
+}
 
-  if (analysis_.save_mbf(file(".mbf").c_str())) unsaved_ = false;
+void Session::save_parts(const std::string& name) {
+  const int verbose = static_cast<int>(analysis_.verbose);
+  const auto file = [&name](const char* extension) { return name + extension; };
+  analysis_.save_mbf(file(".mbf").c_str());
   if (analysis_.done(VeQuan::pinidone)) {
     analysis_.protsave(file(".pro").c_str(), 0);
     MatFullL index;
@@ -76,19 +91,16 @@ Outcome Session::save_all() {
   save_graph(work_.sgd, work_.sst, ".sgd", ".sst");
   save_graph(work_.egd, work_.est, ".egd", ".est");
   save_graph(work_.cgd, work_.cst, ".cgd", ".cst");
-
-  prompt(save_log(file(".log")) ? "  log saved!\n" : "  log failed!\n");
-  return Outcome::quiet;
 }
 
-bool Session::save_log(const std::string& name) {
+void Session::save_log(const std::string& name) {
   std::ostringstream text;
   Ostr log(text);
   write_report(log, 1, true);
   if (work_.jrp.nrow() > 0) {
     log.ow("  rel. mean quad. error = ").ow(analysis_.ir_err(reference(), work_.jrp)).nl();
   }
-  return write_file(name.c_str(), text.str());
+  write_file(name.c_str(), text.str());
 }
 
 Outcome Session::save_trace() {

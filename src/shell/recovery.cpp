@@ -1,6 +1,7 @@
 #include "shell/recovery.h"
 
 #include <filesystem>
+#include <functional>
 #include <sstream>
 
 #include "base/files.h"
@@ -21,6 +22,12 @@ std::string free_name() {
   return name;
 }
 
+/// A save by itself: the end of the program may have come in the middle of a set of files.
+bool saved_alone(const std::function<bool()>& save) {
+  FileSet own;
+  return save() && own.commit();
+}
+
 }  // namespace
 
 void recover(const ToMapp& analysis, const std::string& trace) {
@@ -28,9 +35,9 @@ void recover(const ToMapp& analysis, const std::string& trace) {
   std::ostringstream unheard;
   const Ostr console = os;
   os = Ostr(unheard);
-  const bool saved = analysis.save_mbf((name + ".mbf").c_str()) != 0;
+  const bool saved = saved_alone([&] { return analysis.save_mbf((name + ".mbf").c_str()) != 0; });
   os = console;
-  const bool traced = write_file((name + ".trc").c_str(), trace + "xt\ny\n");
+  const bool traced = saved_alone([&] { return write_file((name + ".trc").c_str(), trace + "xt\ny\n"); });
   if (saved)
     tell("the analysis was not saved: it is in " + name + ".mbf" + (traced ? " and " + name + ".trc" : ""));
   else

@@ -137,7 +137,8 @@ class Session {
   bool load_snapshot();
   /// level: of `ToMapp::show`; graphs: with those of the GoD criteria.
   void write_report(Ostr& o, int level, bool graphs);
-  bool save_log(const std::string& name);
+  void save_parts(const std::string& name);
+  void save_log(const std::string& name);
   const MatFullD& reference() const { return work_.dat.nrow() > 0 ? work_.dat : analysis_.getdat(); }
   std::string data_file(const char* extension) const { return data_name_ + extension; }
 

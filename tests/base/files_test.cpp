@@ -40,6 +40,21 @@ TEST_F(SafeFileTest, OnlyACommitReplacesTheEarlierFile) {
   EXPECT_EQ(file_count(), 1);
 }
 
+TEST_F(SafeFileTest, ClearsUpWhatAKilledProgramLeftButNotWhatALivingOneWrites) {
+  std::string left;
+  {
+    const Draft draft(fs::absolute("a.pro").string());
+    for (const auto& entry : fs::directory_iterator(".")) left = entry.path().filename().string();
+    SafeFile other("a.map");
+    EXPECT_TRUE(fs::exists(left)) << "it is being written";
+  }
+  test::write_file(left, "half");
+  save("b.map", "of another name");
+  EXPECT_TRUE(fs::exists(left));
+  save("a.map", "");
+  EXPECT_FALSE(fs::exists(left));
+}
+
 TEST_F(SafeFileTest, KeepsPermissionsAndHonoursTheMaskOfNewFiles) {
   const auto mode = [](const char* name) {
     struct stat status = {};
@@ -66,6 +81,27 @@ TEST_F(SafeFileTest, LinksKeepTheirPlace) {
   for (const char* link : {"outer", "sub/inner", "sub/dangling"}) EXPECT_TRUE(fs::is_symlink(link)) << link;
   EXPECT_EQ(read_file("sub/file"), "new");
   EXPECT_EQ(read_file("sub/later"), "born");
+}
+
+TEST_F(SafeFileTest, ASetTakesItsPlaceAsAWholeOrNotAtAll) {
+  save("a.pro", "old");
+  for (const bool fails : {true, false}) {
+    FileSet set;
+    EXPECT_TRUE(save("a.pro", "new"));
+    EXPECT_TRUE(save("a.map", "new"));
+    if (fails) {
+      EXPECT_FALSE(save("missing/a", ""));
+    }
+    {
+      FileSet inner;
+      EXPECT_TRUE(save("b", "alone"));
+      EXPECT_TRUE(inner.commit());
+    }
+    EXPECT_EQ(read_file("a.pro"), "old");
+    EXPECT_EQ(set.commit(), !fails);
+    EXPECT_EQ(file_count(), fails ? 2 : 3);
+  }
+  EXPECT_EQ(read_file("a.pro"), "new");
 }
 
 TEST_F(SafeFileTest, RefusesWhatCannotBeWritten) {

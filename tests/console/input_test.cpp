@@ -70,19 +70,5 @@ TEST(Files, DamagedAndForeignOnesAreRefusedAndTheSessionGoesOn) {
   EXPECT_NE(r.out.find("Mapping: Curvilinear Component Analysis, 3 dimensions"), std::string::npos);
 }
 
-TEST(Files, AFailedSaveKeepsTheEarlierFile) {
-  Workplace here;
-  here.bring("iris.dat");
-  std::filesystem::create_directory(here.path("sub"));
-  here.write("sub/a.pro", "precious\n");
-  std::filesystem::create_directory(here.path("sub/a.cod"));  // a directory in the way of the codes
-  const Result r = here.run(words("ld iris km 5 sm missing/a sm sub/a xt y"));
-  EXPECT_EQ(r.status, 0);
-  EXPECT_NE(r.err.find("  log failed!\n"), std::string::npos);
-  EXPECT_NE(r.err.find("  log saved!\n"), std::string::npos);
-  EXPECT_NE(here.read("sub/a.pro"), "precious\n");
-  EXPECT_TRUE(std::filesystem::is_directory(here.path("sub/a.cod")));
-}
-
 }  // namespace
 }  // namespace qvtx::console

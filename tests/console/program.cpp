@@ -25,10 +25,10 @@ std::string slurp(const fs::path& path) {
 
 }  // namespace
 
-Workplace::Workplace() {
+Workplace::Workplace(const fs::path& parent) {
   static int number = 0;
-  directory_ =
-      fs::temp_directory_path() / ("qvtx-" + std::to_string(::getpid()) + "-" + std::to_string(number++));
+  directory_ = (fs::is_directory(parent) ? parent : fs::temp_directory_path()) /
+               ("qvtx-" + std::to_string(::getpid()) + "-" + std::to_string(number++));
   fs::create_directories(directory_);
   bring("Qvtx.prf");
 }

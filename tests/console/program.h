@@ -16,7 +16,8 @@ struct Result {
 /// A temporary working directory with the shipped preference file; removed at the end.
 class Workplace {
  public:
-  Workplace();
+  /// parent: where the directory is made; that of temporary files when it does not exist.
+  explicit Workplace(const std::filesystem::path& parent = {});
   ~Workplace();
 
   /// Runs the program with the words as its input, one a line. options: shell text ahead of the program's
