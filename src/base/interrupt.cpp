@@ -14,6 +14,8 @@ namespace {
 std::atomic<int> remembered{0};
 static_assert(std::atomic<int>::is_always_lock_free, "the handler sets it");
 
+long interruptibles = 0;
+
 /// A pipe to ourselves: a signal that comes just before a wait must end it, too.
 int pipe_ends[2] = {-1, -1};
 
@@ -69,6 +71,13 @@ void clear_interrupt() {
   char bytes[64];
   while (pipe_ends[0] >= 0 && ::read(pipe_ends[0], bytes, sizeof bytes) > 0) {
   }
+}
+
+Interruptible::Interruptible() { ++interruptibles; }
+Interruptible::~Interruptible() { --interruptibles; }
+
+void interruption_point() {
+  if (interrupted() && interruptibles > 0) throw GivenUp();
 }
 
 bool wait_for_input(int descriptor) {

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "base/exponential.h"
+#include "base/interrupt.h"
 #include "graph/graph_paths.h"
 
 namespace qvtx {
@@ -54,6 +55,7 @@ bool positive_pivots(const MatFullD& a) {
   const long n = a.nrow();
   std::vector<double> rest(a.data(), a.data() + n * n);
   for (long k = 0; k < n; ++k) {
+    interruption_point();
     const double* pivot = rest.data() + k * n;
     if (!(pivot[k] > 0.0)) return false;
     for (long i = k + 1; i < n; ++i) {
@@ -109,6 +111,7 @@ void GraphLaplacian::fill_block(const std::vector<long>& members, MatFullD& bloc
     block.data()[i * size + j] = block.data()[j * size + i] = a;
   };
   for (long i = size - 1; i >= 0; --i) {
+    interruption_point();
     const long node = members[static_cast<std::size_t>(i)];
     const double* dist = row(node);
     if (options_.weight > 1) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/interrupt.h"
+
 namespace qvtx {
 namespace {
 
@@ -125,6 +127,7 @@ typename ImplicitQL<Real>::State QLHistory<Real>::run(long n, Real* diag, Real* 
       beginning = Beginning{iteration, {diag, diag + n}, {subd, subd + n}, 0};
       rotations_.clear();
     }
+    interruption_point();
     state = iteration.sweep(rotations_);
   }
   return state;
@@ -133,6 +136,7 @@ typename ImplicitQL<Real>::State QLHistory<Real>::run(long n, Real* diag, Real* 
 template <class Real>
 void QLHistory<Real>::multiply(VectorPanels<Real>& vectors) {
   for (size_t left = beginnings_.size();; --left) {
+    interruption_point();
     for (long p = 0; p < vectors.count(); ++p) rotations_.multiply(vectors.panel(p), vectors.lines());
     if (left == 0) return;
     Beginning& beginning = beginnings_[left - 1];

@@ -10,6 +10,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "base/interrupt.h"
 #include "base/ostr.h"
 #include "local/implicit_ql.h"
 #include "local/tridiagonal.h"
@@ -345,6 +346,7 @@ void mgcEigenT<Real>::DecrSortEigenStuff(int k) {
   for (long v = 0; v < wanted; ++v) vectors.at(order[static_cast<size_t>(v)], v) = 1;
   history.multiply(vectors);
   for (long p = 0; p < vectors.count(); ++p) {
+    interruption_point();
     eigen_kernels<Real>().reflect(vectors.panel(p), vectors.lines(), mat, h.data(), 1, n);
   }
   for (long i = 0; i < n; ++i) {

@@ -19,6 +19,8 @@ namespace qvtx {
 /// are collected in `error` and reported; the results are then without meaning, but defined. Non-finite input
 /// ends in `ql_exceeded`. A problem without arrays (order below 2, allocation failed) solves nothing.
 ///
+/// Its steps are interruption points (base/interrupt.h); a problem that was given up is spoiled.
+///
 /// Shared by mgcEigenD (Real = double) and mgcEigen (Real = float, all arithmetic in float), each with
 /// statics of its own.
 template <class Real>

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "base/interrupt.h"
 #include "local/eigen_kernels.h"
 
 namespace qvtx {
@@ -44,6 +45,7 @@ void reduce_to_tridiagonal(long n, Real* const* a, Real* diag, Real* subd, Real*
   std::vector<Real> u(size, 0), q(size, 0), x(size), p(size);
   subd[n - 1] = 0;
   for (long i = n - 1; i >= 1; --i) {
+    interruption_point();
     Real* row = a[i];
     const Real ui = u[static_cast<size_t>(i)];
     const Real qi = q[static_cast<size_t>(i)];

@@ -7,6 +7,7 @@
 #include <limits>
 #include <vector>
 
+#include "base/interrupt.h"
 #include "local/mgceigen.h"
 #include "mapping/input_distances.h"
 #include "mapping/tomapp.h"
@@ -20,8 +21,9 @@ long ToMapp::mds(long dim) {
   if (!dist_ini(0)) return 0;
   mapr_ini(dim, 0);
   say("mds: mapping ... ");
-  if (!mds_cor()) return 0;
-  say_end("done!");
+  const bool solved = mds_cor() != 0;
+  say_end(solved ? "done!" : "failed!");
+  if (!solved) return 0;
   return mapr_fin(scaling_name);
 }
 
@@ -35,6 +37,7 @@ double single(double x) { return static_cast<double>(static_cast<float>(x)); }
 std::vector<double> squared_distances(InputDistances& input, double** a, long n) {
   std::vector<double> mean(static_cast<std::size_t>(n), 0.0);
   for (long i = n - 1; i >= 0; --i) {
+    interruption_point();
     const double* distance = input.row(i);
     double sum = 0;
     for (long j = n - 1; j >= 0; --j) {
@@ -75,6 +78,7 @@ Spectrum spectrum_of(const double* diag, long n, long axes) {
 long ToMapp::mds_cor() {
   const long n = prot.nrow();
   if (n < 2 || mprot.nrow() != n || !rows_ready(balance())) return 0;
+  const Interruptible scope;
   mgcEigenD problem(static_cast<int>(n));
   if (!problem.mat) return 0;
   InputDistances input(*this, balance(), true, memory.distances);

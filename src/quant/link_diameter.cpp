@@ -4,6 +4,8 @@
 #include <limits>
 #include <vector>
 
+#include "base/interrupt.h"
+
 namespace qvtx {
 
 namespace {
@@ -64,6 +66,7 @@ long link_diameter(const MatLinkD& links) {
   // Turn by turn a node at the rim, which raises the diameter, and one in the middle, which lowers the bounds
   // of others.
   for (bool rim = true; !open.empty(); rim = !rim) {
+    interruption_point();
     const int u = *std::min_element(open.begin(), open.end(), [&](int a, int b) {
       return rim ? at(a).upper > at(b).upper : at(a).lower < at(b).lower;
     });

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/interrupt.h"
 #include "graph/path_rows.h"
 #include "matrix/distance/row_search.h"
 #include "quant/link_diameter.h"
@@ -106,12 +107,16 @@ class PairDistances::Pass {
   /// groups. The ranges do not depend on it.
   void run(const std::function<void()>& after) {
     if (!routes_) {
-      for (long i = n_ - 1; i >= 0; --i, after()) take(i);
+      for (long i = n_ - 1; i >= 0; --i, after()) {
+        interruption_point();
+        take(i);
+      }
       return;
     }
     const long* const nodes = routes_->order().data();
     for (long first = 0; first < n_; first += PathRows::group) {
       const long count = std::min(PathRows::group, n_ - first);
+      interruption_point();
       find_paths(nodes + first, count);
       for (long s = 0; s < count; ++s, after()) take(nodes[first + s]);
     }
@@ -242,10 +247,15 @@ bool PairDistances::make_room() {
 }
 
 void PairDistances::forget() {
+  drop_rows();
+  measured_ = false;
+}
+
+void PairDistances::drop_rows() {
   paths_.setdim(0);
   graph_.setdim(0);
   space_.setdim(0);
-  measured_ = false;
+  kept_ = false;
 }
 
 PairDistances::Outcome PairDistances::keep_laplacian(const std::function<void(const char*)>& announce) {
@@ -270,11 +280,15 @@ std::optional<PairRanges> PairDistances::measure(const std::function<void()>& pr
     const PairRanges ranges = pass.ranges();
     dac = signature();
     balance_ = rules.balance;
-    measured_ = true;
+    measured_ = kept_ = true;
     return ranges;
   } catch (const std::bad_alloc&) {
     forget();
     return std::nullopt;
+  } catch (const GivenUp&) {  // rows of two measurements must not stand side by side
+    drop_rows();
+    if (!make_room()) forget();
+    throw;
   }
 }
 

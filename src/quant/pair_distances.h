@@ -70,16 +70,20 @@ class PairDistances {
 
   /// Room for the rows of n prototypes; rows already stored stay. False when there is no memory.
   [[nodiscard]] bool make_room();
-  /// Empties the stores.
+  /// Empties the stores, and there is no measurement any more.
   void forget();
+  /// Empties the stores. The last measurement stands, for rows are computed where they are used, but it is
+  /// not current any more.
+  void drop_rows();
 
   enum class Outcome { done, singular, no_memory };
   /// Computes and stores the Laplacian rows; `announce` is told of each part of the work before it starts.
   /// When the Laplacian is singular the rows tell that no other prototype is reached.
   Outcome keep_laplacian(const std::function<void(const char*)>& announce);
   /// Passes over all rows, stores them as far as the rules say so, and remembers what they were computed for;
-  /// `progress` is called after every prototype. Nothing, and empty stores, when there is no memory.
-  /// REQUIRES: make_room(); Laplacian rows are stored.
+  /// `progress` is called after every prototype. Nothing, and all is forgotten, when there is no memory. Rows
+  /// are interruption points (base/interrupt.h): given up, the stores are empty and the last measurement
+  /// stands. REQUIRES: make_room(); Laplacian rows are stored.
   std::optional<PairRanges> measure(const std::function<void()>& progress);
 
   // ---- Validity ----
@@ -87,7 +91,9 @@ class PairDistances {
   /// The last measurement has not been forgotten.
   bool measured() const { return measured_; }
   /// It was of as many prototypes, columns and links as there are now, in the class and exponent in force.
-  bool current() const { return measured_ && dac == signature(); }
+  bool current() const { return measured_ && kept_ && dac == signature(); }
+  /// The stores hold what the last measurement left.
+  bool kept() const { return kept_; }
   /// Balance that its mixed range belongs to.
   double balance() const { return balance_; }
 
@@ -114,6 +120,7 @@ class PairDistances {
   Signature dac;              ///< of the last measurement
   double balance_ = 0.0;
   bool measured_ = false;
+  bool kept_ = false;
 };
 
 }  // namespace qvtx

@@ -191,7 +191,8 @@ class VeQuan : public Messages, protected QuantizerState {
   /// Computes the distances between all prototypes, or confirms that nothing they depend on has changed, and
   /// records their ranges in the settings. quick != 0: only completes the step; rows are computed where they
   /// are used. Returns the flag of "dist_ext"; 0 when a step is missing and (reported, and the distances are
-  /// forgotten) when memory is short or the Laplacian cannot be inverted.
+  /// forgotten) when memory is short or the Laplacian cannot be inverted. Long computations are interruption
+  /// points (base/interrupt.h): GivenUp leaves the step not done, and the ranges of before.
   int dist_ini(int quick);
   /// Rows of the distances between prototypes, as `PairDistances` tells them: whether they are stored, the
   /// stored row or one computed into scratch, and the number of path rows, nprot once "dist_ext" is done.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "base/interrupt.h"
 #include "quant/vequan.h"
 
 namespace qvtx {
@@ -24,7 +25,8 @@ int VeQuan::dist_ini(int quick) {
     return state.setflag(k);
   }
   if (!state.shutflag(k)) return 0;
-  if (!current) pairs.forget();
+  const Interruptible scope;
+  if (!current) quick ? pairs.forget() : pairs.drop_rows();
   if (!pairs.make_room()) return refuse_distances(no_memory);
   if (quick) return state.setflag(k);
   dkey("tdgb");
@@ -65,7 +67,7 @@ bool VeQuan::measure_distances() {
   const long memory = lkey("vgmemory");
   const bool bar = verbose && !has_laplacian();
   if (bar) {
-    const bool reading = memory == 0 || pairs.measured();  // rows kept from the last computation
+    const bool reading = memory == 0 || pairs.kept();  // rows kept from the last computation
     os.ow(prefix).ow("dist_ini: computing min. and max. distances (").ow(reading ? "reading)" : "storing)");
     os.wbb(prot.nrow(), 60);
   }

@@ -83,7 +83,7 @@ Outcome Session::mapped(long dimension, long result) {
 Outcome Session::map_prototypes(Mapping method) {
   long dimension = 0;
   if (!ask_dimension(dimension)) return Outcome::given_up;
-  return mapped(dimension, (analysis_.*method)(dimension, nullptr));
+  return mapped(dimension, analysis_.attempt([&] { return (analysis_.*method)(dimension, nullptr); }));
 }
 
 bool Session::interpolate(const MatFullD& data, bool sammon_variants) {
@@ -144,7 +144,7 @@ Outcome Session::scaling() {
   if (!is_command(c1, c2, "mp")) return bad_command(c1, c2, "is no choice of md, which has mp alone");
   long dimension = 0;
   if (!ask_dimension(dimension)) return Outcome::given_up;
-  return mapped(dimension, analysis_.mds(dimension));
+  return mapped(dimension, analysis_.attempt([&] { return analysis_.mds(dimension); }));
 }
 
 Outcome Session::self_god() {

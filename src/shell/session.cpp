@@ -123,8 +123,8 @@ bool Session::step() {
     goes_on = perform();
   } catch (const GivenUp&) {
     comtrac.resize(std::min(mark_, comtrac.size()));
+    os.fresh().flush();
     if (interrupting_signal() == SIGINT && manner_.terminal) {
-      os.fresh().flush();
       std::cerr << '\n';
       tell(asking_ ? "xt leaves" : "given up");
       clear_interrupt();

@@ -77,6 +77,42 @@ TEST(CtrlC, EndsAMethodAfterTheEpochAtHandAndClosesIt) {
   EXPECT_FALSE(here.has("recovered.mbf")) << "it was saved";
 }
 
+/// 2000 rows on a wide strip, so that distances and eigenvectors take a while.
+std::string strip() {
+  std::string rows;
+  for (int i = 0; i < 2000; ++i)
+    rows += std::to_string(i % 50 + 0.01 * (i * i % 89)) + " " + std::to_string(i / 50) + "\n";
+  return rows;
+}
+
+TEST(CtrlC, GivesUpDistancesAndEigenvectorsAndTheAnalysisStandsAsBefore) {
+  const Workplace here;
+  here.write("strip.dat", strip());
+  const char* const given_up[][2] = {{"mx\n1\ncc\nmp\nm\n2\n", "^^"},
+                                     {"mx\n2\nmd\nmp\nm\n40\n", "mds: mapping ... "}};
+  const std::string stages[][3] = {{"ld\nstrip\nkm\n1500\n", "a", "b"}, {"cc\nmp\nm\n1\n", "c", "d"}};
+  Terminal t(here, {"--set", "tcdepoq=2", "--set", "vlbgitr=1", "--set", "vgmemory=0"});
+  for (const auto& [commands, before, after] : stages) {
+    t.type(commands + "sm\n" + before + "\n");
+    t.find("log saved");
+    for (const auto& [command, place] : given_up) {
+      t.type(command);
+      t.find(place);
+      t.type("\x03");
+      t.find("given up");
+    }
+    t.type("sm\n" + after + "\n");
+    t.find("log saved");
+    for (const char* file : {".mbf", ".map", ".crv", ".log"})
+      EXPECT_TRUE(here.read(after + file) == here.read(before + file)) << after << file;
+  }
+  t.type("km\n20\nsm\nend\nst\nt\nxt\ny\n");
+  EXPECT_EQ(t.end(), 0);
+  const std::string end = here.read("end.mbf");
+  EXPECT_EQ(here.run({}, "--replay t.trc --strict").status, 0);
+  EXPECT_TRUE(here.read("end.mbf") == end) << "the random numbers are those of a session without";
+}
+
 TEST(Signals, EndTheProgramAfterTheEpochAndKeepTheAnalysis) {
   const Workplace here = with_iris();
   here.write("recovered-2.mbf", "earlier");

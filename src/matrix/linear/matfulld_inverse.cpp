@@ -8,6 +8,7 @@
 #include <cmath>
 #include <vector>
 
+#include "base/interrupt.h"
 #include "matrix/linear/linear_kernels.h"
 #include "matrix/matfulld.h"
 
@@ -31,14 +32,18 @@ class Inverter {
         copy_(static_cast<size_t>(std::min(block, n) * n)) {}
 
   void run() {
-    for (long i = 0; i < n_; i += block) factor(i, end_of(i));
+    for (long i = 0; i < n_; i += block) step(&Inverter::factor, i);
     split();
-    for (long i = 0; i < n_; i += block) invert_lower(i, end_of(i));
-    for (long i = (n_ - 1) / block * block; i >= 0; i -= block) invert_upper(i, end_of(i));
-    for (long i = 0; i < n_; i += block) multiply(i, end_of(i));
+    for (long i = 0; i < n_; i += block) step(&Inverter::invert_lower, i);
+    for (long i = (n_ - 1) / block * block; i >= 0; i -= block) step(&Inverter::invert_upper, i);
+    for (long i = 0; i < n_; i += block) step(&Inverter::multiply, i);
   }
 
  private:
+  void step(void (Inverter::*phase)(long, long), long begin) {
+    interruption_point();
+    (this->*phase)(begin, end_of(begin));
+  }
   long end_of(long begin) const { return std::min(begin + block, n_); }
   double* at(long i, long j) { return a_ + i * n_ + j; }
   double* lower(long i, long j) { return lower_.data() + i * n_ + j; }
