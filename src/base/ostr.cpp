@@ -121,6 +121,10 @@ Ostr& Ostr::ow(double x, int w, int p) {
   return *this;
 }
 
+Ostr& Ostr::ow(const std::optional<double>& x, int w, int p) {
+  return x ? ow(*x, w, p) : ow('-', w < 1 ? static_cast<int>(width) : w);
+}
+
 Ostr& Ostr::ow(long x, int w) {
   lind();
   char buffer[24];

@@ -2,6 +2,7 @@
 // Console output with indentation, default number formats, tables, a loop counter and a progress bar.
 
 #include <iosfwd>
+#include <optional>
 #include <string>
 
 namespace qvtx {
@@ -31,6 +32,8 @@ class Ostr {
   /// A value wider than its field is written whole. "inf", "-inf"; "nan" and what rounds to 0 without
   /// a sign.
   Ostr& ow(double x, int w = 0, int p = 0);
+  /// The same for a number that may have no value: then a dash in its field.
+  Ostr& ow(const std::optional<double>& x, int w = 0, int p = 0);
   /// Writes an integer right-justified in w characters, or bare (w < 1).
   Ostr& ow(long x, int w = 0);
   Ostr& ow(int x, int w = 0);

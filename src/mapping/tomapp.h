@@ -52,8 +52,10 @@ class ToMapp : public VeQuan {
   /// before "mapp_ini".
   double mapr_err(int mode);
   /// Sammon's stress: the sum of (D - d)^2 / D over all pairs with D > 0, divided by that of D; 0 without
-  /// such a pair. Pairs of different components count with w = 0 only. -1 before "mapp_ini".
+  /// such a pair, where `stress` has no value. Pairs of different components count with w = 0 only. -1, and
+  /// no value, before "mapp_ini" and when memory is short.
   double mapr_err();
+  std::optional<double> stress();
   /// Centres every component's images on its number, 0, 1, ..., times the gap on the first axis, 0 on the
   /// others; the gap is factor x "tdccsfac". Nothing moves when the gap is 0, as it always is without links.
   /// An image that is not finite spoils its component. 0 before "mapp_ini".

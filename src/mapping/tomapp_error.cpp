@@ -68,6 +68,11 @@ double ToMapp::mapr_err(int mode) {
 
 double ToMapp::mapr_err() {
   if (!done(minidone) || !rows_ready(balance())) return -1;
+  return stress().value_or(0);
+}
+
+std::optional<double> ToMapp::stress() {
+  if (!done(minidone) || !rows_ready(balance())) return {};
   const long n = prot.nrow();
   PairRows rows(*this, balance(), true, mprot, memory);
   StressSums sums{};
@@ -79,7 +84,8 @@ double ToMapp::mapr_err() {
     error += sums.error[l];
     scale += sums.scale[l];
   }
-  return scale > 0 ? error / scale : 0;
+  if (!(scale > 0)) return {};
+  return error / scale;
 }
 
 }  // namespace qvtx

@@ -187,9 +187,11 @@ long ToMapp::god(int bits, MatSparT<long>& hist, MatFullD& stats, int curvilinea
   }
   if (verbose) {
     const long last = stats.nrow() - 1;
+    const bool any = stats(last, 3) > 0;
+    const auto mean = [&](long c) { return any ? std::optional(stats(last, c)) : std::nullopt; };
     os.ow("done!").nl();
-    os.ow(prefix).ow("god: mquader= ").ow(stats(last, 1)).nl();
-    os.ow(prefix).ow("god: linerty= ").ow(stats(last, 2)).nl();
+    os.ow(prefix).ow("god: mquader= ").ow(mean(1)).nl();
+    os.ow(prefix).ow("god: linerty= ").ow(mean(2)).nl();
   }
   return 1;
 }

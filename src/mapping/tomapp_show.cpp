@@ -1,6 +1,8 @@
 // The detail report: distances and mapping, after what the quantizer has to tell.
 
 #include <algorithm>
+#include <cmath>
+#include <optional>
 #include <string>
 
 #include "mapping/tomapp.h"
@@ -20,8 +22,42 @@ void show_ranges(Ostr& o, const DistanceRange* ranges, long count) {
   range_head(o, "");
   for (long r = 0; r < count; ++r) {
     const double figures[] = {ranges[r].low, ranges[r].high};
-    table_row(o, ranges[r].kind, figures, 2);
+    if (ranges[r].high > 0) {
+      table_row(o, ranges[r].kind, figures, 2);
+    } else {
+      table_dashes(o, ranges[r].kind, 2);
+    }
   }
+}
+
+bool finite_axis(const MatFullD& images, long k) {
+  for (long i = images.nrow() - 1; i >= 0; --i)
+    if (!std::isfinite(images.get(i, k))) return false;
+  return true;
+}
+
+/// Whether there is a pair of images, and each has a place on every axis.
+bool comparable(const MatFullD& images) {
+  for (long k = images.ncol() - 1; k >= 0; --k)
+    if (!finite_axis(images, k)) return false;
+  return images.nrow() > 1;
+}
+
+void show_share(Ostr& o, const char* label, bool known, double share) {
+  o.ow(label);
+  if (known) {
+    o.ow(100 * share, 6, 2).ow('%');
+  } else {
+    o.ow('-');
+  }
+}
+
+void show_errors(Ostr& o, ToMapp& mapping, bool linked) {
+  const bool known = comparable(mapping.getmprot());
+  o.ow("stress = ").ow(known ? mapping.stress() : std::nullopt, 1, 4);
+  show_share(o, ", lost neighbours = ", known, mapping.mapr_err(0));
+  if (linked) show_share(o, ", lost links = ", known && mapping.getlink().nlive() > 0, mapping.mapr_err(1));
+  o.nl();
 }
 
 void show_mapping(Ostr& o, int level, ToMapp& mapping, bool linked) {
@@ -35,14 +71,17 @@ void show_mapping(Ostr& o, int level, ToMapp& mapping, bool linked) {
       .nl();
   if (level <= 0) return;
   const Indent indent(o);
-  o.ow("stress = ").ow(mapping.mapr_err(), 1, 4);
-  o.ow(", lost neighbours = ").ow(100 * mapping.mapr_err(0), 6, 2).ow('%');
-  if (linked) o.ow(", lost links = ").ow(100 * mapping.mapr_err(1), 6, 2).ow('%');
-  o.nl();
+  show_errors(o, mapping, linked);
   const long most = level > 1 ? images.nrow() : ranked_at_once;
   if (const MapRanks* const ranks = mapping.ranks(most)) show_ranks(o, *ranks);
   summary_head(o, "axis");
-  for (long k = 0; k < images.ncol(); ++k) table_row(o, std::to_string(k), summarize(images, k));
+  for (long k = 0; k < images.ncol(); ++k) {
+    if (finite_axis(images, k)) {
+      table_row(o, std::to_string(k), summarize(images, k));
+    } else {
+      table_note(o, std::to_string(k), "no value");
+    }
+  }
 }
 
 }  // namespace

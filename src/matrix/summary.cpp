@@ -10,6 +10,10 @@ namespace {
 
 constexpr int label_width = 15;
 
+void row_label(Ostr& o, const std::string& label) {
+  o.ow(label, std::max(label_width, static_cast<int>(label.size())));
+}
+
 void head(Ostr& o, const char* label, std::initializer_list<const char*> titles) {
   o.ow(label, label_width);
   for (const char* title : titles) o.ow("|   ").ow(title).ow(' ');
@@ -47,13 +51,24 @@ void summary_head(Ostr& o, const char* label) { head(o, label, {"min.", "-std", 
 void range_head(Ostr& o, const char* label) { head(o, label, {"min.", "max."}); }
 
 void table_row(Ostr& o, const std::string& label, const double* numbers, int count) {
-  o.ow(label, std::max(label_width, static_cast<int>(label.size())));
+  row_label(o, label);
   for (int k = 0; k < count; ++k) o.ow("| ").ow(numbers[k], 6, 2).ow(' ');
   o.ow("|").nl();
 }
 
 void table_row(Ostr& o, const std::string& label, const Summary& summary) {
   table_row(o, label, summary.figure, summary_figures);
+}
+
+void table_dashes(Ostr& o, const std::string& label, int count) {
+  row_label(o, label);
+  for (int k = 0; k < count; ++k) o.ow("| ").ow('-', 6).ow(' ');
+  o.ow("|").nl();
+}
+
+void table_note(Ostr& o, const std::string& label, const char* note) {
+  row_label(o, label);
+  o.ow("| ").ow(note).nl();
 }
 
 }  // namespace qvtx

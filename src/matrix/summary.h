@@ -25,5 +25,9 @@ void range_head(Ostr& o, const char* label);
 /// field.
 void table_row(Ostr& o, const std::string& label, const double* numbers, int count);
 void table_row(Ostr& o, const std::string& label, const Summary& summary);
+/// The same with dashes in the place of numbers that have no value, and with a note in the place of all of
+/// them.
+void table_dashes(Ostr& o, const std::string& label, int count);
+void table_note(Ostr& o, const std::string& label, const char* note);
 
 }  // namespace qvtx

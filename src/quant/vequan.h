@@ -225,8 +225,9 @@ class VeQuan : public Messages, protected QuantizerState {
   int dgrasave(const char* file, int binary) const;
 
   // ---- Report (vequan_show.cpp) ----
-  /// Prints what is known of the data, the prototypes, their links and the local PCA, one block per stage
-  /// that is done; level 0: the head lines of the blocks only. Changes nothing.
+  /// Prints the metric in force unless it is the Euclidean one, and what is known of the data, the
+  /// prototypes, their links and the local PCA, one block per stage that is done; level 0: the head lines of
+  /// the blocks only. Changes nothing.
   void show(Ostr& o, int level);
 
   // ---- Read access; the shapes stand at the members ----
@@ -246,6 +247,11 @@ class VeQuan : public Messages, protected QuantizerState {
   /// The rule in use, "vglink_p", and whether it asks for links at all.
   LinkRule link_rule() const { return LinkRule{integers["vglink_p"]}; }
   bool wants_links() const { return link_rule() != LinkRule::none; }
+  /// There are links whose lengths are of another metric than the one in force. Those of a loaded snapshot
+  /// count as of the metric in force at that time.
+  bool links_outdated() const {
+    return done(pfindone) && link.nlive() > 0 && !has_grid() && !(linkmetric == Metric::in_force());
+  }
   MatPrefT<long>& getlpref() { return lpref; }
   MatPrefT<double>& getdpref() { return dpref; }
 
@@ -285,6 +291,7 @@ class VeQuan : public Messages, protected QuantizerState {
   MatFullD dwork;                 ///< distances of the online methods
   PairDistances pairs;            ///< between the prototypes
   Torn torn;                      ///< links cut by the last tearing
+  Metric linkmetric;              ///< of the lengths of the links
   const char* linkname = "none";  ///< what made the links: the rule that was applied, or "grid"
 
  private:

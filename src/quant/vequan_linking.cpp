@@ -114,6 +114,7 @@ void VeQuan::link_prototypes(bool keep) {
     apply_rule(rule);
   }
   link.setpos(prot, 1);
+  linkmetric = Metric::in_force();
   if (grid) measure_grid_links(link);
 }
 

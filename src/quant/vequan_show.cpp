@@ -8,6 +8,7 @@
 
 #include "matrix/summary.h"
 #include "quant/vequan.h"
+#include "settings/value_text.h"
 
 namespace qvtx {
 
@@ -17,6 +18,17 @@ namespace {
 constexpr long most_rows = 16;
 /// Longest list of component sizes.
 constexpr std::size_t most_components = 10;
+
+/// Names the metric, unless it is the Euclidean one.
+void show_metric(Ostr& o, const Metric& metric) {
+  if (metric.is_euclidean()) return;
+  o.ow("Distance class: ")
+      .ow(metric.is_cosine() ? "c (cosine)"
+          : metric.is_area() ? "a (area)"
+                             : "m (Minkowski)");
+  if (!metric.is_cosine()) o.ow(", exponent ").ow(value_text(metric.miex));
+  o.nl();
+}
 
 double total_variance(const MatFullD& dat) {
   MatFullD variances;
@@ -102,6 +114,7 @@ void show_graph(Ostr& o, const MatFullL& compsize, const MatLinkD& link) {
 }  // namespace
 
 void VeQuan::show(Ostr& o, int level) {
+  show_metric(o, Metric::in_force());
   if (!done(datadone)) {
     o.ow("No data").nl();
     return;

@@ -171,6 +171,7 @@ void VeQuan::derive_unsaved() {
   origin = has_grid() ? Origin::map : Origin::other;  // no other method leaves a trace
   std::strcpy(method, origin == Origin::map ? som_name : "");
   torn = {};
+  linkmetric = Metric::in_force();
   reset_unsaved();
   compsize.setdim(0, 1);
   lpca.clear();

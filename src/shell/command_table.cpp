@@ -21,7 +21,7 @@ constexpr Command table[] = {
     {"la", Needs::nothing, &S::load_all, false, 3, nullptr, "  la = Load All (.dat & .mbf)"},
     {"ld", Needs::nothing, &S::load_data, false, 3, nullptr, "  ld = Load Data file"},
 
-    {"lm", Needs::data, &S::load_mapping, false, 2, nullptr, "  lm = Load Mapping file"},
+    {"lm", Needs::data, &S::load_mapping, false, 3, nullptr, "  lm = Load Mapping file"},
     {"sm", Needs::data, &S::save_all, false, 0, nullptr, "  sm = Save Mapping file as ..."},
     {"st", Needs::data, &S::save_trace, false, 0, nullptr, "  st = Save Trace"},
     {"xg", Needs::data, &S::save_clusters, false, 0, nullptr, nullptr},

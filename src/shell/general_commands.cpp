@@ -44,17 +44,21 @@ Outcome Session::modify_settings() {
 
 Outcome Session::modify_exponent() {
   if (analysis_.verbose) prompt("Modify Minkowski exponent:\n");
-  return getdouble(MatFullD::miex) ? Outcome::done : Outcome::given_up;
+  if (!getdouble(MatFullD::miex)) return Outcome::given_up;
+  hint_metric();
+  return Outcome::done;
 }
 
 Outcome Session::modify_class() {
   if (analysis_.verbose) prompt("Modify distance class:\n");
   getc1(MatFullD::mesp);
+  hint_metric();
   return Outcome::done;
 }
 
 Outcome Session::display_details() {
   write_report(os, 2, true);
+  hint_stress();
   return Outcome::quiet;
 }
 

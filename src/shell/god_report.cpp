@@ -47,8 +47,8 @@ void show_god(Ostr& o, const GodCaption& caption, const MatSparT<long>& graph, c
   if (level <= 0) return;
   const Indent indent(o);
   const long last = statistics.nrow() - 1;
-  o.ow("mean squared difference = ").ow(statistics(last, 1), 1, 4);
-  o.ow(", mean ratio = ").ow(statistics(last, 2), 1, 4).nl();
+  const auto mean = [&](long c) { return pairs > 0 ? std::optional(statistics(last, c)) : std::nullopt; };
+  o.ow("mean squared difference = ").ow(mean(1), 1, 4).ow(", mean ratio = ").ow(mean(2), 1, 4).nl();
   for (auto row = cells.rbegin(); row != cells.rend(); ++row) {
     std::string line = "|";
     for (const long count : *row) line += shade(count);

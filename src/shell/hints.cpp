@@ -50,12 +50,28 @@ void Session::hint_data() const {
   }
 }
 
+void Session::hint_metric() const {
+  if (analysis_.verbose && analysis_.links_outdated())
+    tell("the links keep their lengths until the next quantization");
+}
+
+bool Session::maps_along_links() {
+  MatPrefT<double>& reals = analysis_.getdpref();
+  return analysis_.wants_links() && reals.getval(reals.getkey("tdgb")) > 0;
+}
+
+void Session::hint_stress() {
+  const long torn = analysis_.gettorn().links;
+  if (analysis_.verbose && torn > 0 && analysis_.done(ToMapp::mfindone) && maps_along_links())
+    tell("the stress is measured without the " + count(torn, "link that was torn", "links that were torn"));
+}
+
 void Session::hint_links(bool along_links) {
   const Torn& torn = analysis_.gettorn();
   if (torn.links > 0) {
     tell(count(torn.links, "link was", "links were") + " torn, of length " + fixed(torn.shortest, 2) +
          " and more; vgteartt 0 keeps them");
-    if (along_links) tell("the stress is measured on the torn graph");
+    hint_stress();
   }
   if (along_links || analysis_.ncomp() > 1) return;
   MatPrefT<double>& results = analysis_.getdpref();
@@ -81,8 +97,7 @@ void Session::hint_spectrum() const {
 
 void Session::hint_mapping() {
   if (!analysis_.verbose || !analysis_.done(ToMapp::mfindone)) return;
-  MatPrefT<double>& reals = analysis_.getdpref();
-  const bool along_links = analysis_.wants_links() && reals.getval(reals.getkey("tdgb")) > 0;
+  const bool along_links = maps_along_links();
   if (analysis_.wants_links()) hint_links(along_links);
   const bool scaled = std::strcmp(analysis_.getmname(), ToMapp::scaling_name) == 0;
   const long components = analysis_.ncomp();

@@ -154,6 +154,7 @@ bool Session::perform() {
 }
 
 void Session::finish(const Command& command, Outcome outcome) {
+  os.fresh();
   if (outcome != Outcome::done) return;
   // The graphs are about to be forgotten, so the report after a method leaves them out.
   if (command.report) write_report(os, 1, false);

@@ -151,6 +151,9 @@ class Session {
   Outcome mapped(long dimension, long result);
   // Hints (hints.cpp), with verbosity on.
   void hint_data() const;
+  void hint_metric() const;
+  void hint_stress();
+  bool maps_along_links();
   void hint_mapping();
   void hint_links(bool along_links);
   void hint_spectrum() const;

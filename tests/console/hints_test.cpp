@@ -58,19 +58,50 @@ INSTANTIATE_TEST_SUITE_P(
              "\n  there are 2 components: distances between them count as 0 in md\n"},
         Hint{"ld iris nq cc mp m 2", " % of the data are alone with their prototype\n"},
         Hint{"ld circle km 15 cc mp m 2", "and more; vgteartt 0 keeps them\n"},
-        Hint{"ld circle km 15 cc mp m 2", "\n  the stress is measured on the torn graph\n"},
+        Hint{"ld circle km 15 cc mp m 2", "\n  the stress is measured without the "},
+        Hint{"ld circle km 15 cc mp m 2 tv dd tv", "that was torn\n"},
+        Hint{"ld iris km 9 mx 1", "\n  the links keep their lengths until the next quantization\n"},
+        Hint{"ld iris km 9 dc c dc m", "\n  the links keep their lengths until the next quantization\n"},
         Hint{"ld circle km 15 md mp m 9", " without value: no positive eigenvalue is left for them\n"},
         Hint{"ld wine km 20 cc mp m 2 cc il", "\n  rank quality of the data on the map: space = 0."},
         Hint{"tv ld wine nq cc mp m 2", ""}));
 
 /// Outside the Euclidean distance the error is no share of the variance.
-TEST(Report, ExplainsVarianceByTheEuclideanDistanceAlone) {
-  for (const auto& [metric, told] : {std::pair{"", true}, {"mx 1", false}, {"dc c", false}}) {
+TEST(Report, NamesAnotherMetricAndExplainsVarianceByTheEuclideanOneAlone) {
+  const std::pair<const char*, std::string> cases[] = {{"", ""},
+                                                       {"mx 1.25", "class: m (Minkowski), exponent 1.25\n"},
+                                                       {"dc a", "class: a (area), exponent 2\n"},
+                                                       {"dc c", "class: c (cosine)\n"}};
+  for (const auto& [metric, named] : cases) {
     Workplace here;
-    for (const char* file : {"Qvtx.prf", "iris.dat"}) here.bring(file);
+    here.bring("iris.dat");
     const Result r = here.run(words(std::string(metric) + " ld iris km 5 xt y"));
-    EXPECT_EQ(r.out.find("explained variance") != std::string::npos, told) << metric;
+    EXPECT_EQ(occurrences(r.out, "explained variance"), named.empty() ? 1 : 0) << metric;
+    EXPECT_EQ(occurrences(r.out, "Distance class: "), named.empty() ? 0 : 1) << metric;
+    EXPECT_NE(r.out.find(named), std::string::npos) << r.out;
   }
+}
+
+TEST(Report, HasDashesForFiguresWithoutAPair) {
+  Workplace here;
+  here.bring("iris.dat");
+  const Result axes = here.run(words("ld iris km 6 md mp m 9 ag dd xt y")),
+               one = here.run(words("ld iris gc sg dd xt y"));
+  for (const char* text :
+       {"\n  stress = -, lost neighbours = -, lost links = -\n", "\n  8              | no value\n",
+        "god: linerty=      -\n", "GoD: Euclidean, 0 pairs\n  mean squared difference = -, mean ratio = -\n"})
+    EXPECT_NE(axes.out.find(text), std::string::npos) << text << axes.out;
+  EXPECT_NE(one.out.find("god: mquader=      -\n"), std::string::npos) << one.out;
+  for (const char* nonsense : {"nan", "inf "})
+    EXPECT_EQ(axes.out.find(nonsense), std::string::npos) << axes.out;
+}
+
+TEST(Report, ForgetsTheGraphsOfTheAnalysisBeforeALoad) {
+  Workplace here;
+  here.bring("iris.dat");
+  const Result r = here.run(words("ld iris km 6 md mp m 2 ag sm a lm a dd xt y"));
+  EXPECT_NE(r.out.find("Mapping: loaded"), std::string::npos);
+  EXPECT_EQ(r.out.find("GoD:"), std::string::npos);
 }
 
 TEST(Ranks, AreReportedAndSaved) {
