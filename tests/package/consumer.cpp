@@ -1,9 +1,9 @@
 #include "matrix/matfulld.h"
 
+double length(double x, double y);  // of the shared library that holds qvtx, too
+
 int main() {
-  qvtx::MatFullD m(2, 2);
-  m.setrows(2, 0.0);
-  m(1, 0) = 3;
-  m(1, 1) = 4;
-  return m.sdas(0, 1, qvtx::no_bound) == 5 ? 0 : 1;
+  qvtx::MatFullD m(1, 1);
+  m.setrows(1, 5.0);
+  return length(3, 4) == m(0, 0) ? 0 : 1;
 }

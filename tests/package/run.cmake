@@ -1,4 +1,5 @@
-# Installs the build in BUILD beside it and builds and runs the project in SOURCE against it.
+# Installs the build in BUILD beside it, builds and runs the project in SOURCE against it, follows the links of the
+# installed documents, and looks for every option in the man page.
 set(work ${BUILD}/package-test)
 file(REMOVE_RECURSE ${work})
 foreach(step "${CMAKE_COMMAND};--install;${BUILD};--prefix;${work}/prefix"
@@ -7,5 +8,34 @@ foreach(step "${CMAKE_COMMAND};--install;${BUILD};--prefix;${work}/prefix"
   execute_process(COMMAND ${step} RESULT_VARIABLE failed OUTPUT_VARIABLE out ERROR_VARIABLE out)
   if(failed)
     message(FATAL_ERROR "${step}\n${out}")
+  endif()
+endforeach()
+
+set(links 0)
+file(GLOB_RECURSE pages ${work}/prefix/share/doc/qvtx/*.md)
+foreach(page ${pages})
+  get_filename_component(folder ${page} DIRECTORY)
+  file(READ ${page} text)
+  string(REPLACE "](" "link:" text "${text}")  # brackets would hold a list together
+  string(REGEX MATCHALL "link:[^)#: ]+" targets "${text}")
+  foreach(target ${targets})
+    string(SUBSTRING ${target} 5 -1 target)
+    math(EXPR links "${links} + 1")
+    if(NOT EXISTS ${folder}/${target})
+      message(SEND_ERROR "${page} leads to ${target}, which is not installed")
+    endif()
+  endforeach()
+endforeach()
+if(links EQUAL 0)
+  message(FATAL_ERROR "no installed document has a link")
+endif()
+
+execute_process(COMMAND ${work}/prefix/bin/qvtx --help OUTPUT_VARIABLE help)
+file(READ ${work}/prefix/share/man/man1/qvtx.1 manual)
+string(REPLACE "\\-" "-" manual "${manual}")
+string(REGEX MATCHALL "--[a-z]+" options "${help}")
+foreach(option --help ${options})
+  if(NOT manual MATCHES "${option}[^a-z]")
+    message(SEND_ERROR "the man page lacks ${option}")
   endif()
 endforeach()

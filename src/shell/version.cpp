@@ -1,0 +1,7 @@
+#include "shell/version.h"
+
+namespace qvtx {
+
+const char* const version = QVTX_VERSION;
+
+}  // namespace qvtx
