@@ -1,14 +1,18 @@
 # Shared by the scripts of this folder: sourced, not run.
 
-# need PACKAGE...: installs the Debian packages that are missing.
+# need PACKAGE...: installs the Debian packages that are missing; ends the script when it may not.
 need() {
   missing=""
   for package in "$@"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing="$missing $package"
   done
   [ -z "$missing" ] && return 0
-  echo "installing:$missing"
   if [ "$(id -u)" = 0 ]; then as_root=""; else as_root="sudo"; fi
+  if ! $as_root true 2> /dev/null; then
+    echo "neither root nor sudo here: ask for the packages$missing" >&2
+    exit 1
+  fi
+  echo "installing:$missing"
   export DEBIAN_FRONTEND=noninteractive
   $as_root apt-get update -q
   $as_root apt-get install -q -y --no-install-recommends $missing
