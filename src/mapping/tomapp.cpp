@@ -38,7 +38,7 @@ void start_positions(const MatFullD& prototypes, long dim, int how, double reach
 const char* const ToMapp::minidone = "mapp_ini";
 const char* const ToMapp::mfindone = "mapp_fin";
 
-ToMapp::ToMapp(std::ifstream& prefs) : VeQuan(prefs), mlink(0, 2, 5) {
+ToMapp::ToMapp(std::ifstream& prefs) : VeQuan(prefs) {
   prefix = "ToMapp.";
   const long initialised = state.addstep(minidone, step(dinidone));
   state.addstep(mfindone, initialised);

@@ -10,6 +10,17 @@
 
 namespace qvtx {
 
+/// What a snapshot holds beside that of the quantizer.
+struct MappingState {
+  MatFullD mprot;           ///< nprot x p: mapped prototypes; other sizes, or none, before "mapp_ini"
+  MatLinkD mlink{0, 2, 5};  ///< links between the images; columns: strength, length
+
+  template <class State>
+  static auto mapping_fields(State& s) {
+    return std::tie(s.mprot, s.mlink);
+  }
+};
+
 /// The mapping object: the n prototypes of the quantizer and their images in p dimensions, prototype i and
 /// row i of `mprot` belonging together.
 ///
@@ -25,7 +36,7 @@ namespace qvtx {
 /// setting "tdgb" or 0 without links; with w > 0 prototypes of different components have none. d is the
 /// distance between images. Both are of the class and exponent in force. A method asked for fewer than 1
 /// dimension returns 0 and changes nothing.
-class ToMapp : public VeQuan {
+class ToMapp : public VeQuan, protected MappingState {
  public:
   static const char* const minidone;      ///< "mapp_ini"
   static const char* const mfindone;      ///< "mapp_fin"
@@ -182,9 +193,9 @@ class ToMapp : public VeQuan {
   /// promises is refused and nothing changes.
   long save_mbf(std::FILE* f) const;
   long load_mbf(std::FILE* f);
-  /// The quantizer's snapshot and the block, as one file; loading requires "dataload". A file of other data
-  /// changes nothing; any other failed load leaves no step but "dataload". After a load `mname` is empty, the
-  /// presentation order is 0, 1, ... and the widths are gone; the steps are those of the file.
+  /// The quantizer's snapshot and the block, as one file; loading requires "dataload". A failed load changes
+  /// nothing. After a load `mname` is empty, the presentation order is 0, 1, ... and the widths are gone; the
+  /// steps are those of the file.
   long save_mbf(const char* file) const;
   long load_mbf(const char* file);
 
@@ -211,15 +222,16 @@ class ToMapp : public VeQuan {
   /// The step factors (column 0): a file, else `default_rows` rows from 1 down to last. False when refused.
   bool step_schedule(MatParaD& sched, const char* file, const char* default_file, const char* name,
                      long default_rows, double last);
-  /// After a quantizer snapshot was read: forgets what no file holds; not loaded: every step past the data.
-  void settle_mapping(bool loaded);
+  /// Reads what `save_mbf` writes on a stream, for the prototypes of this state. False, and the reason noted,
+  /// as `read_state`.
+  bool read_mapping(std::FILE* f, const QuantizerState& quantizer, MappingState& saved);
+  /// Forgets what no file holds.
+  void forget_unsaved();
 
   Spectrum spectrum;    ///< what the last `mds_cor` found
   char mname[32] = "";  ///< what produced the mapping, empty when unknown
-  MatFullD mprot;       ///< nprot x p: mapped prototypes; other sizes, or none, before "mapp_ini"
   MatFullL mpidx;       ///< nprot x 1: presentation order of the prototypes
   MatFullD nbwidth;     ///< nprot x 1: neighbourhood widths of curvilinear component analysis, else no rows
-  MatLinkD mlink;       ///< links between the images; columns: strength, length
   MappingMemory memory;
   std::optional<MapRanks> rank_figures;  ///< once measured
 };

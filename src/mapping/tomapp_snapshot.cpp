@@ -1,5 +1,7 @@
 // The mapping binary file: the quantizer's snapshot, then the mapping's own block.
 
+#include <memory>
+
 #include "base/files.h"
 #include "mapping/tomapp.h"
 
@@ -7,7 +9,9 @@ namespace qvtx {
 
 long ToMapp::save_mbf(std::FILE* f) const {
   if (!f) return 0;
-  return write_int32(f, prot.nrow()) && write_int32(f, prot.ncol()) && mprot.save_bin(f) && mlink.save_bin(f);
+  return write_int32(f, prot.nrow()) && write_int32(f, prot.ncol()) &&
+         std::apply([f](const auto&... field) { return (field.save_bin(f) && ...); },
+                    mapping_fields<const MappingState>(*this));
 }
 
 long ToMapp::save_mbf(const char* file) const {
@@ -24,51 +28,59 @@ long ToMapp::save_mbf(const char* file) const {
   return saved;
 }
 
+bool ToMapp::read_mapping(std::FILE* f, const QuantizerState& quantizer, MappingState& saved) {
+  const MatFullD& prototypes = quantizer.prot;
+  const auto promised = [&](const char* name) { return quantizer.state.getflag(step(name)) != 0; };
+  long nprot = 0, dim = 0;
+  if (!read_int32(f, nprot) || !read_int32(f, dim)) return refuse_load("cut off or damaged: mapping");
+  if (nprot != prototypes.nrow() || dim != prototypes.ncol()) {
+    say_piece("size mismatch ... ");
+    return refuse_load("its mapping belongs to other prototypes");
+  }
+  if (!saved.mprot.load_bin(f)) return refuse_load("cut off or damaged: images");
+  if (!saved.mlink.load_bin(f)) return refuse_load("cut off or damaged: links of the images");
+  // Before their step is done both may be those of earlier prototypes: nothing reads them.
+  if (promised(minidone) && saved.mprot.nrow() != nprot)
+    return refuse_load("its images do not fit its prototypes");
+  if (promised(mfindone) && (saved.mlink.nnode() != nprot || saved.mlink.nvalue() != 2))
+    return refuse_load("the links of its images do not fit its prototypes");
+  return true;
+}
+
 long ToMapp::load_mbf(std::FILE* f) {
   if (!f) return 0;
-  long nprot = 0;
-  long dim = 0;
-  if (!read_int32(f, nprot) || !read_int32(f, dim)) return 0;
-  if (nprot != prot.nrow() || dim != prot.ncol()) {
-    if (verbose) os.ow("size mismatch ... ");
-    return 0;
-  }
-  MatFullD positions;
-  MatLinkD links(0, 2, 5);
-  if (!positions.load_bin(f) || !links.load_bin(f)) return 0;
-  // Before their step is done both may be those of earlier prototypes: nothing reads them.
-  if (done(minidone) && positions.nrow() != prot.nrow()) return 0;
-  if (done(mfindone) && (links.nnode() != prot.nrow() || links.nvalue() != 2)) return 0;
-  mprot.swap(positions);
-  mlink.swap(links);
+  MappingState saved;
+  if (!read_mapping(f, *this, saved)) return 0;
+  exchange(mapping_fields<MappingState>(*this), mapping_fields(saved));
   return 1;
 }
 
 long ToMapp::load_mbf(const char* file) {
   if (!done(datadone) || !file) return 0;
-  std::FILE* f = std::fopen(file, "rb");
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> f(std::fopen(file, "rb"), std::fclose);
   if (!f) {
     if (verbose) os.ow(prefix).ow("load_mbf: file ").ow(file).ow(" not found!").nl();
     return 0;
   }
   const bool report = verbose != 0;  // the load replaces `verbose`
   if (report) os.ow(prefix).ow("load_mbf: loading binary file ").ow(file).ow(" ... ").flush();
-  const bool quantizer = load_vbf(f) != 0;
-  const bool loaded = quantizer && load_mbf(f) != 0;
-  std::fclose(f);
-  if (quantizer) settle_mapping(loaded);
+  SavedState quantizer;
+  MappingState mapping;
+  const bool loaded = read_state(f.get(), quantizer) && read_mapping(f.get(), quantizer, mapping);
+  if (loaded) {
+    take_over(quantizer);
+    exchange(mapping_fields<MappingState>(*this), mapping_fields(mapping));
+    forget_unsaved();
+  }
   if (report) os.ow(loaded ? "done!" : "failed!").nl();
   return loaded;
 }
 
-void ToMapp::settle_mapping(bool loaded) {
+void ToMapp::forget_unsaved() {
   mname[0] = '\0';
   rank_figures.reset();
   reset_image_order();
   nbwidth.setdim(0, 1);
-  // Only the data survive a failed load: what its first half brought belongs to an analysis that is not
-  // there.
-  if (!loaded) state.shutflag(step(pinidone));
 }
 
 }  // namespace qvtx

@@ -2,6 +2,7 @@
 // What a snapshot of a quantizer holds.
 
 #include <tuple>
+#include <utility>
 
 #include "graph/gauge.h"
 #include "graph/matlinkd.h"
@@ -43,6 +44,34 @@ struct QuantizerState : DatumColumns {
   static auto fields(State& s) {
     return fields(s, s);
   }
+  /// What the fields hold, in their order, for a person who reads of a damaged file.
+  static constexpr const char* contents[] = {"steps",
+                                             "integer settings",
+                                             "real settings",
+                                             "distances of the data",
+                                             "codes of the data",
+                                             "code ages",
+                                             "prototypes",
+                                             "prototype values",
+                                             "hits",
+                                             "components",
+                                             "link store",
+                                             "grid positions",
+                                             "grid shape"};
 };
+
+/// A state on its way from a file, which holds the object's verbosity as well.
+struct SavedState : QuantizerState {
+  long verbose = 0;
+};
+
+/// Swaps the fields of one state, as `fields` lists them, with those of another one.
+template <class... Field>
+void exchange(std::tuple<Field&...> a, std::tuple<Field&...> b) {
+  const auto each = [&]<std::size_t... i>(std::index_sequence<i...>) {
+    (std::get<i>(a).swap(std::get<i>(b)), ...);
+  };
+  each(std::index_sequence_for<Field...>());
+}
 
 }  // namespace qvtx

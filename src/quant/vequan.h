@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <fstream>
 #include <memory>
+#include <string>
 
 #include "graph/link_rule.h"
 #include "local/lpca.h"
@@ -215,12 +216,13 @@ class VeQuan : public Messages, protected QuantizerState {
   int save_vbf(std::FILE* f) const;
   int save_vbf(const char* file) const;
   /// Reads a snapshot and leaves the stream right behind it; a file requires "dataload". A snapshot of data
-  /// of another size is refused and nothing changes. A damaged or short one clears every state past
-  /// "dataload" and changes nothing else. After a successful load `method` is empty (but for a
-  /// self-organizing map, which its grid tells), components are labelled anew and distances are computed
-  /// where they are used.
+  /// of another size, a damaged or a short one is refused, and nothing changes. After a successful load
+  /// `method` is empty (but for a self-organizing map, which its grid tells), components are labelled anew
+  /// and distances are computed where they are used.
   int load_vbf(std::FILE* f);
   int load_vbf(const char* file);
+  /// Why the last snapshot that was opened was refused: "cut off or damaged: prototypes".
+  const std::string& getloadtrouble() const { return load_trouble; }
   /// Writes the graph of the prototypes; requires "prot_fin".
   int dgrasave(const char* file, int binary) const;
 
@@ -277,6 +279,13 @@ class VeQuan : public Messages, protected QuantizerState {
   /// together and kept. False (reported) when memory is short.
   bool rows_ready(double w);
 
+  // A load in two steps (vequan_snapshot.cpp).
+  /// Reads what `save_vbf` writes. False, and the reason noted, when it is damaged or does not fit the data,
+  /// the steps or the keys.
+  bool read_state(std::FILE* f, SavedState& saved);
+  void take_over(SavedState& saved);
+  bool refuse_load(const std::string& why);  ///< notes the reason and returns false
+
   char method[32] = "";            ///< label of what made the prototypes
   Origin origin = Origin::other;   ///< as that label tells it
   Settings<long> integers{lpref};  ///< the settings by their keys
@@ -319,6 +328,7 @@ class VeQuan : public Messages, protected QuantizerState {
   int refuse_distances(const char* text);  ///< gives the distances up, says why and returns 0
   bool laplacian_rows();                   ///< false when refused
   bool measure_distances();                ///< likewise
+  std::string load_trouble;
   RowsInUse in_use;
   MatFullD whole;                                ///< all data where some are left out, else empty
   const std::unique_ptr<EpochMemory> workspace;  ///< of the epochs; it means nothing between them

@@ -1,14 +1,14 @@
 // Saving and loading of the analysis state, everything but the data, the distances and the local PCA.
 //
-// A load reads everything into a Snapshot, looks at it as a whole, and only then takes it over: a damaged
-// file never leaves half of an old and half of a new state.
+// A load reads everything into a state of its own, looks at it as a whole, and only then takes it over: a
+// damaged file changes nothing.
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include "base/files.h"
@@ -40,14 +40,6 @@ bool has_keys_of(const MatPrefT<T>& loaded, const MatPrefT<T>& present) {
   return true;
 }
 
-template <class... Field>
-void exchange(std::tuple<Field&...> a, std::tuple<Field&...> b) {
-  const auto each = [&]<std::size_t... i>(std::index_sequence<i...>) {
-    (std::get<i>(a).swap(std::get<i>(b)), ...);
-  };
-  each(std::index_sequence_for<Field...>());
-}
-
 /// Components are numbered as they were `saved` (nprot x 1) when these numbers tell the same components.
 void keep_labels(MatFullL& saved, MatFullL& pidx, MatFullL& compsize) {
   // Components are numbered in an order that tearing can change although the components stay what they are.
@@ -68,65 +60,78 @@ void keep_labels(MatFullL& saved, MatFullL& pidx, MatFullL& compsize) {
   pidx.swap(saved);
 }
 
-/// A state that was read, until it is known to be sound.
-struct Snapshot : QuantizerState {
-  long verbose = 0;
+/// The place of the first field that cannot be read, or the number of fields.
+std::size_t unreadable_field(std::FILE* f, QuantizerState& state) {
+  std::size_t read = 0;
+  std::apply([&](auto&... field) { return ((field.load_bin(f) != 0 && ++read != 0) && ...); },
+             QuantizerState::fields(state));
+  return read;
+}
 
-  bool read(std::FILE* f) {
-    return read_int32(f, verbose) && std::apply([f](auto&... field) { return (field.load_bin(f) && ...); },
-                                                fields<QuantizerState>(*this));
-  }
+/// Looks at a state that was read.
+class Soundness {
+ public:
+  explicit Soundness(const QuantizerState& state) : s_(state) {}
 
-  /// Keeps what was booked for the data in use. False when it was not booked for all data.
-  bool pick(const RowsInUse& in_use, long ndata) {
-    if (!flag(VeQuan::pinidone)) return true;
-    if (ddis.nrow() != ndata || bmu.nrow() != ndata || bmucnt.nrow() != ndata) return false;
-    DatumColumns used;
-    in_use.pick(ddis, used.ddis);
-    in_use.pick(bmu, used.bmu);
-    in_use.pick(bmucnt, used.bmucnt);
-    exchange(std::tie(ddis, bmu, bmucnt), std::tie(used.ddis, used.bmu, used.bmucnt));
-    return true;
-  }
-
-  /// Whether a quantizer with these data and this present state can go on from here.
-  bool fits(const MatFullD& dat, const QuantizerState& present) const {
-    if (!present.state.same_steps(state) || !grid_fits()) return false;
-    if (flag(VeQuan::pinidone) && !initialised_fits(dat.nrow(), dat.ncol())) return false;
-    if (flag(VeQuan::pfindone) && !finished_fits()) return false;
-    return has_keys_of(lpref, present.lpref) && has_keys_of(dpref, present.dpref);
+  /// What is wrong with the state for a quantizer with `ndata` data of `dim` columns; empty when it is sound.
+  std::string trouble(long ndata, long dim, const QuantizerState& present) const {
+    if (!present.state.same_steps(s_.state)) return "its steps are those of another program";
+    if (!has_keys_of(s_.lpref, present.lpref) || !has_keys_of(s_.dpref, present.dpref))
+      return "it lacks settings of the preference file";
+    if (!grid_fits()) return "its grid has no shape";
+    if (flag(VeQuan::pinidone) && !initialised_fits(ndata, dim))
+      return "its prototypes do not fit its codes or the data";
+    if (flag(VeQuan::pfindone) && !finished_fits()) return "its links do not fit its prototypes";
+    return "";
   }
 
  private:
-  bool flag(const char* name) const { return state.getflag(state.getstep(name)) != 0; }
+  bool flag(const char* name) const { return s_.state.getflag(s_.state.getstep(name)) != 0; }
 
   /// What "prot_ini" promises. Before it the columns may be those of other data: nothing reads them.
   bool initialised_fits(long ndata, long dim) const {
-    const long n = prot.nrow();
-    return has_shape(ddis, ndata, 1) && has_shape(bmu, ndata, 1) && has_shape(bmucnt, ndata, 2) &&
-           prot.ncol() == dim && has_shape(pval, n, 1) && has_shape(hits, n, 1) && all_within(bmu, -1, n - 1);
+    const long n = s_.prot.nrow();
+    return has_shape(s_.ddis, ndata, 1) && has_shape(s_.bmu, ndata, 1) && has_shape(s_.bmucnt, ndata, 2) &&
+           s_.prot.ncol() == dim && has_shape(s_.pval, n, 1) && has_shape(s_.hits, n, 1) &&
+           all_within(s_.bmu, -1, n - 1);
   }
 
   /// What "prot_fin" adds.
   bool finished_fits() const {
-    const long n = prot.nrow();
-    return n > 0 && link.nnode() == n && link.nvalue() == 3 && has_shape(pidx, n, 1) &&
-           all_within(bmu, 0, n - 1) && (lwork.nrow() == 0 || lwork.nrow() == n) && !any_negative_length();
+    const long n = s_.prot.nrow();
+    return n > 0 && s_.link.nnode() == n && s_.link.nvalue() == 3 && has_shape(s_.pidx, n, 1) &&
+           all_within(s_.bmu, 0, n - 1) && (s_.lwork.nrow() == 0 || s_.lwork.nrow() == n) &&
+           !any_negative_length();
   }
 
   /// Shortest paths do not exist with lengths below 0.
   bool any_negative_length() const {
-    for (long k = 0; k < link.nslot(); ++k) {
-      if (link.live(k) && link.getvalue(k, 1) < 0.0) return true;
+    for (long k = 0; k < s_.link.nslot(); ++k) {
+      if (s_.link.live(k) && s_.link.getvalue(k, 1) < 0.0) return true;
     }
     return false;
   }
 
   bool grid_fits() const {
-    if (lwork.ncol() != 2 || lwork2.ncol() != 3 || lwork2.nrow() > 1) return false;
-    return lwork2.nrow() == 0 || (lwork2(0, 0) >= 1 && lwork2(0, 1) >= 1);
+    const MatFullL& grid = s_.lwork2;
+    if (s_.lwork.ncol() != 2 || grid.ncol() != 3 || grid.nrow() > 1) return false;
+    return grid.nrow() == 0 || (grid(0, 0) >= 1 && grid(0, 1) >= 1);
   }
+
+  const QuantizerState& s_;
 };
+
+/// Keeps what was booked for the data in use. False when it was not booked for all `ndata`.
+bool pick_columns(const RowsInUse& in_use, long ndata, DatumColumns& columns) {
+  if (columns.ddis.nrow() != ndata || columns.bmu.nrow() != ndata || columns.bmucnt.nrow() != ndata)
+    return false;
+  DatumColumns used;
+  in_use.pick(columns.ddis, used.ddis);
+  in_use.pick(columns.bmu, used.bmu);
+  in_use.pick(columns.bmucnt, used.bmucnt);
+  exchange(std::tie(columns.ddis, columns.bmu, columns.bmucnt), std::tie(used.ddis, used.bmu, used.bmucnt));
+  return true;
+}
 
 }  // namespace
 
@@ -145,25 +150,41 @@ int VeQuan::save_vbf(std::FILE* f) const {
                     fields<const QuantizerState>(*this, *columns));
 }
 
-int VeQuan::load_vbf(std::FILE* f) {
-  if (f == nullptr) return 0;
+bool VeQuan::read_state(std::FILE* f, SavedState& saved) {
   long ndata = 0, dim = 0;
-  const bool sized = read_int32(f, ndata) && read_int32(f, dim);
-  if (sized && (ndata != getdat().nrow() || dim != dat.ncol())) {
+  if (!read_int32(f, ndata) || !read_int32(f, dim)) return refuse_load("it ends too early");
+  if (ndata != getdat().nrow() || dim != dat.ncol()) {
     say_piece("size mismatch ... ");
-    return 0;
+    return refuse_load("it belongs to other data");
   }
-  Snapshot saved;
-  const bool sound = sized && saved.read(f) && (in_use.all() || saved.pick(in_use, ndata));
-  if (!sound || !saved.fits(dat, *this)) {
-    state.shutflag(step(pinidone));
-    pairs.forget();
-    return 0;
-  }
+  if (!read_int32(f, saved.verbose)) return refuse_load("it ends too early");
+  const std::size_t unreadable = unreadable_field(f, saved);
+  if (unreadable < std::size(QuantizerState::contents))
+    return refuse_load(std::string("cut off or damaged: ") + QuantizerState::contents[unreadable]);
+  const bool booked = saved.state.same_steps(state) && saved.state.getflag(step(pinidone)) != 0;
+  if (booked && !in_use.all() && !pick_columns(in_use, ndata, saved))
+    return refuse_load("its prototypes do not fit its codes or the data");
+  const std::string trouble = Soundness(saved).trouble(dat.nrow(), dat.ncol(), *this);
+  return trouble.empty() || refuse_load(trouble);
+}
+
+bool VeQuan::refuse_load(const std::string& why) {
+  load_trouble = why;
+  return false;
+}
+
+void VeQuan::take_over(SavedState& saved) {
   verbose = saved.verbose;
   exchange(fields<QuantizerState>(*this), fields<QuantizerState>(saved));
   find_keys();
   derive_unsaved();
+}
+
+int VeQuan::load_vbf(std::FILE* f) {
+  if (f == nullptr) return 0;
+  SavedState saved;
+  if (!read_state(f, saved)) return 0;
+  take_over(saved);
   return 1;
 }
 

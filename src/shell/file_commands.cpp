@@ -24,8 +24,7 @@ void Session::load_data_file() {
 bool Session::load_snapshot() {
   const std::string file = data_file(".mbf");
   const bool loaded = analysis_.load_mbf(file.c_str()) != 0;
-  if (!loaded) tell_snapshot(file);
-  unsaved_ = false;
+  loaded ? void(unsaved_ = false) : tell_snapshot(file);
   return loaded;
 }
 

@@ -127,7 +127,7 @@ void Session::tell_snapshot(const std::string& file) {
     refuse(file + " belongs to data of " + shape(rows, columns) + ", these are " +
            shape(data.nrow(), data.ncol()));
   } else {
-    refuse(file + " is damaged, or no snapshot for these settings");
+    refuse(file + ": " + analysis_.getloadtrouble());
   }
 }
 

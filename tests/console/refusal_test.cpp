@@ -19,6 +19,7 @@ TEST(Told, WhatWasReadAndWhyAFileWasRefused) {
   ASSERT_TRUE(narrow.save_bin(here.path("narrow.dat").c_str(), 0));
   here.write("default.ngp", "2 0\n2 0\n0.5 1\n0.1 0.1\n");
   ASSERT_EQ(here.run(words("ld wine km 5 sm wine xt y")).status, 0);
+  here.write("cut.mbf", here.read("wine.mbf").substr(0, 12000));
   const std::pair<const char*, const char*> cases[] = {
       {"", "  read 92 settings\n"},
       {"ld iris", "  read 150 x 4, header\n"},
@@ -34,6 +35,7 @@ TEST(Told, WhatWasReadAndWhyAFileWasRefused) {
       {"ld x y iris", "  y.dat: No such file or directory\n  files that fit: iris na narrow sepal wine\n"},
       {"ld iris lm wine x", "  wine.mbf belongs to data of 178 x 13, these are 150 x 4\n"},
       {"ld iris lm wine x", "\n  no file *.mbf fits\n"},
+      {"ld wine lm cut", "  cut.mbf: cut off or damaged: code ages\n"},
   };
   for (const auto& [session, told] : cases) {
     const Result r = here.run(words(session));
