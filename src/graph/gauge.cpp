@@ -124,4 +124,10 @@ void Gauge::swap(Gauge& other) noexcept {
   names_.swap(other.names_);
 }
 
+void Gauge::duplicate(const Gauge& other) {
+  flags_.duplicate(other.flags_);
+  links_.duplicate(other.links_);
+  names_.duplicate(other.names_);
+}
+
 }  // namespace qvtx

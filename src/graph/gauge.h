@@ -48,6 +48,7 @@ class Gauge {
   /// True when both have the same steps by number and name, with the same dependences.
   bool same_steps(const Gauge& other) const;
   void swap(Gauge& other) noexcept;
+  void duplicate(const Gauge& other);  ///< becomes the same, to the bytes that it saves
 
  private:
   void check(long k) const;

@@ -40,6 +40,14 @@ void MatLinkT<T>::swap(MatLinkT& other) noexcept {
 }
 
 template <class T>
+void MatLinkT<T>::duplicate(const MatLinkT& other) {
+  free = other.free;
+  node.duplicate(other.node);
+  link.duplicate(other.link);
+  value.duplicate(other.value);
+}
+
+template <class T>
 void MatLinkT<T>::ermessage(char kind, int code, int arg, long v) const {
   class_error("MatLinkT", kind, code, arg, v, nnode(), nvalue());
 }

@@ -27,6 +27,7 @@ class MatLinkT {
   /// nodes. Fatal: inc < 1 (g 102).
   explicit MatLinkT(long n = 0, long m = 1, long inc = 5);
   void swap(MatLinkT& other) noexcept;
+  void duplicate(const MatLinkT& other);  ///< becomes the same, to the bytes that it saves
 
   // ---- Shape ----
   long nnode() const { return node.nrow(); }

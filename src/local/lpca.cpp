@@ -190,4 +190,20 @@ long LPCA::save_asc(const char* file) const {
 
 void LPCA::clear() { ready_ = 0; }
 
+void LPCA::duplicate(const LPCA& other) {
+  stats_.duplicate(other.stats_);
+  ready_ = other.ready_;
+  nregion_ = other.nregion_;
+  nunder_ = other.nunder_;
+  verbose = other.verbose;
+}
+
+void LPCA::swap(LPCA& other) noexcept {
+  stats_.swap(other.stats_);
+  std::swap(ready_, other.ready_);
+  std::swap(nregion_, other.nregion_);
+  std::swap(nunder_, other.nunder_);
+  std::swap(verbose, other.verbose);
+}
+
 }  // namespace qvtx

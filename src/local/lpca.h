@@ -38,6 +38,8 @@ class LPCA {
   void show(Ostr& o, int level) const;
   /// Marks the analysis as not computed.
   void clear();
+  void duplicate(const LPCA& other);
+  void swap(LPCA& other) noexcept;
 
   long ready() const { return ready_; }
   /// 5 x (d + 1): minimum, lower mean, weighted mean, upper mean, maximum of the profiles. The lower (upper)

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/interrupt.h"
+#include "base/memory.h"
 #include "base/ostr.h"
 #include "local/implicit_ql.h"
 #include "local/tridiagonal.h"
@@ -118,6 +119,7 @@ void mgcEigenT<Real>::allocate() {
   coupling_ = try_allocate<Real>(n);
   if (!rows_ || !values_ || !diagonal_ || !coupling_) {
     Report(allocation_failed);
+    memory_failed(static_cast<double>(n) * static_cast<double>(n) * sizeof(Real));
     return;
   }
   for (size_t i = 0; i < n; ++i) rows_[i] = values_.get() + i * n;

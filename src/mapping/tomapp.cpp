@@ -167,7 +167,7 @@ long ToMapp::maprload(const char* file) {
 }
 
 long ToMapp::treesave(long k, const char* file) {
-  if (!done(dinidone) || !file || k < 0 || k >= npath() || !rows_ready(1.0)) return 0;
+  if (!done(dinidone) || !file || k < 0 || k >= prot.nrow() || !rows_ready(1.0)) return 0;
   MatFullL computed;
   MatFullD distances;
   const long* path = path_row(k, computed, distances);

@@ -204,6 +204,17 @@ class ToMapp : public VeQuan, protected MappingState {
   /// all but rank figures that are not known and take a moment (more than 500 prototypes); 2: all.
   void show(Ostr& o, int level);
 
+  // ---- What an operation that failed half-way leaves is taken back ----
+  struct Backup : QuantizerBackup, MappingState {
+    char mname[32] = "";
+    Spectrum spectrum;
+    MatFullD nbwidth;
+  };
+  /// As the quantizer's (protected) functions of these names, for the whole analysis.
+  void back_up(Backup& backup) const;
+  void go_back(Backup& backup) noexcept;
+  using VeQuan::set_data_aside;
+
   // ---- Read access; the shapes stand at the members below ----
   const MatFullD& getmprot() const { return mprot; }
   const char* getmname() const { return mname; }

@@ -79,7 +79,8 @@ class PairCounter {
     if (hist.nrow() <= most_cells / hist.ncol())
       counts_.assign(static_cast<std::size_t>(hist.nrow() * hist.ncol()), 0);
   }
-  ~PairCounter() {
+  /// Puts what was counted into the histogram.
+  void finish() {
     for (const std::size_t cell : occupied_) {
       const long place = static_cast<long>(cell);
       hist_.setval(place / hist_.ncol(), place % hist_.ncol(), counts_[cell], '+');
@@ -163,6 +164,7 @@ bool count_pairs(DistanceRows& across, DistanceRows& up, long n, long bits, MatS
       end = first;
     }
   }
+  counter.finish();
   finish_statistics(stats, x_bins.width());
   return true;
 }

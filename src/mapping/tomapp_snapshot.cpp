@@ -1,5 +1,6 @@
-// The mapping binary file: the quantizer's snapshot, then the mapping's own block.
+// The mapping binary file: the quantizer's snapshot, then the mapping's own block. Copies to return to.
 
+#include <cstring>
 #include <memory>
 
 #include "base/files.h"
@@ -81,6 +82,24 @@ void ToMapp::forget_unsaved() {
   rank_figures.reset();
   reset_image_order();
   nbwidth.setdim(0, 1);
+}
+
+void ToMapp::back_up(Backup& backup) const {
+  VeQuan::back_up(backup);
+  duplicate(mapping_fields<MappingState>(backup), mapping_fields<const MappingState>(*this));
+  std::memcpy(backup.mname, mname, sizeof mname);
+  backup.spectrum = spectrum;
+  backup.nbwidth.duplicate(nbwidth);
+}
+
+void ToMapp::go_back(Backup& backup) noexcept {
+  VeQuan::go_back(backup);
+  exchange(mapping_fields<MappingState>(*this), mapping_fields<MappingState>(backup));
+  std::memcpy(mname, backup.mname, sizeof mname);
+  spectrum = backup.spectrum;
+  nbwidth.swap(backup.nbwidth);
+  rank_figures.reset();
+  memory.orders.clear();
 }
 
 }  // namespace qvtx

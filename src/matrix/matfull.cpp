@@ -7,6 +7,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "base/memory.h"
+
 namespace qvtx {
 namespace {
 
@@ -18,6 +20,11 @@ void begin_report(const char* name, char kind, int code) {
 
 template <class T>
 constexpr T customary_fill = std::is_same_v<T, long> || std::is_same_v<T, int> ? T(-1) : T(0);
+
+template <class T>
+double bytes_of(long rows, long cols) {
+  return static_cast<double>(rows) * static_cast<double>(cols) * sizeof(T);
+}
 
 /// rows * cols, or -1 when a block of so many elements is beyond what can be addressed.
 template <class T>
@@ -142,14 +149,19 @@ long MatFullT<T>::setdim(long rows, long cols) {
   if (rows < 0) ermessage('m', 111, 1, rows);
   if (cols < 1) ermessage('m', 111, 2, cols);
   const long count = element_count<T>(rows, cols);
+  bool failed = false;
   if (count != nall_ * ncol_) {
     std::free(data_);
     data_ = count > 0 ? static_cast<T*>(std::malloc(static_cast<std::size_t>(count) * sizeof(T))) : nullptr;
     room_ = data_ != nullptr ? count : 0;
-    if (count != 0 && data_ == nullptr) os.fresh().ow("MatFullT.setdim: alloc.failed").nl();
+    failed = count != 0 && data_ == nullptr;
   }
   ncol_ = cols;
   nall_ = data_ != nullptr ? rows : 0;
+  if (failed) {
+    os.fresh().ow("MatFullT.setdim: alloc.failed").nl();
+    memory_failed(bytes_of<T>(rows, cols));
+  }
   return nall_;
 }
 
@@ -201,6 +213,7 @@ long MatFullT<T>::realloc(long n) {
          !__builtin_add_overflow(nall_, capacity, &capacity) && grow(capacity);
   if (!fits) {
     os.fresh().ow("MatFullT.addrow: realloc.failed").nl();
+    memory_failed(bytes_of<T>(nrow_, ncol_) + bytes_of<T>(n, ncol_));
     return nrow_;
   }
   nall_ = capacity;
@@ -250,6 +263,15 @@ void MatFullT<T>::copy(const MatFullT& src) {
   ninc_ = src.ninc_;
   if (setdim(src.nrow_, src.ncol_) != src.nrow_ || src.nrow_ == 0) return;
   std::memcpy(data_, src.data_, static_cast<std::size_t>(src.nrow_ * ncol_) * sizeof(T));
+  nrow_ = src.nrow_;
+}
+
+template <class T>
+void MatFullT<T>::duplicate(const MatFullT& src) {
+  if (this == &src) return;
+  ninc_ = src.ninc_;
+  if (setdim(src.nall_, src.ncol_) != src.nall_) return;
+  std::copy_n(src.data_, src.nrow_ * src.ncol_, data_);
   nrow_ = src.nrow_;
 }
 

@@ -36,7 +36,8 @@ namespace qvtx {
 /// is allocated for `nall` rows, of which the first `nrow` are in use; appending beyond `nall` grows it by
 /// multiples of `ninc` rows. Invariants: 0 <= nrow <= nall, ncol >= 1, data is null exactly when nothing is
 /// allocated. Not copyable by value (see `copy`), movable. "Fatal: m 123, 2" below means: ends the program
-/// with error 'm' 123, argument 2. Row pointers and references hold until the matrix grows or is resized.
+/// with error 'm' 123, argument 2. What fails to find memory throws under a MemoryWatch, once the matrix is
+/// as described. Row pointers and references hold until the matrix grows or is resized.
 template <class T>
 class MatFullT {
  public:
@@ -96,6 +97,8 @@ class MatFullT {
   void copy(const MatFullT& src, long j);
   /// Becomes a copy of src (rows in use, columns, growth increment). Nothing happens when src is this matrix.
   void copy(const MatFullT& src);
+  /// The same with the rows that are allocated and not in use: both save the same bytes.
+  void duplicate(const MatFullT& src);
   /// Exchanges two rows. Fatal: m 181.
   void swaprows(long i, long j);
   /// Transposes in place: ncol x nrow, all in use. Nothing happens without rows, since a matrix has a column

@@ -3,6 +3,8 @@
 #include <exception>
 #include <utility>
 
+#include "base/memory.h"
+
 namespace qvtx {
 
 template <class M>
@@ -14,6 +16,7 @@ long MatStorT<M>::setdim(long n) {
     store_ = std::vector<M>(static_cast<std::size_t>(n));
   } catch (const std::exception&) {  // no memory, or more than a vector can ever hold
     os.ow("MatStorT.setdim: alloc.failed").nl();
+    memory_failed(static_cast<double>(n) * sizeof(M));
   }
   return size();
 }

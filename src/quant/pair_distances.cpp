@@ -246,20 +246,36 @@ bool PairDistances::make_room() {
   return paths_.setdim(n) == n && graph_.setdim(n) == n && space_.setdim(n) == n;
 }
 
-void PairDistances::forget() {
-  drop_rows();
-  measured_ = false;
+double PairDistances::bytes_needed() const {
+  const auto n = static_cast<double>(points_.nrow());
+  const PairRules rules = rules_();
+  double numbers = 0;  // per pair
+  if (rules.memory >= 1) numbers += rules.linked ? 2 : 1;
+  if (rules.memory >= 2 && rules.linked) numbers += 2;
+  if (rules.laplacian && !(points_.nrow() > 0 && graph_stored(0))) numbers += rules.memory >= 1 ? 2 : 3;
+  return numbers * n * n * sizeof(double);
 }
 
-void PairDistances::drop_rows() {
+void PairDistances::forget() {
+  ++mark_.version;
   paths_.setdim(0);
   graph_.setdim(0);
   space_.setdim(0);
-  kept_ = false;
+  mark_.measured = mark_.kept = false;
+}
+
+void PairDistances::go_back(const Mark& mark) noexcept {
+  const bool kept = mark.kept && mark_.version == mark.version;
+  if (!kept) forget();
+  const long version = mark_.version;
+  mark_ = mark;
+  mark_.version = version;
+  mark_.kept = kept;
 }
 
 PairDistances::Outcome PairDistances::keep_laplacian(const std::function<void(const char*)>& announce) {
   const long n = points_.nrow();
+  ++mark_.version;
   try {
     MatFullD all;
     const bool regular = laplacian_distances(points_, links_, *rules_().laplacian, announce, all);
@@ -274,20 +290,20 @@ PairDistances::Outcome PairDistances::keep_laplacian(const std::function<void(co
 
 std::optional<PairRanges> PairDistances::measure(const std::function<void()>& progress) {
   const PairRules rules = rules_();
+  ++mark_.version;
   try {
     Pass pass(*this, rules);
     pass.run(progress);
     const PairRanges ranges = pass.ranges();
-    dac = signature();
-    balance_ = rules.balance;
-    measured_ = kept_ = true;
+    mark_.measured_for = signature();
+    mark_.balance = rules.balance;
+    mark_.measured = mark_.kept = true;
     return ranges;
   } catch (const std::bad_alloc&) {
     forget();
     return std::nullopt;
   } catch (const GivenUp&) {  // rows of two measurements must not stand side by side
-    drop_rows();
-    if (!make_room()) forget();
+    forget();
     throw;
   }
 }

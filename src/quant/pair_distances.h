@@ -43,6 +43,13 @@ struct PairRanges {
 /// leads.
 class PairDistances {
  public:
+  /// What the distances were computed for.
+  struct Signature {
+    long shape = -1;  ///< prototypes x columns x live links
+    Metric metric;
+    bool operator==(const Signature&) const = default;
+  };
+
   using AskRules = std::function<PairRules()>;
 
   /// points: n x dim; links: of the same n nodes once a row is asked for, lengths in value column 1. Both
@@ -68,42 +75,46 @@ class PairDistances {
 
   // ---- Computation ----
 
+  /// Bytes of what `measure` and `keep_laplacian` work in and store.
+  double bytes_needed() const;
   /// Room for the rows of n prototypes; rows already stored stay. False when there is no memory.
   [[nodiscard]] bool make_room();
-  /// Empties the stores, and there is no measurement any more.
+  /// Empties the stores.
   void forget();
-  /// Empties the stores. The last measurement stands, for rows are computed where they are used, but it is
-  /// not current any more.
-  void drop_rows();
 
   enum class Outcome { done, singular, no_memory };
   /// Computes and stores the Laplacian rows; `announce` is told of each part of the work before it starts.
   /// When the Laplacian is singular the rows tell that no other prototype is reached.
   Outcome keep_laplacian(const std::function<void(const char*)>& announce);
   /// Passes over all rows, stores them as far as the rules say so, and remembers what they were computed for;
-  /// `progress` is called after every prototype. Nothing, and all is forgotten, when there is no memory. Rows
-  /// are interruption points (base/interrupt.h): given up, the stores are empty and the last measurement
-  /// stands. REQUIRES: make_room(); Laplacian rows are stored.
+  /// `progress` is called after every prototype. Nothing, and empty stores, when there is no memory.
+  /// Rows are interruption points (base/interrupt.h): given up, the stores are empty.
+  /// REQUIRES: make_room(); Laplacian rows are stored.
   std::optional<PairRanges> measure(const std::function<void()>& progress);
 
   // ---- Validity ----
 
+  /// What the last measurement was of, and which state the stored rows are in.
+  struct Mark {
+    long version = 0;  ///< changes whenever rows are computed or forgotten
+    Signature measured_for;
+    double balance = 0.0;
+    bool measured = false;
+    bool kept = false;  ///< the stores hold what the measurement left
+  };
+  const Mark& mark() const { return mark_; }
+  /// Back to a measurement whose points and links are there again. Rows that have been stored or forgotten
+  /// since are stored no longer.
+  void go_back(const Mark& mark) noexcept;
+
   /// The last measurement has not been forgotten.
-  bool measured() const { return measured_; }
+  bool measured() const { return mark_.measured; }
   /// It was of as many prototypes, columns and links as there are now, in the class and exponent in force.
-  bool current() const { return measured_ && kept_ && dac == signature(); }
-  /// The stores hold what the last measurement left.
-  bool kept() const { return kept_; }
+  bool current() const { return mark_.measured && mark_.kept && mark_.measured_for == signature(); }
   /// Balance that its mixed range belongs to.
-  double balance() const { return balance_; }
+  double balance() const { return mark_.balance; }
 
  private:
-  /// What the distances were computed for.
-  struct Signature {
-    long shape = -1;  ///< prototypes x columns x live links
-    Metric metric;
-    bool operator==(const Signature&) const = default;
-  };
   class Pass;
 
   Signature signature() const;
@@ -117,10 +128,7 @@ class PairDistances {
   const AskRules rules_;
   MatStorD space_, graph_;    ///< per prototype its row, n x 1; without rows when not stored
   MatStorT<MatFullL> paths_;  ///< likewise, n x 2
-  Signature dac;              ///< of the last measurement
-  double balance_ = 0.0;
-  bool measured_ = false;
-  bool kept_ = false;
+  Mark mark_;
 };
 
 }  // namespace qvtx

@@ -74,4 +74,13 @@ void exchange(std::tuple<Field&...> a, std::tuple<Field&...> b) {
   each(std::index_sequence_for<Field...>());
 }
 
+/// Makes the fields of one state, listed likewise, duplicates of those of another one.
+template <class... To, class... From>
+void duplicate(std::tuple<To&...> to, std::tuple<const From&...> from) {
+  const auto each = [&]<std::size_t... i>(std::index_sequence<i...>) {
+    (std::get<i>(to).duplicate(std::get<i>(from)), ...);
+  };
+  each(std::index_sequence_for<To...>());
+}
+
 }  // namespace qvtx

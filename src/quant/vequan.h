@@ -7,14 +7,10 @@
 #include <string>
 
 #include "graph/link_rule.h"
-#include "local/lpca.h"
 #include "matrix/matstor.h"
 #include "quant/epochs.h"
 #include "quant/messages.h"
-#include "quant/origin.h"
-#include "quant/pair_distances.h"
-#include "quant/quantizer_state.h"
-#include "quant/rows_in_use.h"
+#include "quant/quantizer_backup.h"
 #include "settings/matpara.h"
 #include "settings/settings.h"
 
@@ -286,6 +282,16 @@ class VeQuan : public Messages, protected QuantizerState {
   void take_over(SavedState& saved);
   bool refuse_load(const std::string& why);  ///< notes the reason and returns false
 
+  // An operation that has failed half-way is taken back (vequan_backup.cpp).
+  /// Makes the backup a copy of this analysis but for the data. REQUIRES: a MemoryWatch, which learns of a
+  /// copy that found no memory.
+  void back_up(QuantizerBackup& backup) const;
+  /// Moves the data to the backup, for others to be loaded.
+  void set_data_aside(QuantizerBackup& backup) noexcept;
+  /// Becomes what was backed up; the backup is used up. Needs no memory. Distances stay stored unless they
+  /// were computed since.
+  void go_back(QuantizerBackup& backup) noexcept;
+
   char method[32] = "";            ///< label of what made the prototypes
   Origin origin = Origin::other;   ///< as that label tells it
   Settings<long> integers{lpref};  ///< the settings by their keys
@@ -306,6 +312,7 @@ class VeQuan : public Messages, protected QuantizerState {
  private:
   // Data and prototypes.
   int read_data(const char* text, const char* file, int binary);
+  void exchange_data(QuantizerBackup& backup) noexcept;
   void choose_rows();        ///< splits what `dat` holds after a load
   bool data_usable() const;  ///< false when refused
   int write_data(const char* text, const char* file, int binary) const;
@@ -325,6 +332,7 @@ class VeQuan : public Messages, protected QuantizerState {
   // Distances.
   PairRules pair_rules() const;
   bool distances_current() const;          ///< hold stores and ranges what a computation would give?
+  int distances_without_memory();          ///< as `refuse_distances`, and throws under a MemoryWatch
   int refuse_distances(const char* text);  ///< gives the distances up, says why and returns 0
   bool laplacian_rows();                   ///< false when refused
   bool measure_distances();                ///< likewise

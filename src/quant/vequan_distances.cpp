@@ -4,13 +4,12 @@
 #include <iterator>
 
 #include "base/interrupt.h"
+#include "base/memory.h"
 #include "quant/vequan.h"
 
 namespace qvtx {
 
 namespace {
-
-constexpr const char* no_memory = "dist_ini: not enough memory for the distances between prototypes";
 
 /// The integer settings that graph distances depend on, beside the links.
 constexpr Key<long> graph_keys[] = {"tdgdtype", "tdctdtwt", "tdctdlnf"};
@@ -26,14 +25,23 @@ int VeQuan::dist_ini(int quick) {
   }
   if (!state.shutflag(k)) return 0;
   const Interruptible scope;
-  if (!current) quick ? pairs.forget() : pairs.drop_rows();
-  if (!pairs.make_room()) return refuse_distances(no_memory);
+  if (!current) pairs.forget();
+  if (!pairs.make_room()) return distances_without_memory();
   if (quick) return state.setflag(k);
   dkey("tdgb");
   for (const Key<long> key : graph_keys) lkey(key);
   dkey("tdctdakp");
+  lkey("vgmemory");
+  if (pairs.bytes_needed() > memory_limit()) return distances_without_memory();
   if (has_laplacian() && !current && !laplacian_rows()) return 0;
   return measure_distances() ? state.setflag(k) : 0;
+}
+
+int VeQuan::distances_without_memory() {
+  const double bytes = pairs.bytes_needed();
+  refuse_distances("dist_ini: not enough memory for the distances between prototypes");
+  memory_failed(bytes);
+  return 0;
 }
 
 int VeQuan::refuse_distances(const char* text) {
@@ -51,7 +59,7 @@ bool VeQuan::distances_current() const {
 bool VeQuan::laplacian_rows() {
   const PairDistances::Outcome outcome = pairs.keep_laplacian([this](const char* text) { say_piece(text); });
   if (outcome == PairDistances::Outcome::singular) return refuse_distances("dist_ini: singular Laplacian");
-  if (outcome == PairDistances::Outcome::no_memory) return refuse_distances(no_memory);
+  if (outcome == PairDistances::Outcome::no_memory) return distances_without_memory();
   say_end("done!");
   return true;
 }
@@ -60,21 +68,22 @@ bool VeQuan::rows_ready(double w) {
   if (w == 0.0 || !has_laplacian() || prot.nrow() == 0 || pairs.graph_stored(0)) return true;
   if (pairs.keep_laplacian([](const char*) {}) != PairDistances::Outcome::no_memory) return true;
   refuse("not enough memory for the distances between prototypes");
+  memory_failed(pairs.bytes_needed());
   return false;
 }
 
 bool VeQuan::measure_distances() {
-  const long memory = lkey("vgmemory");
+  const long memory = integers["vgmemory"];
   const bool bar = verbose && !has_laplacian();
   if (bar) {
-    const bool reading = memory == 0 || pairs.kept();  // rows kept from the last computation
+    const bool reading = memory == 0 || pairs.measured();  // rows kept from the last computation
     os.ow(prefix).ow("dist_ini: computing min. and max. distances (").ow(reading ? "reading)" : "storing)");
     os.wbb(prot.nrow(), 60);
   }
   const std::optional<PairRanges> ranges = pairs.measure([bar] {
     if (bar) os.wbp();
   });
-  if (!ranges) return refuse_distances(no_memory);
+  if (!ranges) return distances_without_memory();
   if (bar) os.wbe();
   reals.record("tdns", ranges->space.min);
   reals.record("tdng", ranges->graph.min);

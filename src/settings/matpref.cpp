@@ -207,6 +207,18 @@ bool MatPrefT<T>::consistent() const {
 }
 
 template <class T>
+void MatPrefT<T>::duplicate(const MatPrefT& other) {
+  labels_.duplicate(other.labels_);
+  descriptions_.duplicate(other.descriptions_);
+  search_.duplicate(other.search_);
+  values_.duplicate(other.values_);
+  heads_.duplicate(other.heads_);
+  links_.duplicate(other.links_);
+  mvalues_.duplicate(other.mvalues_);
+  mtexts_.duplicate(other.mtexts_);
+}
+
+template <class T>
 void MatPrefT<T>::swap(MatPrefT& other) noexcept {
   labels_.swap(other.labels_);
   descriptions_.swap(other.descriptions_);

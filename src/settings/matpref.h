@@ -92,6 +92,7 @@ class MatPrefT {
   /// values out of their range, meaning lists with an index out of range or that do not close.
   int load_bin(std::FILE* f);
   void swap(MatPrefT& other) noexcept;
+  void duplicate(const MatPrefT& other);  ///< becomes the same, to the bytes that it saves
 
  private:
   void check(long k) const;

@@ -18,6 +18,11 @@ class Settings {
 
   /// To be called when entries were added to the table or all of it was replaced.
   void look_up();
+  /// What it found: the entry of each setting, -1 for none, by its row in the table of all settings. It can
+  /// be put back with the table that it belongs to.
+  using Rows = std::array<long, settings_count>;
+  const Rows& rows() const { return rows_; }
+  void put_back(const Rows& rows) noexcept { rows_ = rows; }
 
   /// The value in use.
   T operator[](Key<T> key) const { return table_.getval(row(key)); }
@@ -37,7 +42,7 @@ class Settings {
   [[noreturn]] void missing(Key<T> key) const;
 
   MatPrefT<T>& table_;
-  std::array<long, settings_count> rows_;  ///< entry of each setting, -1 for none; by its row in the table
+  Rows rows_;
 };
 
 extern template class Settings<long>;

@@ -7,11 +7,12 @@ namespace qvtx {
 
 void ImageArrays::load(const MatFullD& images) {
   if (images.nrow() != n_ || images.ncol() != p_) {
-    n_ = images.nrow();
-    p_ = images.ncol();
-    stride_ = (n_ + image_padding - 1) / image_padding * image_padding;
-    const auto needed = static_cast<std::size_t>((p_ + 1) * stride_);
+    const long stride = (images.nrow() + image_padding - 1) / image_padding * image_padding;
+    const auto needed = static_cast<std::size_t>((images.ncol() + 1) * stride);
     storage_.assign(needed + image_padding, 0.0);
+    n_ = images.nrow();  // not before there is room for it
+    p_ = images.ncol();
+    stride_ = stride;
     void* place = storage_.data();
     std::size_t room = storage_.size() * sizeof(double);
     begin_ = static_cast<double*>(
