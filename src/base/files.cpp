@@ -5,8 +5,10 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <limits>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -35,6 +37,16 @@ FileSet* youngest_set = nullptr;
 
 void tell_failure(const std::string& name) {
   if (write_listener) write_listener(name, errno);
+}
+
+/// The same for a file that is given up on the way out of something.
+void tell_loss(const std::string& name) noexcept {
+  if (std::uncaught_exceptions() > 0) return;  // which tell why
+  try {
+    tell_failure(name);
+  } catch (const std::bad_alloc&) {
+    return;  // the caller has learnt of the failure already
+  }
 }
 
 }  // namespace
@@ -71,7 +83,8 @@ bool SafeFile::open(const char* name) {
 SafeFile::~SafeFile() {
   if (is_open()) {
     if (std::ferror(file()) == 0) errno = 0;
-    fail();
+    if (youngest_set != nullptr) youngest_set->failed_ = true;
+    tell_loss(name_);
   }
   if (direct_ != nullptr) std::fclose(direct_);
 }

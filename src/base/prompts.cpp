@@ -70,7 +70,10 @@ void prompt(const char* text) {
 
 void prompt(const std::string& text) { prompt(text.c_str()); }
 
-void tell(const std::string& text) { prompt("  " + text + "\n"); }
+void tell(std::string_view text) {
+  os.flush();
+  std::cerr << "  " << text << '\n' << std::flush;
+}
 
 void end_of_input() {
   os.flush();
@@ -96,9 +99,10 @@ void getsub(char& c1, char& c2) {
 }
 
 long getc1(char& c) {
-  c = read_char();
+  const char typed = read_char();
   answer_ended();
-  trace_word(comtrac, {c});
+  trace_word(comtrac, {typed});
+  c = typed;
   return static_cast<long>(comtrac.size());
 }
 

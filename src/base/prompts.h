@@ -7,6 +7,7 @@
 // status 1, after the last action (base/ending.h). A signal there throws GivenUp (base/interrupt.h).
 
 #include <string>
+#include <string_view>
 
 #include "base/istr.h"
 
@@ -18,7 +19,7 @@ void prompt(const std::string& text);
 
 /// Writes the text as a line of its own on standard error, indented by two blanks: what helps a person and is
 /// no part of the record.
-void tell(const std::string& text);
+void tell(std::string_view text);
 
 /// Ends the program with status 1 after "unexpected end of input".
 [[noreturn]] void end_of_input();

@@ -1,7 +1,6 @@
 #pragma once
 // The mapping: a quantizer with a low-dimensional image of its prototypes.
 
-#include <functional>
 #include <optional>
 
 #include "mapping/map_ranks.h"
@@ -164,11 +163,6 @@ class ToMapp : public VeQuan, protected MappingState {
   /// the bin's end, the mean of (y - x)^2, the mean of y / x (0 and 1 for none) and the share. Changes no
   /// step. 0, and nothing changes, when the required step is not done.
   long god(int bits, MatSparT<long>& hist, MatFullD& stats, int curvilinear, int self);
-
-  /// Calls a mapping, one of the methods above. When it is given up (GivenUp, base/interrupt.h), which it can
-  /// be until the distances, or the eigenvectors of `mds`, are known, everything is as it was before but for
-  /// stored distances, which are computed anew, and GivenUp goes on to the caller.
-  long attempt(const std::function<long()>& mapping);
 
   // ---- Interpolation and reconstruction (tomapp_interpolation.cpp, tomapp_sammon_interpolation.cpp) ----
   // Require "mapp_fin", a finite mapping and rows of the right width; otherwise 0, and the outputs stay. Rows

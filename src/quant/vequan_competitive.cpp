@@ -6,6 +6,7 @@
 #include <iostream>
 #include <string>
 
+#include "base/interrupt.h"
 #include "base/prompts.h"
 #include "base/trace.h"
 #include "quant/vequan.h"
@@ -29,7 +30,10 @@ int ask_fast(const char* prefix) {
   long fast = 0;
   const bool typed = is.getword(word);
   std::cerr << '\n';
-  if (typed && !parse_long(word, fast)) std::cerr << "not a number: " << word << '\n';
+  if (typed && !parse_long(word, fast)) {
+    std::cerr << "not a number: " << word << '\n' << std::flush;
+    throw GivenUp();
+  }
   std::cerr.flush();
   trace_long(comtrac, fast);
   return fast != 0;

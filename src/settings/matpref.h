@@ -2,7 +2,6 @@
 // Preference tables: keyed settings with a description, a range, an actual and a future value and named
 // values.
 
-#include <algorithm>
 #include <cstdio>
 #include <iosfwd>
 #include <string>
@@ -58,12 +57,6 @@ class MatPrefT {
   T commit(long k);
   /// True when the future value differs from the actual one.
   bool changed(long k) const { return getval(k) != getfut(k); }
-
-  /// All ranges and values as they are now (count x 4), and their return.
-  void keep(MatFullT<T>& values) const { values.copy(values_); }
-  void give_back(const MatFullT<T>& values) {
-    std::copy_n(values.data(), values.nrow() * values.ncol(), values_.data());
-  }
 
   /// Sets the future value and returns 1 when v lies within the range; otherwise (NaN included) changes
   /// nothing and returns 0.

@@ -11,19 +11,21 @@
 namespace qvtx {
 
 void Session::load_data_file() {
-  const auto load = [this] {
-    const std::string file = data_file(".dat");
+  std::string name;
+  const auto load = [&] {
+    const std::string file = name + ".dat";
     return read_data(file, [&] {
-      return analysis_.dataload(file.c_str(), 1) != 0 || analysis_.dataload(file.c_str(), 0) != 0;
+      return alter(true).dataload(file.c_str(), 1) != 0 || alter().dataload(file.c_str(), 0) != 0;
     });
   };
-  ask_file(data_name_, {".dat", load, [](const std::string&) { return true; }});
+  ask_file(name, {".dat", load, [](const std::string&) { return true; }});
+  data_name_.swap(name);
   unsaved_ = false;
 }
 
-bool Session::load_snapshot() {
-  const std::string file = data_file(".mbf");
-  const bool loaded = analysis_.load_mbf(file.c_str()) != 0;
+bool Session::load_snapshot(const std::string& name) {
+  const std::string file = name + ".mbf";
+  const bool loaded = alter().load_mbf(file.c_str()) != 0;
   loaded ? void(unsaved_ = false) : tell_snapshot(file);
   return loaded;
 }
@@ -36,14 +38,16 @@ Outcome Session::load_data() {
 
 Outcome Session::load_all() {
   load_data_file();
-  load_snapshot();
+  load_snapshot(data_name_);
   return Outcome::done;
 }
 
 Outcome Session::load_mapping() {
   if (analysis_.verbose) prompt("Load Mapping parameters:\n");
-  ask_file(data_name_, {".mbf", [this] { return load_snapshot(); },
-                        [this](const std::string& file) { return fits_data(file); }});
+  std::string name;
+  ask_file(name, {".mbf", [&] { return load_snapshot(name); },
+                  [this](const std::string& file) { return fits_data(file); }});
+  data_name_.swap(name);
   return Outcome::done;
 }
 
@@ -94,6 +98,7 @@ void Session::save_parts(const std::string& name) {
 
 void Session::save_log(const std::string& name) {
   std::ostringstream text;
+  text.exceptions(std::ios::badbit);  // a lack of memory is not to be lost
   Ostr log(text);
   write_report(log, 1, true);
   if (work_.jrp.nrow() > 0) {

@@ -7,6 +7,7 @@
 #include "base/script.h"
 #include "base/trace.h"
 #include "settings/catalogue.h"
+#include "settings/value_text.h"
 #include "shell/session.h"
 
 namespace qvtx {
@@ -35,7 +36,7 @@ Outcome Session::toggle_verbosity() {
 
 Outcome Session::modify_settings() {
   if (analysis_.verbose) prompt("Modify settings (menu for integer):\n");
-  analysis_.getlpref().menu(os, is, &comtrac);
+  alter().getlpref().menu(os, is, &comtrac);
   if (analysis_.verbose) prompt("Modify settings (menu for real):\n");
   analysis_.getdpref().menu(os, is, &comtrac);
   warn_rising_pairs(analysis_.getdpref());
@@ -44,7 +45,13 @@ Outcome Session::modify_settings() {
 
 Outcome Session::modify_exponent() {
   if (analysis_.verbose) prompt("Modify Minkowski exponent:\n");
-  if (!getdouble(MatFullD::miex)) return Outcome::given_up;
+  double exponent = 0;
+  if (!getdouble(exponent)) return Outcome::given_up;
+  if (exponent < 0) {
+    refuse("an exponent is not negative: " + value_text(MatFullD::miex) + " stays");
+    return Outcome::given_up;
+  }
+  MatFullD::miex = exponent;
   hint_metric();
   return Outcome::done;
 }

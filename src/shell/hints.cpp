@@ -24,6 +24,7 @@ constexpr long most_ranked = 500;
 
 std::string fixed(double x, int decimals) {
   std::ostringstream text;
+  text.exceptions(std::ios::badbit);  // a lack of memory is not to be lost
   Ostr(text).ow(x, 1, decimals);
   return text.str();
 }
@@ -114,10 +115,10 @@ void Session::hint_mapping() {
     tell(fixed(100 * alone / all, 1) + " % of the data are alone with their prototype");
 }
 
-void Session::hint_interpolation(const MatFullD& data) const {
+void Session::hint_interpolation(const MatFullD& data, const MatFullD& positions) const {
   if (!analysis_.verbose || data.nrow() == 0) return;
   const long step = (data.nrow() + most_ranked - 1) / most_ranked;
-  const std::optional<RankQuality> ranks = data_ranks(data, work_.prj, step);
+  const std::optional<RankQuality> ranks = data_ranks(data, positions, step);
   if (!ranks) return;
   tell("rank quality of " + (step == 1 ? "the data" : "every " + std::to_string(step) + "th datum") +
        " on the map: space = " + fixed(ranks->area, 3) + ", trustworthiness = " +

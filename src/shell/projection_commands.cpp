@@ -1,6 +1,8 @@
 // Commands that project the prototypes, interpolate data through the projection and rate it.
 
+#include <algorithm>
 #include <iostream>
+#include <utility>
 
 #include "base/prompts.h"
 #include "matrix/binary_inspection.h"
@@ -37,7 +39,7 @@ Outcome Session::projection_menu(const char* title, Mapping method, bool sammon_
   const bool final_mapping = analysis_.done(ToMapp::mfindone) != 0;
   if (is_command(c1, c2, "mp")) {
     if (method) return map_prototypes(method);
-    if (analysis_.sommap()) {
+    if (alter().sommap()) {
       hint_mapping();
     } else {
       refuse("us needs the prototypes of a self-organizing map: om");
@@ -62,7 +64,7 @@ bool Session::ask_dimension(long& dimension) {
   if (!automatic()) return ask_long("  Output dimension (integer) ? ", dimension);
   double confidence = 0;
   if (!ask_double("  Confidence (0.xx) ? ", confidence)) return false;
-  if (!analysis_.getlpca().ready()) analysis_.lpca_init();
+  if (!analysis_.getlpca().ready()) alter().lpca_init();
   dimension = analysis_.getlpca().getdim(confidence, 2);
   if (dimension < 0) refuse("no number of dimensions reaches a confidence of " + value_text(confidence));
   return true;
@@ -83,15 +85,26 @@ Outcome Session::mapped(long dimension, long result) {
 Outcome Session::map_prototypes(Mapping method) {
   long dimension = 0;
   if (!ask_dimension(dimension)) return Outcome::given_up;
-  return mapped(dimension, analysis_.attempt([&] { return (analysis_.*method)(dimension, nullptr); }));
+  const MatFullD& prototypes = analysis_.getprot();
+  if (const long most = std::max(prototypes.nrow(), prototypes.ncol()); dimension > most) {
+    refuse("a map of " + std::to_string(prototypes.nrow()) + " prototypes with " +
+           std::to_string(prototypes.ncol()) + " variables has at most " + std::to_string(most) +
+           " dimensions, not " + std::to_string(dimension));
+    return Outcome::given_up;
+  }
+  return mapped(dimension, (alter().*method)(dimension, nullptr));
 }
 
 bool Session::interpolate(const MatFullD& data, bool sammon_variants) {
-  const long ok = sammon_variants ? analysis_.sammon_iv(data, work_.ppr, work_.prj, nullptr)
-                                  : analysis_.cda_iv(data, work_.ppr, work_.prj);
+  MatFullD ppr, prj;
+  const long ok =
+      sammon_variants ? analysis_.sammon_iv(data, ppr, prj, nullptr) : analysis_.cda_iv(data, ppr, prj);
+  if (ok == 0) return false;
+  hint_interpolation(data, prj);
+  work_.ppr.swap(ppr);
+  work_.prj.swap(prj);
   work_.reinit(1);
-  if (ok != 0) hint_interpolation(data);
-  return ok != 0;
+  return true;
 }
 
 Outcome Session::interpolate_validation(bool sammon_variants) {
@@ -118,10 +131,12 @@ Outcome Session::interpolate_validation(bool sammon_variants) {
 }
 
 Outcome Session::reconstruct(bool sammon_variants) {
-  if (sammon_variants) {
-    analysis_.sammon_rd(work_.prj, work_.tmp, work_.jrp, nullptr);
-  } else {
-    analysis_.cda_rd(work_.prj, work_.tmp, work_.jrp);
+  MatFullD tmp, jrp;
+  const long ok = sammon_variants ? analysis_.sammon_rd(work_.prj, tmp, jrp, nullptr)
+                                  : analysis_.cda_rd(work_.prj, tmp, jrp);
+  if (ok != 0) {
+    work_.tmp.swap(tmp);
+    work_.jrp.swap(jrp);
   }
   return Outcome::quiet;
 }
@@ -144,21 +159,30 @@ Outcome Session::scaling() {
   if (!is_command(c1, c2, "mp")) return bad_command(c1, c2, "is no choice of md, which has mp alone");
   long dimension = 0;
   if (!ask_dimension(dimension)) return Outcome::given_up;
-  return mapped(dimension, analysis_.attempt([&] { return analysis_.mds(dimension); }));
+  return mapped(dimension, alter().mds(dimension));
+}
+
+bool Session::rate(MatSparT<long>& graph, MatFullD& statistics, int curvilinear, int self) {
+  MatSparT<long> found;
+  MatFullD summary;
+  if (!analysis_.god(god_bits, found, summary, curvilinear, self)) return false;
+  graph = std::move(found);
+  statistics.swap(summary);
+  return true;
 }
 
 Outcome Session::self_god() {
-  if (analysis_.god(god_bits, work_.sgd, work_.sst, 0, 1)) work_.sgd_fell_back = !analysis_.wants_links();
+  if (rate(work_.sgd, work_.sst, 0, 1)) work_.sgd_fell_back = !analysis_.wants_links();
   return Outcome::quiet;
 }
 
 Outcome Session::euclidean_god() {
-  analysis_.god(god_bits, work_.egd, work_.est, 0, 0);
+  rate(work_.egd, work_.est, 0, 0);
   return Outcome::quiet;
 }
 
 Outcome Session::curvilinear_god() {
-  if (analysis_.god(god_bits, work_.cgd, work_.cst, 1, 0)) work_.cgd_fell_back = !analysis_.wants_links();
+  if (rate(work_.cgd, work_.cst, 1, 0)) work_.cgd_fell_back = !analysis_.wants_links();
   return Outcome::quiet;
 }
 

@@ -33,61 +33,61 @@ bool Session::ask_radius(const char* text, double& radius) const {
 }
 
 Outcome Session::no_quantization() {
-  analysis_.nq();
+  alter().nq();
   return quantized("nq");
 }
 
 Outcome Session::g_center() {
-  analysis_.gc();
+  alter().gc();
   return quantized("gc");
 }
 
 Outcome Session::k_means() {
   long n = 0;
   if (!ask_long(ask_neurons, n)) return Outcome::given_up;
-  analysis_.lbg(n);
+  alter().lbg(n);
   return quantized("km", n);
 }
 
 Outcome Session::dynamic_k_means() {
   double error = 0;
   if (!ask_radius("  Mean Error (numeric) ? ", error)) return Outcome::given_up;
-  analysis_.dlbg(error);
+  alter().dlbg(error);
   return quantized("dk");
 }
 
 Outcome Session::exin() {
   double radius = 0;
   if (!ask_radius("  Action radius (numeric) ? ", radius)) return Outcome::given_up;
-  analysis_.xn(radius);
+  alter().xn(radius);
   return quantized("xn");
 }
 
 Outcome Session::neural_water() {
   double radius = 0;
   if (!ask_radius("  Action radius (numeric) ? ", radius)) return Outcome::given_up;
-  analysis_.nw(radius, data_file(".nwp").c_str());
+  alter().nw(radius, data_file(".nwp").c_str());
   return quantized("nw");
 }
 
 Outcome Session::competitive_learning() {
   long n = 0;
   if (!ask_long(ask_neurons, n)) return Outcome::given_up;
-  analysis_.cl(n, data_file(".clp").c_str());
+  alter().cl(n, data_file(".clp").c_str());
   return quantized("cl", n);
 }
 
 Outcome Session::fast_competitive() {
   long n = 0;
   if (!ask_long(ask_neurons, n)) return Outcome::given_up;
-  analysis_.fcl(n, data_file(".clp").c_str());
+  alter().fcl(n, data_file(".clp").c_str());
   return quantized("fc", n);
 }
 
 Outcome Session::neural_gas() {
   long n = 0;
   if (!ask_long(ask_neurons, n)) return Outcome::given_up;
-  analysis_.ng(n, data_file(".ngp").c_str());
+  alter().ng(n, data_file(".ngp").c_str());
   return quantized("ng", n);
 }
 
@@ -96,23 +96,23 @@ Outcome Session::self_organizing_map() {
   double ratio = 1;
   if (!ask_long(ask_neurons, n)) return Outcome::given_up;
   if (!ask_double("  Width/length ratio (in [1.0,#neurons]) ? ", ratio)) return Outcome::given_up;
-  analysis_.som(n, ratio, data_file(".omp").c_str());
+  alter().som(n, ratio, data_file(".omp").c_str());
   return quantized("om", n);
 }
 
 Outcome Session::jarvis_patrick() {
-  analysis_.jp(data_file(".jpp").c_str());
+  alter().jp(data_file(".jpp").c_str());
   return quantized("jp");
 }
 
 Outcome Session::remove_lost() {
-  const long removed = analysis_.protdel(0);
+  const long removed = alter().protdel(0);
   prompt(std::to_string(removed) + " lost prototypes removed. \n");
   return Outcome::done;
 }
 
 Outcome Session::remove_copies() {
-  const long removed = analysis_.protdel(1);
+  const long removed = alter().protdel(1);
   prompt(std::to_string(removed) + " copy prototypes removed. \n");
   return Outcome::done;
 }

@@ -2,7 +2,10 @@
 
 #include <filesystem>
 #include <functional>
+#include <new>
 #include <sstream>
+#include <string>
+#include <utility>
 
 #include "base/files.h"
 #include "base/prompts.h"
@@ -22,26 +25,35 @@ std::string free_name() {
   return name;
 }
 
-/// A save by itself: the end of the program may have come in the middle of a set of files.
+/// A save by itself, without a word on the console: the end of the program may have come in the middle of a
+/// set of files.
 bool saved_alone(const std::function<bool()>& save) {
+  std::ostringstream unheard;
   FileSet own;
-  return save() && own.commit();
+  const Ostr console = std::exchange(os, Ostr(unheard));
+  try {
+    const bool saved = save() && own.commit();
+    os = console;
+    return saved;
+  } catch (...) {
+    os = console;
+    throw;
+  }
 }
 
 }  // namespace
 
-void recover(const ToMapp& analysis, const std::string& trace) {
+void recover(const ToMapp& analysis, std::string_view trace) try {
   const std::string name = free_name();
-  std::ostringstream unheard;
-  const Ostr console = os;
-  os = Ostr(unheard);
   const bool saved = saved_alone([&] { return analysis.save_mbf((name + ".mbf").c_str()) != 0; });
-  os = console;
-  const bool traced = saved_alone([&] { return write_file((name + ".trc").c_str(), trace + "xt\ny\n"); });
+  const bool traced =
+      saved_alone([&] { return write_file((name + ".trc").c_str(), std::string(trace) + "xt\ny\n"); });
   if (saved)
     tell("the analysis was not saved: it is in " + name + ".mbf" + (traced ? " and " + name + ".trc" : ""));
   else
     tell("the analysis was not saved, and " + name + ".mbf cannot be written");
+} catch (const std::bad_alloc&) {
+  tell("the analysis was not saved: there is no memory for its recovery");
 }
 
 }  // namespace qvtx

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <iostream>
+#include <stdexcept>
 
 #include "base/ending.h"
 #include "base/files.h"
@@ -75,8 +77,8 @@ std::string Session::set(const std::string& key, const std::string& value) {
 }
 
 void Session::seed(unsigned long state) {
-  setseed(state);
   trace_note(comtrac, "seed", std::to_string(state));
+  setseed(state);
 }
 
 int Session::run() {
@@ -85,6 +87,10 @@ int Session::run() {
   if (!manner_.quiet) tell("read " + std::to_string(count) + " settings");
   take_notes();
   if (manner_.quiet) trace_word(comtrac, "tv");
+  return obey();
+}
+
+int Session::obey() {
   while (step()) {
   }
   os.flush();
@@ -118,19 +124,74 @@ void Session::take_notes() {
 bool Session::step() {
   mark_ = comtrac.size();
   refused_ = false;
+  command_ = "command";
   bool goes_on = true;
   try {
     goes_on = perform();
+  } catch (const OutOfMemory& lack) {
+    undo();
+    tell_lack(lack.bytes());
+  } catch (const std::bad_alloc&) {
+    undo();
+    tell_lack(0);
+  } catch (const std::length_error&) {  // more than a vector can ever hold
+    undo();
+    tell_lack(0);
   } catch (const GivenUp&) {
-    comtrac.resize(std::min(mark_, comtrac.size()));
-    os.fresh().flush();
+    undo();
+    os.flush();
     if (interrupting_signal() == SIGINT && manner_.terminal) {
       std::cerr << '\n';
       tell(asking_ ? "xt leaves" : "given up");
+      refused_ = false;
       clear_interrupt();
     }
   }
+  before_.reset();
   return settle(goes_on);
+}
+
+ToMapp& Session::alter(bool with_data) {
+  if (before_) return analysis_;
+  Before now;
+  now.random = getrandom();
+  now.metric = Metric::in_force();
+  now.data_name = data_name_;
+  now.unsaved = unsaved_;
+  analysis_.back_up(now.analysis);
+  if (with_data) analysis_.set_data_aside(now.analysis);
+  before_.emplace(std::move(now));
+  return analysis_;
+}
+
+void Session::undo() noexcept {
+  comtrac.resize(std::min(mark_, comtrac.size()));
+  refused_ = true;
+  collects_reads_ = false;
+  unwritten_.clear();
+  if (is.stream->bad()) is.stream->clear();  // a read that found no memory can be tried again
+  os.fresh();
+  if (!before_) return;
+  analysis_.go_back(before_->analysis);
+  setrandom(before_->random);
+  MatFullD::mesp = before_->metric.mesp;
+  MatFullD::miex = before_->metric.miex;
+  data_name_.swap(before_->data_name);
+  unsaved_ = before_->unsaved;
+  before_.reset();
+}
+
+void Session::tell_lack(double bytes) {
+  char asked[48] = "";
+  if (bytes >= 1e9) {
+    std::snprintf(asked, sizeof asked, " (needs %.1f GB)", bytes / 1e9);
+  } else if (bytes > 0) {
+    std::snprintf(asked, sizeof asked, " (needs %.1f MB)", bytes / 1e6);
+  }
+  char line[120];
+  std::snprintf(line, sizeof line, "%s: not enough memory%s: given up, the analysis is as it was", command_,
+                asked);
+  tell(line);
 }
 
 bool Session::perform() {
@@ -144,12 +205,11 @@ bool Session::perform() {
     bad_command(c1, c2, command ? missing_state(*command) : "");
     return true;
   }
+  command_ = command->name;
   const Outcome outcome = (this->*command->handler)();
-  if (outcome == Outcome::given_up) {
-    comtrac.resize(mark_);
-    refused_ = true;
-  }
+  if (outcome == Outcome::given_up) undo();
   finish(*command, outcome);
+  tell_unwritten();
   return outcome != Outcome::leave;
 }
 
@@ -163,7 +223,6 @@ void Session::finish(const Command& command, Outcome outcome) {
 }
 
 bool Session::settle(bool goes_on) {
-  tell_unwritten();
   mark_ = comtrac.size();
   const int signal = interrupting_signal();
   if (signal == SIGPIPE || !*os.stream) return leave(failure);
@@ -186,7 +245,10 @@ bool Session::leave(int status) {
 }
 
 void Session::recover_unsaved() {
-  if (unsaved_ && analysis_.done(VeQuan::pinidone)) recover(analysis_, comtrac.substr(0, mark_));
+  // A command that cannot be completed is taken back.
+  if (before_) undo();
+  if (unsaved_ && analysis_.done(VeQuan::pinidone))
+    recover(analysis_, std::string_view(comtrac).substr(0, mark_));
   unsaved_ = false;
 }
 

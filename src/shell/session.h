@@ -3,10 +3,13 @@
 
 #include <fstream>
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "base/memory.h"
+#include "base/random.h"
 #include "mapping/tomapp.h"
 #include "matrix/file_report.h"
 #include "shell/work.h"
@@ -46,9 +49,10 @@ class Session {
   /// Sets the state of the random numbers, and notes it in the trace.
   void seed(unsigned long state);
 
-  /// Prints the banner and runs the loop until a confirmed `xt` or the end of the input; returns the exit
-  /// status (shell/startup.h).
+  /// Prints the banner and obeys; returns the exit status (shell/startup.h).
   int run();
+  /// The loop alone, until a confirmed `xt` or the end of the input. No lack of memory ends it.
+  int obey();
 
   // ---- Handlers, one per command of the table ----
   Outcome help();                  // hh  (command_table.cpp)
@@ -91,6 +95,7 @@ class Session {
   Outcome all_gods();              // ag
   Outcome mean_error();            // mq
 
+  const ToMapp& analysis() const { return analysis_; }
   /// True when the state allows the command.
   bool allowed(const Command& command) const;
   /// Prototypes with this number of hits, for the help lines of `rl` and `rc`.
@@ -107,6 +112,13 @@ class Session {
   void recover_unsaved();
   void banner() const;
   void take_notes();
+
+  /// The analysis, for a command to change: what it was is backed up first, once in a command, and comes back
+  /// when the command is given up. with_data: the data, too, are going to be others.
+  ToMapp& alter(bool with_data = false);
+  /// Takes back what the command at hand has changed.
+  void undo() noexcept;
+  void tell_lack(double bytes);
 
   // Dialogues. False: a word was not a number.
   bool ask_long(const char* text, long& v) const;
@@ -134,7 +146,7 @@ class Session {
   void tell_unwritten();
 
   void load_data_file();
-  bool load_snapshot();
+  bool load_snapshot(const std::string& name);
   /// level: of `ToMapp::show`; graphs: with those of the GoD criteria.
   void write_report(Ostr& o, int level, bool graphs);
   void save_parts(const std::string& name);
@@ -157,8 +169,10 @@ class Session {
   void hint_mapping();
   void hint_links(bool along_links);
   void hint_spectrum() const;
-  void hint_interpolation(const MatFullD& data) const;
+  void hint_interpolation(const MatFullD& data, const MatFullD& positions) const;
   bool interpolate(const MatFullD& data, bool sammon_variants);
+  /// A GoD graph and its statistics, which replace those of the same kind.
+  bool rate(MatSparT<long>& graph, MatFullD& statistics, int curvilinear, int self);
   Outcome interpolate_validation(bool sammon_variants);
   Outcome reconstruct(bool sammon_variants);
   Outcome bad_command(char c1, char c2, const std::string& reason);
@@ -169,15 +183,27 @@ class Session {
   /// The same for those that are told how many.
   Outcome quantized(const char* name, long n);
 
+  /// What a command may change and does not want to.
+  struct Before {
+    ToMapp::Backup analysis;
+    RandomState random{};
+    Metric metric;
+    std::string data_name;
+    bool unsaved = false;
+  };
+
+  const MemoryWatch watch_;
   ToMapp analysis_;
   Work work_;
-  std::string data_name_;  ///< name last typed at `ld`, `la` or `lm`
+  std::optional<Before> before_;  ///< of the command at hand, from its first change on
+  std::string data_name_;         ///< name that `ld`, `la` or `lm` last loaded
   const Manner manner_;
-  std::size_t mark_ = 0;  ///< length of the trace ahead of the command at hand
-  int status_ = 0;        ///< what `run` returns
-  bool asking_ = false;   ///< the prompt of the loop waits for a command
-  bool refused_ = false;  ///< the command at hand was refused something
-  bool unsaved_ = false;  ///< the analysis has changed since it was saved or loaded
+  const char* command_ = "";  ///< letters of the command at hand
+  std::size_t mark_ = 0;      ///< length of the trace ahead of the command at hand
+  int status_ = 0;            ///< what `run` returns
+  bool asking_ = false;       ///< the prompt of the loop waits for a command
+  bool refused_ = false;      ///< the command at hand was refused something
+  bool unsaved_ = false;      ///< the analysis has changed since it was saved or loaded
   bool collects_reads_ = false;
   std::vector<ReadReport> reads_;
   std::vector<std::pair<std::string, int>> unwritten_;  ///< files that could not be written, and why

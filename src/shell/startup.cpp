@@ -8,9 +8,11 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "base/interrupt.h"
+#include "base/memory.h"
 #include "base/prompts.h"
 #include "base/script.h"
 #include "settings/catalogue.h"
@@ -60,6 +62,7 @@ class Input {
       bytes_ = std::move(script);
     }
     stream_.rdbuf(bytes_.get());
+    stream_.exceptions(std::ios::badbit);  // a lack of memory is no end of the input
     is = Istr(stream_);
     is.script = script_;
   }
@@ -123,7 +126,13 @@ int run_program(int argc, char** argv) {
     case Options::Task::explore:
       break;
   }
-  return explore(options);
+  try {
+    limit_memory();
+    return explore(options);
+  } catch (const std::bad_alloc&) {
+    tell("not enough memory to begin");
+    return 1;
+  }
 }
 
 }  // namespace qvtx

@@ -32,9 +32,9 @@ TEST(EndOfInput, EndsTheProgramAtTheLoopPromptAndFailsInsideADialogue) {
 TEST(Numbers, AWordThatIsNoNumberGivesTheCommandUp) {
   Workplace here;
   here.bring("iris.dat");
-  for (const char* session :
-       {"ld iris km ten", "ld iris km 3.5", "ld iris km 99999999999", "ld iris dk m nan",
-        "ld iris dk a 1e999", "mx two", "ld iris om 9 wide", "ld iris ng 9 cc mp m 2x"}) {
+  for (const char* session : {"ld iris km ten", "ld iris km 3.5", "ld iris km 99999999999",
+                              "ld iris dk m nan", "ld iris dk a 1e999", "mx two", "ld iris om 9 wide",
+                              "ld iris ng 9 cc mp m 2x", "ld iris ng 9 fc 9 x"}) {
     const Result r = here.run(words(std::string(session) + " hh xt y"));
     EXPECT_EQ(r.status, 0) << session;
     EXPECT_EQ(occurrences(r.err, "not a number: " + words(session).back() + "\n"), 1) << session;

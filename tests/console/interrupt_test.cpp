@@ -152,6 +152,7 @@ TEST(Recovery, WhatASessionLosesWithoutItsWill) {
       {"ld iris km 7 sm", "", 1, "7 prototypes"},
       {"ld iris km 7 sm a ng", "", 1, nullptr},
       {"ld iris km", "", 1, nullptr},
+      {"ld iris km 7 ld nothing", "", 1, "7 prototypes"},  // the data are not lost before others are there
       {"ld iris km 7", "", 0, nullptr},
       {"ld iris km 7 xt y", "", 0, nullptr},
       {"ld iris km 7 ng 5 xt y", "--set vngaini=0.1 --set vngafin=0.5", 0, "7 prototypes"},
@@ -167,6 +168,19 @@ TEST(Recovery, WhatASessionLosesWithoutItsWill) {
               std::string(c.arguments).empty() ? "ld\niris\n" : "#= set v");
     expect_recovered(here, "recovered", c.recovered);
   }
+}
+
+TEST(Recovery, TakesBackWhatAFatalErrorInterrupts) {
+  const Workplace here = with_iris();
+  std::string settings = here.read("Qvtx.prf");
+  const std::size_t at = settings.find("p {tdccsfac}");  // asked for when a map has begun
+  ASSERT_NE(at, std::string::npos);
+  here.write("Qvtx.prf", settings.erase(at, settings.find('\n', at) - at + 1));
+  const Result r = here.run(words("ld iris km 7 md mp m 2 cc mp m 3 xt y"));
+  EXPECT_NE(r.err.find("  missing key: tdccsfac\n"), std::string::npos);
+  EXPECT_EQ(here.read("recovered.trc"), "ld\niris\nkm\n7\nmd\nmp\nm\nn\n2\nxt\ny\n");
+  const Result again = here.run(words("ld iris lm recovered dd xt y"));
+  EXPECT_NE(again.out.find("Mapping: loaded, 2 dimensions"), std::string::npos) << again.out;
 }
 
 TEST(Output, AClosedOneEndsTheProgram) {

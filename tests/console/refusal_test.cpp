@@ -54,6 +54,9 @@ TEST(Told, WhyACommandWasRefused) {
       {prototypes + "cc il", "  il needs a mapping: mp\n"},
       {prototypes + "md mp m 2 mm rd", "  rd needs projected data: il or iv\n"},
       {"ld iris km 0", "  km needs at least 1 prototype, not 0\n"},
+      {prototypes + "mm mp m 6",
+       "  a map of 5 prototypes with 4 variables has at most 5 dimensions, not 6\n"},
+      {"mx -1", "  an exponent is not negative: 2 stays\n"},
       {prototypes + "mm mp m 0", "  a map has at least 1 dimension, not 0\n"},
       {prototypes + "mm mp a 1.5", "  no number of dimensions reaches a confidence of 1.5\n"},
       {"ld iris km 1 md mp m 2", "  a map needs two prototypes, there is one\n"},
@@ -70,6 +73,29 @@ TEST(Told, WhyACommandWasRefused) {
     EXPECT_EQ(occurrences(r.err, "saved"), occurrences(r.err, "was not saved")) << session;
   }
 }
+
+#if !defined(__SANITIZE_ADDRESS__)  // which reserves more than any limit
+TEST(Told, HowMuchMemoryACommandNeeds) {
+  Workplace here;
+  std::string lines;
+  for (int i = 0; i < 4000; ++i) lines += std::to_string(i * 7 % 4000) + " " + std::to_string(i % 61) + "\n";
+  here.write("many.dat", lines);
+  here.bring("iris.dat");
+  const std::pair<const char*, const char*> cases[] = {
+      {"ld many nq md mp m 2",
+       "  md: not enough memory (needs 256.0 MB): given up, the analysis is as it was\n"},
+      {"ld iris km 5 ng 2000000000", "  ng: not enough memory (needs 64.0 GB): given up, "},
+      {"ld iris km 5 md mp m 2000000000", "  md: not enough memory (needs 80.0 GB): given up, "},
+  };
+  for (const auto& [session, told] : cases) {
+    const Result r = here.run(words(std::string(session) + " sm a xt y"), "", "ulimit -v 200000;");
+    EXPECT_EQ(r.status, 0) << session;
+    EXPECT_NE(r.err.find(told), std::string::npos) << session << "\n" << r.err;
+    EXPECT_TRUE(here.has("a.crv")) << "the prototypes of before";
+    EXPECT_FALSE(here.has("a.map"));
+  }
+}
+#endif
 
 TEST(Told, WhereAPreferenceFileCannotBeRead) {
   Workplace here;

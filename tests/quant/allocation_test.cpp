@@ -1,5 +1,4 @@
-// The epochs of every iterative method, once they have been run, work in the storage that they have;
-// distances that find none are given up.
+// The epochs of every iterative method, once they have been run, work in the storage that they have.
 
 #include <functional>
 
@@ -87,33 +86,6 @@ TEST_F(AllocationTest, NothingOfAnEarlierRunIsSeen) {
       EXPECT_EQ(rows_of(fresh.prot), rows_of(used.prot));
       EXPECT_EQ(rows_of(fresh.bmu), rows_of(used.bmu));
     }
-  }
-}
-
-TEST_F(AllocationTest, DistancesThatFailToFindMemoryAreRefusedAndTheAnalysisGoesOn) {
-  if (!QVTX_OWN_MALLOC) GTEST_SKIP() << "malloc cannot be replaced here";
-  for (const double type : {0.0, 2.0}) {  // shortest paths; Laplacian
-    SCOPED_TRACE(type);
-    OpenQuantizer vq;
-    vq.setkey("tdgdtype", type);
-    begin(vq, methods[0], 60, 2, 20);
-    long refused = 0;
-    for (long number = 0;; ++number) {  // the first allocation of the step fails, the second, ...
-      ASSERT_EQ(1, vq.prot_fin("LBG", 1));
-      console.take();
-      failing = allocations + number;
-      const int result = vq.dist_ini(0);
-      const bool failed = allocations > failing;
-      failing = -1;
-      EXPECT_EQ(result, vq.done(VeQuan::dinidone));
-      EXPECT_EQ(result == 0 ? 0 : 20, vq.npath()) << "what is refused holds no memory";
-      const std::string said = console.take();
-      EXPECT_EQ(result == 0, said.find("dist_ini: not enough memory") != std::string::npos) << said;
-      refused += result == 0;
-      if (!failed) break;
-    }
-    EXPECT_LT(3 * 20, refused) << "three rows of every prototype, at least";
-    EXPECT_LT(0.0, vq.real("tdxg"));
   }
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// Counts what a test program allocates, and makes an allocation fail. For one source of a program.
+// Counts what a test program allocates. For one source of a program.
 
 #include <cstdlib>
 
@@ -19,7 +19,6 @@
 namespace {
 
 long allocations = 0;
-[[maybe_unused]] long failing = -1;  ///< number of the allocation that fails, -1 for none
 
 }  // namespace
 
@@ -33,19 +32,19 @@ void* __libc_realloc(void* block, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
 
 void* malloc(std::size_t size) noexcept {
-  if (allocations++ == failing) return nullptr;
+  ++allocations;
   return __libc_malloc(size);
 }
 void* calloc(std::size_t count, std::size_t size) noexcept {
-  if (allocations++ == failing) return nullptr;
+  ++allocations;
   return __libc_calloc(count, size);
 }
 void* realloc(void* block, std::size_t size) noexcept {
-  if (allocations++ == failing) return nullptr;
+  ++allocations;
   return __libc_realloc(block, size);
 }
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
-  if (allocations++ == failing) return nullptr;
+  ++allocations;
   return __libc_memalign(alignment, size);
 }
 }
