@@ -1,7 +1,10 @@
 #include "settings/matpref.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <string_view>
+
+#include "settings/value_text.h"
 
 namespace qvtx {
 
@@ -149,6 +152,15 @@ int MatPrefT<T>::newval(long k, T v) {
   if (!(values_(k, 0) <= v && v <= values_(k, 1))) return 0;
   values_(k, 3) = v;
   return 1;
+}
+
+template <class T>
+T MatPrefT<T>::typed(long k, double x) const {
+  const auto printed = [](T bound) { return std::strtod(value_text(bound).c_str(), nullptr); };
+  const T low = getmin(k), high = getmax(k), v = nearest_value<T>(x);
+  if (v < low && printed(low) <= x) return low;
+  if (v > high && printed(high) >= x) return high;
+  return v;
 }
 
 template <class T>

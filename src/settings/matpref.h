@@ -61,17 +61,23 @@ class MatPrefT {
   /// Sets the future value and returns 1 when v lies within the range; otherwise (NaN included) changes
   /// nothing and returns 0.
   int newval(long k, T v);
+  /// The value that a person means who types x for entry k: the nearest one that the table can hold. Bounds
+  /// are printed with the digits of their single precision ("0.001" for 0.0010000000474974513): what lies
+  /// between a bound and its text is the bound.
+  T typed(long k, double x) const;
   /// Names the value v of entry k, in front of its earlier meanings; v may lie outside the range. The text is
   /// cut to 8 characters. Returns 0 and does nothing when there is no entry k or no text.
   int sethlp(long k, T v, const char* text);
   /// The newest text that names value v of entry k, when v lies within the range; false when there is none.
   bool gethlp(long k, T v, std::string& text) const;
 
-  /// The listing: one line per entry with its number, key, description, actual value and the value's meaning.
+  /// The listing: one line per entry with its number, key, description, actual value and the value's meaning;
+  /// at the end " -> " and the future value with its meaning where that differs.
   void show(Ostr& o) const;
   /// The interactive editor of the future values. Output goes to o, which is flushed before every prompt.
-  /// Commands and answers are appended to trace; returns the number of characters appended (0 when trace is
-  /// null). An empty table returns at once. End of input ends the program (see base/prompts.h).
+  /// An entry is named by its number or its key; the trace gets the number. Commands and answers are appended
+  /// to trace; returns the number of characters appended (0 when trace is null). An empty table returns at
+  /// once. End of input ends the program (see base/prompts.h).
   long menu(Ostr& o, Istr& in, std::string* trace);
 
   /// Appends one block of a preference file (docs: file formats). 1 when the block was ended by its command,

@@ -17,6 +17,12 @@ std::string right(const std::string& text, std::size_t width) {
   return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
 }
 
+template <class T>
+void show_meaning(Ostr& o, const MatPrefT<T>& table, long k, T v) {
+  std::string text;
+  if (table.gethlp(k, v, text)) o.ow(" (").ow(text).ow(")");
+}
+
 /// One session of the editor.
 template <class T>
 class Menu {
@@ -84,11 +90,15 @@ class Menu {
     ++o_.depth;
   }
 
-  /// A command about one entry; false when a word is not a number.
+  /// A command about one entry; false when a word is not a number, nor a key where an entry is asked for.
   bool entry_command(char c) {
     long k;
     const std::string word = next_word();
-    if (!parse_long(word, k)) return not_a_number(word);
+    if (!parse_long(word, k) && (k = table_.getkey(word.c_str())) < 0) {
+      not_a_number(word);
+      tell("nor is it the key of a setting in this menu");
+      return false;
+    }
     trace_ += std::to_string(k) + ' ';
     if (k < 0 || k >= table_.count()) {
       o_.ow("pref. ").ow(k).ow(" does not exist!").nl();
@@ -114,7 +124,7 @@ class Menu {
     trace_real(trace_, std::to_string(x), x);  // "%f "
     trace_ += ' ';
     if (representable<T>(x)) {
-      set(k, nearest_value<T>(x));
+      set(k, table_.typed(k, x));
     } else {
       announce(k);
       refuse(k, value_text(x));
@@ -154,8 +164,7 @@ class Menu {
       return;
     }
     o_.ow("set to ").ow(right(value_text(v), 12));
-    std::string text;
-    if (table_.gethlp(k, v, text)) o_.ow(" (").ow(text).ow(")");
+    show_meaning(o_, table_, k, v);
     o_.nl();
   }
 
@@ -189,11 +198,14 @@ void MatPrefT<T>::show(Ostr& o) const {
   o.ow("key", 3).ow(" [").ow("label", key_length).ow("]: ").ow("description", description_length);
   o.ow(" = ").ow("value", 8).ow(" (").ow("meaning").ow(")").nl();
   o.nl();
-  std::string text;
   for (long k = 0; k < count(); ++k) {
     o.ow(k, 3).ow(" [").ow(getlabel(k), key_length).ow("]: ").ow(getdescription(k), description_length);
     o.ow(" = ").ow(right(value_text(getval(k)), 8));
-    if (gethlp(k, getval(k), text)) o.ow(" (").ow(text).ow(")");
+    show_meaning(o, *this, k, getval(k));
+    if (changed(k)) {
+      o.ow(" -> ").ow(value_text(getfut(k)));
+      show_meaning(o, *this, k, getfut(k));
+    }
     o.nl();
   }
 }

@@ -34,7 +34,7 @@ bool set_in(MatPrefT<T>& table, const std::string& key, const std::string& value
   double x = 0;
   if (!parse_double(value, x)) {
     trouble = "'" + value + "' is not a number";
-  } else if (representable<T>(x) && table.newval(k, nearest_value<T>(x))) {
+  } else if (representable<T>(x) && table.newval(k, table.typed(k, x))) {
     table.commit(k);
   } else {
     trouble = "out of range [" + value_text(table.getmin(k)) + "," + value_text(table.getmax(k)) + "]";

@@ -13,7 +13,8 @@ const char* const sessions[] = {
     // Numbers of more digits than the trace spells, in dialogues and menus; answers that are asked again.
     "ld nothing iris ms s 3 1 + 4 - 4 h 2 l ? x s 24 0.123456789 s 24 0.0000001234 x mx 1.2345678901 "
     "dc m dk m 0.87654321987 sm r/dk dk A 0.876543219 sm r/dka xn M 0.987654321 sm r/xn nw a 0.8 sm r/nw",
-    // Seeds of both kinds, from the clock twice.
+    // Settings by key. Seeds of both kinds, from the clock twice.
+    "ms s vjpshar 3 h vjpsort x s tdctdakp 0.001 x "
     "is n ld iris ng 9 sm r/a is Y ng 9 sm r/b is q O cl 9 sm r/c is N fc 9 1 sm r/d xt n",
     "ld iris tv om 12 1.3 us mp sm r/om tv km 9 md mp a 0.9 bw 3 r/path cc mp m 2 ag cc il cc rd mq sp r/il "
     "cc iv iris binary sp r/iv mm mp m 2 mm il mm rd sp r/mm it mp m 1 sm r/it xg r/x jp rl lm r/it zz",

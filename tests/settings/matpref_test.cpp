@@ -30,6 +30,20 @@ TEST(MatPref, OnlyValuesBetweenTheBoundsAreAccepted) {
     EXPECT_EQ(value >= 0.5 && value <= 2, table.newval(0, value)) << value;
 }
 
+TEST(MatPref, ATypedValueWithinThePrintedBoundsIsAccepted) {
+  MatPrefT<double> table(5);
+  const double low = static_cast<double>(0.001f),
+               high = static_cast<double>(0.7f);  // above, below their texts
+  table.addkey("tcdlini", "width", low, high);
+  const std::pair<double, double> cases[] = {{0.001, low}, {0.00100000002, low}, {0.000999, 0.000999},
+                                             {0.5, 0.5},   {0.7, high},          {0.70000001, 0.70000001}};
+  for (const auto& [typed, value] : cases) EXPECT_EQ(value, table.typed(0, typed)) << typed;
+  MatPrefT<long> whole(5);
+  whole.addkey("vlnnbr", "nearest", 1, 9);
+  for (const double typed : {0.4, 0.5, 9.4, 9.5})
+    EXPECT_EQ(std::lround(typed), whole.typed(0, typed)) << typed;
+}
+
 TEST(MatPrefDeathTest, AccessOutsideTheTableEndsTheProgram) {
   MatPrefT<long> table(5);
   for (const char* key : {"a", "b"}) table.addkey(key, "", 0, 1);
@@ -193,6 +207,22 @@ TEST(Menu, TranscriptAndTrace) {
   replayed.type(first.trace.substr(3));
   EXPECT_EQ(first.trace, replayed.trace);
   EXPECT_EQ(record_of(first.table), record_of(replayed.table));
+}
+
+TEST(Menu, EntriesGoByNumberOrKey) {
+  const std::pair<const char*, const char*> cases[] = {{"s vngepoq 77", "s1 77.000000 \n"},
+                                                       {"- vngepoq", "-1 \n"},
+                                                       {"h vglink_p", "h0 "},
+                                                       {"s vngepo 77", ""}};
+  for (const auto& [typed, traced] : cases) {
+    Session session;
+    session.type(std::string(typed) + " x");
+    EXPECT_EQ("ms\n" + std::string(traced) + "x\n", session.trace);
+  }
+  Session session;
+  const std::string listed = session.type("s vglink_p 4 l x");
+  EXPECT_NE(std::string::npos, listed.find("=        0 (none) -> 4 (d_link)\n")) << listed;
+  EXPECT_NE(std::string::npos, listed.find("=        2\n")) << listed;
 }
 
 // ---- The text of values ----
