@@ -12,6 +12,7 @@ extension                           value
 .clp .ngp .nwp .omp .sam .rdp .jpp  float64 array (epochs, parameters): a schedule; also .cmp and .smp
 .cod .ind .lab                      int64 array (rows,): prototype of each datum, datum of each prototype,
                                     labels (float64 when one of them is not whole)
+.clu                                int64 array (rows, 2): prototype and component of each datum
 .bwt                                int64 array (prototypes, 2): predecessors, prototypes by distance
 .sgd .egd .cgd                      int64 array (x bins, y bins): histogram of a GoD graph
 .crv .lnk                           `Links`
@@ -39,7 +40,7 @@ Name = Union[str, "os.PathLike[str]"]
 
 SCHEDULES = (".clp", ".ngp", ".nwp", ".omp", ".cmp", ".smp", ".sam", ".rdp", ".jpp")
 REALS = (".dat", ".pro", ".map", ".rnk", ".prj", ".ppr", ".jrp", ".mre", ".sst", ".est", ".cst") + SCHEDULES
-COUNTS = (".cod", ".ind", ".lab", ".bwt")
+COUNTS = (".cod", ".ind", ".lab", ".clu", ".bwt")
 HISTOGRAMS = (".sgd", ".egd", ".cgd")
 LINKS = (".crv", ".lnk")
 TEXTS = (".log", ".trc")

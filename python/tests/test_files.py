@@ -32,7 +32,7 @@ def test_reading_and_writing_keeps_every_byte(saved, tmp_path):
     names = [*(saved / "results").iterdir(), *saved.glob("Qvtx.prf"), *saved.glob("default.*")]
     names += (EXAMPLES / "schedules").iterdir()
     kinds = {name.suffix for name in names}
-    assert {".mbf", ".cod", ".crv", ".lnk", ".sgd", ".mre", ".bwt", ".trc", ".ngp"} <= kinds
+    assert {".mbf", ".cod", ".clu", ".crv", ".lnk", ".sgd", ".mre", ".bwt", ".trc", ".ngp"} <= kinds
     for name in names:
         copy = tmp_path / name.name
         binary = name.suffix == ".cod" and files.is_binary(name.read_bytes())
@@ -45,6 +45,8 @@ def test_snapshot_agrees_with_the_text_files_beside_it(saved):
     assert np.allclose(saved_state.prototypes, qvtx.read(saved / "results/cc.pro"), atol=5e-7)
     assert np.allclose(saved_state.images, qvtx.read(saved / "results/cc.map"), atol=5e-7)
     assert np.array_equal(saved_state.codes, qvtx.read(saved / "results/cc.cod"))
+    clusters = qvtx.read(saved / "results/cc.clu")
+    assert np.array_equal(clusters, np.column_stack((saved_state.codes, saved_state.components[saved_state.codes])))
     assert np.array_equal(saved_state.links.ends, qvtx.read(saved / "results/cc.crv").ends)
     assert saved_state.steps["mapp_fin"]
     preferences = qvtx.read(saved / "Qvtx.prf")

@@ -100,6 +100,9 @@ class VeQuan : public Messages, protected QuantizerState {
   /// their `bmu`; after Jarvis-Patrick clustering the cluster of the nearest datum. -1 for rows that are not
   /// finite. 0 for other column counts.
   int cod(const MatFullD& x, MatFullL& code) const;
+  /// table: rows of `getdat` x 2, the prototype of each datum and the component of that prototype, -1 and -1
+  /// for data left out. 0 before "prot_fin".
+  int clusters(MatFullL& table) const;
   /// y: code.nrow x dim, the prototypes with the numbers in code. 0 unless code has one column. Fatal: a
   /// number that is no prototype's.
   int dec(const MatFullL& code, MatFullD& y) const;

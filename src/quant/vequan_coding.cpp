@@ -55,6 +55,20 @@ int VeQuan::cod(const MatFullD& x, MatFullL& code) const {
   return 1;
 }
 
+int VeQuan::clusters(MatFullL& table) const {
+  MatFullL code;
+  if (!done(pfindone) || !cod(getdat(), code)) return 0;
+  table.setdim(code.nrow(), 2);
+  table.setrows(code.nrow(), -1);
+  for (long i = 0; i < table.nrow(); ++i) {
+    const long k = code(i, 0);
+    if (k < 0) continue;
+    table(i, 0) = k;
+    table(i, 1) = pidx.get(k, 0);
+  }
+  return 1;
+}
+
 int VeQuan::dec(const MatFullL& code, MatFullD& y) const {
   if (!done(pinidone) || code.ncol() != 1) return 0;
   y.copy(prot, code, 0);

@@ -20,6 +20,7 @@ void Session::load_data_file() {
   };
   ask_file(name, {".dat", load, [](const std::string&) { return true; }});
   data_name_.swap(name);
+  loaded_ = data_name_;
   unsaved_ = false;
 }
 
@@ -84,6 +85,8 @@ void Session::save_parts(const std::string& name) {
   if (analysis_.done(ToMapp::minidone)) analysis_.maprsave(file(".map").c_str());
   if (analysis_.done(ToMapp::mfindone)) analysis_.mgrasave(file(".lnk").c_str());
   analysis_.ranksave(file(".rnk").c_str());
+  MatFullL clusters;
+  if (analysis_.clusters(clusters)) clusters.save_asc(file(".clu").c_str(), verbose, 1);
 
   const auto save_graph = [&](const MatSparT<long>& graph, const MatFullD& statistics, const char* gd,
                               const char* st) {

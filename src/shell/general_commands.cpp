@@ -66,6 +66,7 @@ Outcome Session::modify_class() {
 Outcome Session::display_details() {
   write_report(os, 2, true);
   hint_stress();
+  hint_labels();
   return Outcome::quiet;
 }
 

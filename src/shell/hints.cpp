@@ -1,12 +1,16 @@
 // What a person should know of a map or of the data beyond the report: one line each on standard error.
 
+#include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "base/ostr.h"
 #include "base/prompts.h"
+#include "matrix/partition_agreement.h"
 #include "shell/session.h"
 
 namespace qvtx {
@@ -31,6 +35,25 @@ std::string fixed(double x, int decimals) {
 
 std::string count(long n, const char* one, const char* many) {
   return std::to_string(n) + " " + (n == 1 ? one : many);
+}
+
+std::string figure(const std::optional<double>& x) { return x ? fixed(*x, 3) : "-"; }
+
+/// Reads labels, one integer for each of n data; false when the file holds anything else. Nobody is told of
+/// the load: nobody asked for it.
+bool read_labels(const std::string& file, long n, MatFullL& labels) {
+  MatFullD read;
+  ReadListener listener = listen_to_reads({});
+  const bool loaded = read.load_asc(file.c_str(), 0) != 0;
+  listen_to_reads(std::move(listener));
+  if (!loaded || read.nrow() != n || read.ncol() != 1) return false;
+  labels.setdim(n, 1);
+  labels.setrows(n, -1);
+  for (long i = 0; i < n; ++i) {
+    if (read(i, 0) != std::round(read(i, 0))) return false;
+    labels(i, 0) = std::lround(read(i, 0));
+  }
+  return true;
 }
 
 /// Data whose prototype has no other datum.
@@ -123,6 +146,22 @@ void Session::hint_interpolation(const MatFullD& data, const MatFullD& positions
   tell("rank quality of " + (step == 1 ? "the data" : "every " + std::to_string(step) + "th datum") +
        " on the map: space = " + fixed(ranks->area, 3) + ", trustworthiness = " +
        fixed(ranks->trustworthiness, 3) + ", continuity = " + fixed(ranks->continuity, 3));
+}
+
+void Session::hint_labels() const {
+  MatFullL clusters, labels;
+  const std::string file = loaded_ + ".lab";
+  std::error_code unknown;
+  if (!analysis_.verbose || !std::filesystem::exists(file, unknown) || !analysis_.clusters(clusters)) return;
+  if (!read_labels(file, clusters.nrow(), labels)) {
+    tell(file + " does not hold one integer for each of the " + count(clusters.nrow(), "datum", "data"));
+    return;
+  }
+  for (const auto& [column, name] : {std::pair{0L, "prototypes"}, {1L, "components"}}) {
+    const PartitionAgreement agreement(clusters, column, labels);
+    tell(file + " and the " + name + ": adjusted Rand index = " + figure(agreement.adjusted_rand()) +
+         ", purity = " + figure(agreement.purity()));
+  }
 }
 
 }  // namespace qvtx

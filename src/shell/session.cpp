@@ -157,6 +157,7 @@ ToMapp& Session::alter(bool with_data) {
   now.random = getrandom();
   now.metric = Metric::in_force();
   now.data_name = data_name_;
+  now.loaded = loaded_;
   now.unsaved = unsaved_;
   analysis_.back_up(now.analysis);
   if (with_data) analysis_.set_data_aside(now.analysis);
@@ -177,6 +178,7 @@ void Session::undo() noexcept {
   MatFullD::mesp = before_->metric.mesp;
   MatFullD::miex = before_->metric.miex;
   data_name_.swap(before_->data_name);
+  loaded_.swap(before_->loaded);
   unsaved_ = before_->unsaved;
   before_.reset();
 }

@@ -170,6 +170,7 @@ class Session {
   void hint_links(bool along_links);
   void hint_spectrum() const;
   void hint_interpolation(const MatFullD& data, const MatFullD& positions) const;
+  void hint_labels() const;
   bool interpolate(const MatFullD& data, bool sammon_variants);
   /// A GoD graph and its statistics, which replace those of the same kind.
   bool rate(MatSparT<long>& graph, MatFullD& statistics, int curvilinear, int self);
@@ -188,7 +189,7 @@ class Session {
     ToMapp::Backup analysis;
     RandomState random{};
     Metric metric;
-    std::string data_name;
+    std::string data_name, loaded;
     bool unsaved = false;
   };
 
@@ -197,6 +198,7 @@ class Session {
   Work work_;
   std::optional<Before> before_;  ///< of the command at hand, from its first change on
   std::string data_name_;         ///< name that `ld`, `la` or `lm` last loaded
+  std::string loaded_;            ///< that of the present data
   const Manner manner_;
   const char* command_ = "";  ///< letters of the command at hand
   std::size_t mark_ = 0;      ///< length of the trace ahead of the command at hand

@@ -34,7 +34,8 @@ void write_circle(const Workplace& here) {
 TEST_P(Hints, AreToldOnceOnStandardError) {
   const Hint& c = GetParam();
   Workplace here;
-  for (const char* file : {"Qvtx.prf", "iris.dat", "wine.dat"}) here.bring(file);
+  for (const char* file : {"Qvtx.prf", "iris.dat", "iris.lab", "wine.dat"}) here.bring(file);
+  here.write("wine.lab", here.read("iris.lab"));
   write_circle(here);
   const Result r = here.run(words(std::string(c.session) + " xt y"));
   ASSERT_EQ(r.status, 0);
@@ -64,6 +65,11 @@ INSTANTIATE_TEST_SUITE_P(
         Hint{"ld iris km 9 dc c dc m", "\n  the links keep their lengths until the next quantization\n"},
         Hint{"ld circle km 15 md mp m 9", " without value: no positive eigenvalue is left for them\n"},
         Hint{"ld wine km 20 cc mp m 2 cc il", "\n  rank quality of the data on the map: space = 0."},
+        Hint{"ld iris ng 30 sm other lm other dd",
+             "\n  iris.lab and the components: adjusted Rand index = 0.568, purity = 0.667\n"},
+        Hint{"ld iris gc dd",
+             "\n  iris.lab and the prototypes: adjusted Rand index = 0.000, purity = 0.333\n"},
+        Hint{"ld wine km 9 dd", "\n  wine.lab does not hold one integer for each of the 178 data\n"},
         Hint{"tv ld wine nq cc mp m 2", ""}));
 
 /// Outside the Euclidean distance the error is no share of the variance.

@@ -62,6 +62,8 @@ TEST_F(LeftOutSession, MapsAndFiguresAreThoseOfTheOtherRows) {
       EXPECT_EQ(lines("clean" + file, false), lines("holed" + file, true)) << mapping << file;
     }
     EXPECT_EQ(lines("holed.cod", false)[76], "        -1\t");
+    EXPECT_EQ(lines("clean.clu", false), lines("holed.clu", true)) << mapping;
+    EXPECT_EQ(lines("holed.clu", false)[76], "        -1\t        -1\t");
   }
   EXPECT_EQ(here.read("holed.log").find("nan"), std::string::npos) << here.read("holed.log");
 }

@@ -62,7 +62,7 @@ TEST(Told, WhyACommandWasRefused) {
       {"ld iris km 1 md mp m 2", "  a map needs two prototypes, there is one\n"},
       {prototypes + "us mp", "  us needs the prototypes of a self-organizing map: om\n"},
       {prototypes + "md mp m 2 bw 9 x", "  prototype 9 is outside [0,4]\n"},
-      {prototypes + "sm no/a", "  cannot write no/a.mbf: No such file or directory (and 5 more)\n"},
+      {prototypes + "sm no/a", "  cannot write no/a.mbf: No such file or directory (and 6 more)\n"},
       {"ld iris st no/a",
        "  Filename without exension? \n  cannot write no/a.trc: No such file or directory\n"},
       {"tv", "  verbosity is off\n"},

@@ -57,7 +57,7 @@ struct TwoAnalyses {
 
 TEST(KilledSave, LeavesWholeFilesAndTheNextOneClearsUp) {
   const TwoAnalyses both;
-  ASSERT_EQ(both.x.size(), 15U);
+  ASSERT_EQ(both.x.size(), 16U);
   ASSERT_NE(both.x, both.y);
   std::string session;
   for (int k = 0; k < 100; ++k) session += "la\ny\nag\nsm\na\nla\nx\nag\nsm\na\n";
@@ -93,8 +93,8 @@ TEST(FailedSave, IsToldAndLeavesEarlierFilesAsTheyWere) {
                 {disk_full, "xg c", "c.map" + full},
                 {"ulimit -f 8;", "sm a", "a.mbf: File too large (and "},
                 {"rm a.ind; mkdir a.ind;", "sm a", "a.ind: Is a directory\n"},
-                {"", "sm a.mbf/a", "a.mbf/a.mbf: Not a directory (and 14 more)\n"},
-                {directory_gone, "sm a", "a.mbf" + gone + " (and 14 more)\n"},
+                {"", "sm a.mbf/a", "a.mbf/a.mbf: Not a directory (and 15 more)\n"},
+                {directory_gone, "sm a", "a.mbf" + gone + " (and 15 more)\n"},
                 {directory_gone, "st a", "a.trc" + gone + "\n"}};
   for (const auto& [ahead, save, told] : faults) {
     const TwoAnalyses both;

@@ -70,7 +70,7 @@ TEST(Session, TypicalRunSavesEverythingAndTheTrace) {
   Workplace here = with_iris();
   const Result r = here.run(words(project + "sm a st a" + leave));
   EXPECT_EQ(r.status, 0);
-  for (const char* name : {"a.mbf", "a.pro", "a.cod", "a.ind", "a.crv", "a.map", "a.lnk", "a.log"})
+  for (const char* name : {"a.mbf", "a.pro", "a.cod", "a.ind", "a.crv", "a.map", "a.lnk", "a.clu", "a.log"})
     EXPECT_TRUE(here.has(name)) << name;
   EXPECT_NE(r.err.find("Save Mapping parameters:\n  File name without extension? \n  log saved!\n"),
             std::string::npos);
