@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <string_view>
+#include <utility>
 
 #include "base/ending.h"
 #include "base/ostr.h"
@@ -14,8 +15,6 @@
 
 namespace qvtx {
 namespace {
-
-void answer_ended() { std::cerr << '\n' << std::flush; }
 
 char read_char() {
   char c = '\0';
@@ -28,7 +27,7 @@ std::string read_word() {
   std::string word;
   os.flush();
   if (!is.getword(word)) end_of_input();
-  answer_ended();
+  end_answer();
   return word;
 }
 
@@ -63,9 +62,23 @@ int choose(std::string_view first, std::string_view second, const char* first_en
 
 }  // namespace
 
+Question& question() {
+  static Question present;
+  return present;
+}
+
+void end_answer() {
+  std::cerr << '\n' << std::flush;
+  question() = {};
+}
+
 void prompt(const char* text) {
   os.flush();
   std::cerr << text << std::flush;
+  const std::string_view written = text;
+  const std::size_t end = written.find_last_of('\n');
+  if (end != std::string_view::npos) question() = {};
+  question().text += written.substr(end + 1);
 }
 
 void prompt(const std::string& text) { prompt(text.c_str()); }
@@ -83,13 +96,14 @@ void end_of_input() {
 }
 
 bool getc1c2(char& c1, char& c2) {
+  question() = {};  // a command that was given up may have left one
   prompt(">> ");
   if (!is.getc(c1)) {
-    answer_ended();
+    end_answer();
     return false;
   }
   c2 = read_char();
-  answer_ended();
+  end_answer();
   trace_word(comtrac, {c1, c2});
   return true;
 }
@@ -100,15 +114,20 @@ void getsub(char& c1, char& c2) {
 
 long getc1(char& c) {
   const char typed = read_char();
-  answer_ended();
+  end_answer();
   trace_word(comtrac, {typed});
   c = typed;
   return static_cast<long>(comtrac.size());
 }
 
-long getfile(std::string& name) {
-  prompt("  File name without extension? ");
-  name = read_word();
+std::string getanswer(const char* text, Completion complete) {
+  prompt(text);
+  question().complete = std::move(complete);
+  return read_word();
+}
+
+long getfile(std::string& name, Completion complete) {
+  name = getanswer("  File name without extension? ", std::move(complete));
   return trace_word(comtrac, name);
 }
 

@@ -6,12 +6,27 @@
 // End of input inside a dialogue prints "unexpected end of input" on standard error and ends the program with
 // status 1, after the last action (base/ending.h). A signal there throws GivenUp (base/interrupt.h).
 
+#include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/istr.h"
 
 namespace qvtx {
+
+/// The words that a word which has been begun could become; each begins as it does.
+using Completion = std::function<std::vector<std::string>(const std::string&)>;
+
+/// What the user is asked at the moment, for an editor of the line that he types (shell/line_editor.h).
+struct Question {
+  std::string text;     ///< what stands on the line in front of the answer
+  Completion complete;  ///< empty: nothing is known about the answer
+};
+/// The present question. Those who do not ask by the functions below fill it in.
+Question& question();
+/// Ends the line on standard error, and the question: the answer has been read.
+void end_answer();
 
 /// Flushes the console, then writes text on standard error.
 void prompt(const char* text);
@@ -31,8 +46,10 @@ bool getc1c2(char& c1, char& c2);
 void getsub(char& c1, char& c2);
 /// One character that is not a blank, tab or line end; returns the new trace length.
 long getc1(char& c);
+/// Prompts with the text and reads a word, which the trace does not get.
+std::string getanswer(const char* text, Completion complete);
 /// Prompts "  File name without extension? " and reads a word; returns the number of trace characters added.
-long getfile(std::string& name);
+long getfile(std::string& name, Completion complete = {});
 /// An integer within the range of a 32-bit integer. False when the word is not one: "not a number: " and the
 /// word have been printed, v is unchanged.
 bool getlong(long& v);

@@ -29,7 +29,7 @@ int ask_fast(const char* prefix) {
   std::string word;
   long fast = 0;
   const bool typed = is.getword(word);
-  std::cerr << '\n';
+  end_answer();
   if (typed && !parse_long(word, fast)) {
     std::cerr << "not a number: " << word << '\n' << std::flush;
     throw GivenUp();

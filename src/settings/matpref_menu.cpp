@@ -2,6 +2,7 @@
 
 #include <iostream>
 #include <string_view>
+#include <vector>
 
 #include "base/prompts.h"
 #include "base/trace.h"
@@ -11,6 +12,8 @@
 namespace qvtx {
 
 namespace {
+
+constexpr const char* menu_prompt = "pref # ";
 
 /// Text right-justified in a field.
 std::string right(const std::string& text, std::size_t width) {
@@ -36,6 +39,7 @@ class Menu {
     o_.ow("Type '?' to display menu").nl();
     while (command()) {
     }
+    question() = {};
     trace_ += '\n';
   }
 
@@ -69,12 +73,26 @@ class Menu {
   }
 
   char ask() {
-    o_.ow("pref # ").flush();
+    o_.ow(menu_prompt).flush();
     if (&o_ != &os) os.flush();
+    question() = {std::string(static_cast<std::size_t>(o_.depth * o_.step), o_.fill) + menu_prompt,
+                  [this](const std::string& word) { return keys_from(word); }};
     char c;
     if (!in_.getc(c)) end_of_input();
+    question().text.clear();
     o_.nl();
     return c;
+  }
+
+  /// The keys that begin with the word.
+  std::vector<std::string> keys_from(const std::string& word) const {
+    std::vector<std::string> keys;
+    for (long k = 0; k < table_.count(); ++k) {
+      std::string key = table_.getlabel(k);
+      key.erase(key.find_last_not_of(' ') + 1);
+      if (key.starts_with(word)) keys.push_back(key);
+    }
+    return keys;
   }
 
   void help() {

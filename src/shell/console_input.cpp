@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/interrupt.h"
+#include "base/prompts.h"
 
 namespace qvtx {
 
@@ -15,20 +16,26 @@ constexpr std::size_t block_bytes = 4096;
 
 }  // namespace
 
-ConsoleInput::ConsoleInput(std::string first)
-    : bytes_(std::move(first)), terminal_(::isatty(STDIN_FILENO) != 0) {
+ConsoleInput::ConsoleInput(std::string first, std::unique_ptr<LineEditor> editor)
+    : bytes_(std::move(first)), editor_(std::move(editor)), terminal_(::isatty(STDIN_FILENO) != 0) {
   setg(bytes_.data(), bytes_.data(), bytes_.data() + bytes_.size());
 }
 
-ConsoleInput::int_type ConsoleInput::underflow() {
+bool ConsoleInput::read_bytes() {
   bytes_.resize(block_bytes);
   ssize_t got = -1;
   do {
     if (!wait_for_input(STDIN_FILENO)) break;
     got = ::read(STDIN_FILENO, bytes_.data(), bytes_.size());
   } while (got < 0 && errno == EINTR);
-  if (got <= 0) return traits_type::eof();
-  setg(bytes_.data(), bytes_.data(), bytes_.data() + got);
+  bytes_.resize(static_cast<std::size_t>(got < 0 ? 0 : got));
+  return !bytes_.empty();
+}
+
+ConsoleInput::int_type ConsoleInput::underflow() {
+  if (!(editor_ ? editor_->read(bytes_) : read_bytes())) return traits_type::eof();
+  question().text.clear();  // the line has ended
+  setg(bytes_.data(), bytes_.data(), bytes_.data() + bytes_.size());
   return traits_type::to_int_type(bytes_.front());
 }
 

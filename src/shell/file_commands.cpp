@@ -1,6 +1,5 @@
 // Commands that load and save.
 
-#include <iostream>
 #include <sstream>
 
 #include "base/files.h"
@@ -55,7 +54,7 @@ Outcome Session::load_mapping() {
 Outcome Session::save_all() {
   if (analysis_.verbose) prompt("Save Mapping parameters:\n");
   std::string name;
-  getfile(name);
+  getfile(name, names_with(".mbf"));
   FileSet files;
   save_parts(name);
   save_log(name + ".log");
@@ -112,12 +111,7 @@ void Session::save_log(const std::string& name) {
 
 Outcome Session::save_trace() {
   comtrac.resize(comtrac.size() - 3);  // "st" and its line end
-  prompt("  Filename without exension? ");
-  const std::size_t mark = comtrac.size();
-  std::string name;
-  if (!is.getword(name)) end_of_input();
-  std::cerr << '\n';
-  comtrac.resize(mark);
+  const std::string name = getanswer("  Filename without exension? ", names_with(".trc"));
   savetrc((name + ".trc").c_str());
   return Outcome::quiet;
 }
@@ -126,7 +120,7 @@ Outcome Session::save_clusters() {
   const int verbose = static_cast<int>(analysis_.verbose);
   if (verbose) prompt("Save cluster parameters:\n");
   std::string name;
-  getfile(name);
+  getfile(name, names_with(".pro"));
   const bool prototypes = analysis_.done(VeQuan::pinidone) != 0;
   if (prototypes) analysis_.protsave((name + ".pro").c_str(), 0);
   if (analysis_.done(ToMapp::minidone)) analysis_.maprsave((name + ".map").c_str());
@@ -139,7 +133,7 @@ Outcome Session::save_projections() {
   const int verbose = static_cast<int>(analysis_.verbose);
   if (verbose) prompt("Save proj./deproj. data:\n");
   std::string name;
-  getfile(name);
+  getfile(name, names_with(".prj"));
   work_.prj.save_asc((name + ".prj").c_str(), verbose, 1);
   if (work_.ppr.nrow() > 0) work_.ppr.save_asc((name + ".ppr").c_str(), verbose, 1);
   if (work_.jrp.nrow() > 0) {
@@ -157,7 +151,7 @@ Outcome Session::save_path() {
   const std::string text = "Prototype index ? [0," + std::to_string(analysis_.getprot().nrow() - 1) + "]";
   if (!ask_long(text.c_str(), index)) return Outcome::given_up;
   std::string name;
-  getfile(name);
+  getfile(name, names_with(".bwt"));
   const long last = analysis_.getprot().nrow() - 1;
   if (index < 0 || index > last) {
     refuse("prototype " + std::to_string(index) + " is outside [0," + std::to_string(last) + "]");

@@ -48,6 +48,20 @@ std::vector<std::string> fitting_names(const fs::path& directory, const std::str
 
 }  // namespace
 
+Completion names_with(const std::string& extension) {
+  return [extension](const std::string& word) {
+    const fs::path folder = fs::path(word).parent_path();
+    std::vector<std::string> names =
+        fitting_names(folder, extension, [](const std::string&) { return true; });
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(folder.empty() ? "." : folder, error))
+      if (entry.is_directory(error)) names.push_back((folder / entry.path().filename()).string() + "/");
+    std::erase_if(names, [&word](const std::string& name) { return !name.starts_with(word); });
+    std::sort(names.begin(), names.end());
+    return names;
+  };
+}
+
 std::string why_closed(const std::string& file) {
   std::FILE* const in = std::fopen(file.c_str(), "rb");
   if (in == nullptr) return std::strerror(errno);
@@ -62,7 +76,7 @@ void Session::refuse(const std::string& reason) {
 
 void Session::ask_file(std::string& name, const FileKind& kind) {
   for (int refusals = 0;;) {
-    getfile(name);
+    getfile(name, names_with(kind.extension));
     if (kind.load()) return;
     refused_ = true;
     if (manner_.strict) throw GivenUp();

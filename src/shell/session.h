@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/memory.h"
+#include "base/prompts.h"
 #include "base/random.h"
 #include "mapping/tomapp.h"
 #include "matrix/file_report.h"
@@ -211,6 +212,8 @@ class Session {
   std::vector<std::pair<std::string, int>> unwritten_;  ///< files that could not be written, and why
 };
 
+/// What can be typed for the name of a file with this extension: those that are there, and folders.
+Completion names_with(const std::string& extension);
 /// Why a file cannot be opened; empty when it can.
 std::string why_closed(const std::string& file);
 

@@ -48,10 +48,10 @@ bool looks_like_data(std::ifstream& file) {
 /// Standard input, or the script in its place, with the commands that come first.
 class Input {
  public:
-  explicit Input(const Options& options) {
+  Input(const Options& options, OpenLineEditor editor) {
     const std::string first = options.data.empty() ? "" : "ld\n" + options.data + "\n";
     if (options.replay.empty()) {
-      auto console = std::make_unique<ConsoleInput>(first);
+      auto console = std::make_unique<ConsoleInput>(first, editor());
       terminal_ = console->is_terminal();
       bytes_ = std::move(console);
     } else {
@@ -80,7 +80,7 @@ class Input {
   std::istream stream_{nullptr};
 };
 
-int explore(const Options& options) {
+int explore(const Options& options, OpenLineEditor editor) {
   const bool named = !options.preferences.empty();
   const std::string preferences = named ? options.preferences : default_preferences;
   std::ifstream file(preferences);
@@ -92,7 +92,7 @@ int explore(const Options& options) {
   if (looks_like_data(file))
     return refuse_start(preferences +
                         " looks like data, not like a preference file: --data NAME loads NAME.dat");
-  const Input input(options);
+  const Input input(options, editor);
   if (!input.is_open()) return refuse_start("--replay " + options.replay + ": " + std::strerror(errno));
   catch_interrupts();
   Session session(file, {options.strict, options.quiet, input.is_terminal()});
@@ -105,7 +105,7 @@ int explore(const Options& options) {
 
 }  // namespace
 
-int run_program(int argc, char** argv) {
+int run_program(int argc, char** argv, OpenLineEditor editor) {
   // Files that are opened would take its place.
   if (::fcntl(STDOUT_FILENO, F_GETFD) < 0) {
     tell("standard output is closed");
@@ -128,7 +128,7 @@ int run_program(int argc, char** argv) {
   }
   try {
     limit_memory();
-    return explore(options);
+    return explore(options, editor);
   } catch (const std::bad_alloc&) {
     tell("not enough memory to begin");
     return 1;

@@ -26,9 +26,12 @@ void expect_recovered(const Workplace& here, const std::string& name, const std:
   EXPECT_NE(r.out.find(prototypes), std::string::npos) << r.out;
 }
 
-TEST(CtrlC, GivesTheCommandUpAtEveryPrompt) {
+class OnTerminal : public ::testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(CtrlC, OnTerminal, ::testing::Values("xterm", "dumb"));
+
+TEST_P(OnTerminal, CtrlCGivesTheCommandUpAtEveryPrompt) {
   const Workplace here = with_iris();
-  Terminal t(here);
+  Terminal t(here, {}, false, GetParam());
   t.find(">> ");
   t.type("\x03");
   t.find("xt leaves");
@@ -57,6 +60,7 @@ TEST(CtrlC, GivesTheCommandUpAtEveryPrompt) {
   t.type("st\nt\nxt\ny\n");
   EXPECT_EQ(t.end(), 0);
   EXPECT_EQ(here.read("t.trc"), "ld\niris\nxt\ny\n");
+  EXPECT_TRUE(t.is_cooked());
 }
 
 TEST(CtrlC, EndsAMethodAfterTheEpochAtHandAndClosesIt) {
@@ -139,6 +143,7 @@ TEST(Signals, EndADialogueAtOnce) {
   t.find("parameters:");
   t.send(SIGTERM);
   EXPECT_EQ(t.end(), 128 + SIGTERM);
+  EXPECT_TRUE(t.is_cooked());
   expect_recovered(here, "recovered", "7 prototypes");
 }
 

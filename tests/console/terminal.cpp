@@ -4,9 +4,11 @@
 #include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 
 namespace qvtx::console {
 
@@ -24,7 +26,7 @@ constexpr int patience_ms = 60000;
 
 }  // namespace
 
-Terminal::Terminal(const Workplace& here, std::vector<std::string> arguments, bool piped) {
+Terminal::Terminal(const Workplace& here, std::vector<std::string> arguments, bool piped, const char* kind) {
   arguments.insert(arguments.begin(), QVTX_PROGRAM);
   int ends[2] = {-1, -1};
   if (piped && ::pipe(ends) != 0) return;
@@ -32,6 +34,7 @@ Terminal::Terminal(const Workplace& here, std::vector<std::string> arguments, bo
   if (child_ == 0) {
     if (piped) ::dup2(ends[0], STDIN_FILENO);
     if (piped) ::close(ends[1]);
+    ::setenv("TERM", kind, 1);
     run(here.path("").string(), arguments);
   }
   if (piped) ::close(ends[0]);
@@ -73,6 +76,12 @@ bool Terminal::find(const std::string& text) {
     ADD_FAILURE() << "'" << text << "' did not come:\n" << screen_;
     return false;
   }
+}
+
+bool Terminal::is_cooked() const {
+  constexpr tcflag_t wanted = ICANON | ECHO;
+  struct termios modes = {};
+  return ::tcgetattr(terminal_, &modes) == 0 && (modes.c_lflag & wanted) == wanted;
 }
 
 int Terminal::end() {

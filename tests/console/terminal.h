@@ -13,8 +13,9 @@ namespace qvtx::console {
 class Terminal {
  public:
   /// Starts the program in the directory. piped: its input is a pipe instead of the terminal; both streams of
-  /// its output always are the terminal.
-  Terminal(const Workplace& here, std::vector<std::string> arguments = {}, bool piped = false);
+  /// its output always are the terminal. kind: of the terminal, TERM; a "dumb" one cannot edit lines.
+  Terminal(const Workplace& here, std::vector<std::string> arguments = {}, bool piped = false,
+           const char* kind = "xterm");
   ~Terminal();
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
@@ -27,6 +28,8 @@ class Terminal {
   bool find(const std::string& text);
   /// Waits for the end of the program: its exit status, or minus the signal that killed it.
   int end();
+  /// The terminal reads whole lines and echoes them, as a shell wants it back.
+  bool is_cooked() const;
   /// Everything that came so far.
   const std::string& screen() const { return screen_; }
 
