@@ -71,6 +71,10 @@ class Ostr {
   /// One step: marks are written as soon as their share of the steps is done, w of them after n steps. Steps
   /// beyond n write nothing.
   Ostr& wbp();
+  /// Share of the bar's steps that are done, in 0 .. 1.
+  double bar_share() const {
+    return total > 0 ? static_cast<double>(count) / static_cast<double>(total) : 1.0;
+  }
   /// Ends the line; the bar is over.
   Ostr& wbe();
 

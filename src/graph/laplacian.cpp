@@ -13,6 +13,8 @@ namespace qvtx {
 namespace {
 
 constexpr double least_affinity = 1e-10;
+/// Share of the time of an inversion that goes to the look at the pivots ahead of it.
+constexpr double pivot_share = 0.7;
 
 /// Makes m size x size and fills it. A matrix without memory throws here what the vectors do.
 void fill_square(MatFullD& m, long size, double value) {
@@ -49,9 +51,11 @@ void to_definite_laplacian(MatFullD& a) {
   }
 }
 
+double cube(double x) { return x * x * x; }
+
 /// Whether every pivot of the symmetric matrix a is positive, the ones that its inversion without pivoting
 /// divides by.
-bool positive_pivots(const MatFullD& a) {
+bool positive_pivots(const MatFullD& a, const Progress& progress) {
   const long n = a.nrow();
   std::vector<double> rest(a.data(), a.data() + n * n);
   for (long k = 0; k < n; ++k) {
@@ -63,6 +67,7 @@ bool positive_pivots(const MatFullD& a) {
       const double factor = pivot[i] / pivot[k];
       for (long j = i; j < n; ++j) row[j] -= factor * pivot[j];  // the upper triangle is enough
     }
+    tell_share(progress, 1 - cube(static_cast<double>(n - k - 1) / static_cast<double>(n)));
   }
   return true;
 }
@@ -160,18 +165,23 @@ void GraphLaplacian::normalize() {
 
 // ---- Distances ----
 
-int GraphLaplacian::distances(MatFullD& out) {
+int GraphLaplacian::distances(MatFullD& out, const Progress& progress) {
   if (!(options_.width > 0.0)) return 0;
   const long n = static_cast<long>(place_.size());
   fill_square(out, n, -1.0);
   for (long i = 0; i < n; ++i) out.data()[i * n + i] = 0.0;
+  double work = 0, done = 0;
+  for (const std::vector<long>& members : members_) work += cube(static_cast<double>(members.size()));
   for (std::size_t c = 0; c < members_.size(); ++c) {
     const std::vector<long>& members = members_[c];
     MatFullD& inverse = blocks_[c];
     if (members.size() < 2) continue;
     to_definite_laplacian(inverse);
-    if (!positive_pivots(inverse)) return 0;
-    inverse.inv();
+    const double part = cube(static_cast<double>(members.size())) / work;
+    const auto after = [&](double share) { tell_share(progress, done + part * share); };
+    if (!positive_pivots(inverse, [&](double share) { after(pivot_share * share); })) return 0;
+    inverse.inv([&](double share) { after(pivot_share + (1 - pivot_share) * share); });
+    done += part;
     const long size = inverse.nrow();
     // The J / (c n) still in every element drops out of l(i, i) + l(j, j) - 2 l(i, j).
     const auto l = [&inverse, size](long i, long j) { return inverse.data()[i * size + j]; };

@@ -6,6 +6,7 @@
 #include <functional>
 #include <vector>
 
+#include "base/progress.h"
 #include "graph/matlinkd.h"
 
 namespace qvtx {
@@ -36,8 +37,8 @@ class GraphLaplacian {
   void normalize();
   /// Step 3: pseudo-inverts the Laplacian. out becomes n x n (0 x 1 without nodes): the distances, symmetric,
   /// 0 on the diagonal, -1 across components. Returns 0, out undefined, when the width is not above 0, a
-  /// pivot is not positive, or a result is not finite; else 1.
-  int distances(MatFullD& out);
+  /// pivot is not positive, or a result is not finite; else 1. progress: how far the inversion is.
+  int distances(MatFullD& out, const Progress& progress = {});
 
  private:
   /// Distances from a node to all nodes.

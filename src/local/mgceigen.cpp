@@ -181,7 +181,7 @@ void mgcEigenT<Real>::Tridiagonal4(Real** a, Real* d, Real* e) {
 template <class Real>
 void mgcEigenT<Real>::TridiagonalN(int n, Real** a, Real* d, Real* e) {
   std::vector<Real> h(static_cast<size_t>(n));
-  reduce_to_tridiagonal(n, a, d, e, h.data());
+  reduce_to_tridiagonal(n, a, d, e, h.data(), progress);
   form_transform(n, a, h.data());
 }
 
@@ -336,7 +336,7 @@ void mgcEigenT<Real>::DecrSortEigenStuff(int k) {
   if (size < 4) return DecrSortEigenStuff();
   const long n = size;
   std::vector<Real> h(static_cast<size_t>(n));
-  reduce_to_tridiagonal(n, mat, diag, subd, h.data());
+  reduce_to_tridiagonal(n, mat, diag, subd, h.data(), progress);
   QLHistory<Real> history;
   if (history.run(n, diag, subd) == ImplicitQL<Real>::State::exceeded) Report(ql_exceeded);
   const std::vector<long> order = selection_order(std::vector<Real>(diag, diag + n), std::greater<Real>());

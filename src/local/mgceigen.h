@@ -6,6 +6,8 @@
 #include <iosfwd>
 #include <memory>
 
+#include "base/progress.h"
+
 namespace qvtx {
 
 /// An eigenproblem of order n. Fill `mat` (or call `Matrix`), call one of the solving forms, read `diag` and
@@ -86,6 +88,7 @@ class mgcEigenT {
   /// Writes one line per error recorded and forgets them.
   static void Report(std::ostream& out);
 
+  Progress progress;     ///< told how far the reduction to tridiagonal form is, by far the longest step
   int size;              ///< order n
   Real** mat = nullptr;  ///< n rows of n; in: the matrix; out: eigenvectors as columns
   Real* diag = nullptr;  ///< n; out: eigenvalues

@@ -40,12 +40,15 @@ Real make_reflection(Real* row, long i, Real& h) {
 // The update of the remaining triangle, a -= u q' + q u', waits until the next vector x is known, so that it
 // shares one pass over the triangle with the product p = a x.
 template <class Real>
-void reduce_to_tridiagonal(long n, Real* const* a, Real* diag, Real* subd, Real* h) {
+void reduce_to_tridiagonal(long n, Real* const* a, Real* diag, Real* subd, Real* h,
+                           const Progress& progress) {
   const size_t size = static_cast<size_t>(n);
   std::vector<Real> u(size, 0), q(size, 0), x(size), p(size);
   subd[n - 1] = 0;
   for (long i = n - 1; i >= 1; --i) {
     interruption_point();
+    const double rest = static_cast<double>(i + 1) / static_cast<double>(n);
+    tell_share(progress, 1 - rest * rest * rest);
     Real* row = a[i];
     const Real ui = u[static_cast<size_t>(i)];
     const Real qi = q[static_cast<size_t>(i)];
@@ -95,8 +98,8 @@ void form_transform(long n, Real* const* a, const Real* h) {
   }
 }
 
-template void reduce_to_tridiagonal(long, double* const*, double*, double*, double*);
-template void reduce_to_tridiagonal(long, float* const*, float*, float*, float*);
+template void reduce_to_tridiagonal(long, double* const*, double*, double*, double*, const Progress&);
+template void reduce_to_tridiagonal(long, float* const*, float*, float*, float*, const Progress&);
 template void form_transform(long, double* const*, const double*);
 template void form_transform(long, float* const*, const float*);
 

@@ -1,7 +1,10 @@
 #pragma once
 // The bar that tells how far a long operation has come.
 
+#include <optional>
+
 #include "base/ostr.h"
+#include "base/time_left.h"
 
 namespace qvtx {
 
@@ -14,9 +17,11 @@ class ProgressBar {
     if (!shown_) return;
     os.fresh().ow(prefix).ow(text).nl();
     os.wbb(n, 60);
+    left_.emplace(TimeLeft::Place::bar);
   }
   ~ProgressBar() {
     if (!shown_) return;
+    left_.reset();
     os.wbe();
     os.ow("done!").nl();
   }
@@ -24,11 +29,12 @@ class ProgressBar {
   ProgressBar& operator=(const ProgressBar&) = delete;
 
   void step() {
-    if (shown_) os.wbp();
+    if (shown_) left_->tell(os.wbp().bar_share());
   }
 
  private:
   const bool shown_;
+  std::optional<TimeLeft> left_;
 };
 
 }  // namespace qvtx

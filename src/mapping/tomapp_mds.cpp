@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/interrupt.h"
+#include "base/time_left.h"
 #include "local/mgceigen.h"
 #include "mapping/input_distances.h"
 #include "mapping/tomapp.h"
@@ -34,7 +35,7 @@ double single(double x) { return static_cast<double>(static_cast<float>(x)); }
 
 /// Fills a with -D^2 / 2 of the pairs that have a distance, and returns the mean squared distance of each
 /// row.
-std::vector<double> squared_distances(InputDistances& input, double** a, long n) {
+std::vector<double> squared_distances(InputDistances& input, double** a, long n, const Progress& progress) {
   std::vector<double> mean(static_cast<std::size_t>(n), 0.0);
   for (long i = n - 1; i >= 0; --i) {
     interruption_point();
@@ -46,6 +47,7 @@ std::vector<double> squared_distances(InputDistances& input, double** a, long n)
       if (counts) sum += distance[j] * distance[j];
     }
     mean[static_cast<std::size_t>(i)] = sum / static_cast<double>(n);
+    tell_share(progress, static_cast<double>(n - i) / static_cast<double>(n));
   }
   return mean;
 }
@@ -79,13 +81,16 @@ long ToMapp::mds_cor() {
   const long n = prot.nrow();
   if (n < 2 || mprot.nrow() != n || !rows_ready(balance())) return 0;
   const Interruptible scope;
+  const auto waiting = [this](const char* what) { return verbose ? time_left_of(what) : Progress(); };
   mgcEigenD problem(static_cast<int>(n));
   if (!problem.mat) return 0;
   InputDistances input(*this, balance(), true, memory.distances);
-  double_centre(problem.mat, squared_distances(input, problem.mat, n));
+  double_centre(problem.mat, squared_distances(input, problem.mat, n, waiting("distances: ")));
   const long axes = mprot.ncol();
   const long known = std::min(axes, n);
+  problem.progress = waiting("eigenvalues: ");
   problem.DecrSortEigenStuff(static_cast<int>(known));
+  problem.progress = nullptr;
   if (verbose) {
     os.ow("Eigenvalues:").nl();
     for (long k = 0; k < known; ++k) os.ow(problem.diag[k]).nl();

@@ -3,6 +3,7 @@
 
 #include <limits>
 
+#include "base/progress.h"
 #include "matrix/matfulll.h"
 
 namespace qvtx {
@@ -198,9 +199,10 @@ class MatFullD : public MatFullT<double> {
   /// v.
   MatFullD& svd(MatFullD& w, MatFullD& v, double tol);
   /// Inverts this square matrix in place by LU decomposition without pivoting: the caller knows that no pivot
-  /// vanishes, as in a symmetric positive definite matrix; else the result is not finite, or inexact. The 1 x
-  /// 1 matrix (0) and an empty matrix stay as they are. Fatal: not square (a 61, dimensions form, 0).
-  MatFullD& inv();
+  /// vanishes, as in a symmetric positive definite matrix; else the result is not finite, or inexact.
+  /// progress: see base/progress.h. The 1 x 1 matrix (0) and an empty matrix stay as they are. Fatal: not
+  /// square (a 61, dimensions form, 0).
+  MatFullD& inv(const Progress& progress = {});
   /// The same; q: largest absolute row sum of A inv(A) - 1, 0 for a perfect inverse, NaN for a failed one.
   MatFullD& inv(double& q);
   /// Becomes the x (a.ncol x b.ncol) that solves a x = b. mode 0: the least-squares solution of smallest norm

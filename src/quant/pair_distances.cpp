@@ -48,7 +48,8 @@ T* fill(Matrix& m, long rows, long columns, T value) {
 
 /// The distances of all nodes (n x n) from the Laplacian; false, and `all` undefined, when it is singular.
 bool laplacian_distances(const MatFullD& points, const MatLinkD& links, const LaplacianOptions& options,
-                         const std::function<void(const char*)>& announce, MatFullD& all) {
+                         const std::function<void(const char*)>& announce, const Progress& progress,
+                         MatFullD& all) {
   announce("Computing the graph Laplacian: ");
   GraphLaplacian laplacian(links, points, options);
   laplacian.affinities();
@@ -57,7 +58,7 @@ bool laplacian_distances(const MatFullD& points, const MatLinkD& links, const La
     laplacian.normalize();
   }
   announce("Pseudo-inverting the graph Laplacian ... ");
-  return laplacian.distances(all) != 0;
+  return laplacian.distances(all, progress) != 0;
 }
 
 /// Row i of such distances; of a singular Laplacian, one that reaches node i alone.
@@ -223,7 +224,7 @@ const double* PairDistances::graph_row(long i, MatFullD& scratch) const {
   if (const PairRules rules = rules_(); rules.laplacian) {
     MatFullD all;
     const bool regular = laplacian_distances(
-        points_, links_, *rules.laplacian, [](const char*) {}, all);
+        points_, links_, *rules.laplacian, [](const char*) {}, {}, all);
     laplacian_row(all, regular, i, points_.nrow(), scratch);
   } else {
     links_.gdav(i, 1, scratch, no_bound);
@@ -273,12 +274,13 @@ void PairDistances::go_back(const Mark& mark) noexcept {
   mark_.kept = kept;
 }
 
-PairDistances::Outcome PairDistances::keep_laplacian(const std::function<void(const char*)>& announce) {
+PairDistances::Outcome PairDistances::keep_laplacian(const std::function<void(const char*)>& announce,
+                                                     const Progress& progress) {
   const long n = points_.nrow();
   ++mark_.version;
   try {
     MatFullD all;
-    const bool regular = laplacian_distances(points_, links_, *rules_().laplacian, announce, all);
+    const bool regular = laplacian_distances(points_, links_, *rules_().laplacian, announce, progress, all);
     if (graph_.setdim(n) != n) return Outcome::no_memory;
     for (long i = 0; i < n; ++i) laplacian_row(all, regular, i, n, graph_[i]);
     return regular ? Outcome::done : Outcome::singular;

@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 
+#include "base/progress.h"
 #include "graph/laplacian.h"
 #include "graph/matlinkd.h"
 #include "matrix/distance/metric.h"
@@ -83,9 +84,10 @@ class PairDistances {
   void forget();
 
   enum class Outcome { done, singular, no_memory };
-  /// Computes and stores the Laplacian rows; `announce` is told of each part of the work before it starts.
-  /// When the Laplacian is singular the rows tell that no other prototype is reached.
-  Outcome keep_laplacian(const std::function<void(const char*)>& announce);
+  /// Computes and stores the Laplacian rows; `announce` is told of each part of the work before it starts,
+  /// `progress` how far the last one is. When the Laplacian is singular the rows tell that no other prototype
+  /// is reached.
+  Outcome keep_laplacian(const std::function<void(const char*)>& announce, const Progress& progress);
   /// Passes over all rows, stores them as far as the rules say so, and remembers what they were computed for;
   /// `progress` is called after every prototype. Nothing, and empty stores, when there is no memory.
   /// Rows are interruption points (base/interrupt.h): given up, the stores are empty.

@@ -6,6 +6,7 @@
 
 #include "base/interrupt.h"
 #include "base/random.h"
+#include "base/time_left.h"
 #include "quant/epoch_memory.h"
 
 namespace qvtx {
@@ -59,10 +60,12 @@ void VeQuan::run_epochs(const char* text, long n, const EpochError& error, const
     say(text);
     os.nl().lb(n);
   }
+  TimeLeft left(TimeLeft::Place::line);
   for (long e = 0; e < n; ++e) {
     if (verbose) os.lp(0);  // one line per iteration, so that a log of the run shows them all
     if (verbose && error.measure && lkey("vgerrors")) os.ow(error.label).ow(error.measure(), 7, 4);
     if (!epoch(e) || interrupted()) break;
+    if (verbose) left.tell(static_cast<double>(e + 1) / static_cast<double>(n));
   }
   if (verbose) os.le().flush();
 }

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
 
 #include "base/interrupt.h"
 #include "base/memory.h"
+#include "base/time_left.h"
 #include "quant/vequan.h"
 
 namespace qvtx {
@@ -57,7 +59,8 @@ bool VeQuan::distances_current() const {
 }
 
 bool VeQuan::laplacian_rows() {
-  const PairDistances::Outcome outcome = pairs.keep_laplacian([this](const char* text) { say_piece(text); });
+  const PairDistances::Outcome outcome = pairs.keep_laplacian([this](const char* text) { say_piece(text); },
+                                                              verbose ? time_left_of("") : Progress());
   if (outcome == PairDistances::Outcome::singular) return refuse_distances("dist_ini: singular Laplacian");
   if (outcome == PairDistances::Outcome::no_memory) return distances_without_memory();
   say_end("done!");
@@ -66,7 +69,7 @@ bool VeQuan::laplacian_rows() {
 
 bool VeQuan::rows_ready(double w) {
   if (w == 0.0 || !has_laplacian() || prot.nrow() == 0 || pairs.graph_stored(0)) return true;
-  if (pairs.keep_laplacian([](const char*) {}) != PairDistances::Outcome::no_memory) return true;
+  if (pairs.keep_laplacian([](const char*) {}, {}) != PairDistances::Outcome::no_memory) return true;
   refuse("not enough memory for the distances between prototypes");
   memory_failed(pairs.bytes_needed());
   return false;
@@ -80,9 +83,12 @@ bool VeQuan::measure_distances() {
     os.ow(prefix).ow("dist_ini: computing min. and max. distances (").ow(reading ? "reading)" : "storing)");
     os.wbb(prot.nrow(), 60);
   }
-  const std::optional<PairRanges> ranges = pairs.measure([bar] {
-    if (bar) os.wbp();
+  std::optional<TimeLeft> left;
+  if (bar) left.emplace(TimeLeft::Place::bar);
+  const std::optional<PairRanges> ranges = pairs.measure([bar, &left] {
+    if (bar) left->tell(os.wbp().bar_share());
   });
+  left.reset();
   if (!ranges) return distances_without_memory();
   if (bar) os.wbe();
   reals.record("tdns", ranges->space.min);

@@ -4,11 +4,18 @@
 
 #include "base/prompts.h"
 #include "base/support.h"
+#include "base/time_left.h"
 
 namespace qvtx {
 namespace {
 
 constexpr double infinite = std::numeric_limits<double>::infinity();
+
+TEST(TimeLeft, IsToldInWholeUnitsThatDoNotPromiseTooMuch) {
+  const std::pair<double, const char*> cases[] = {{0.2, "1 s"},     {12, "12 s"},      {120, "120 s"},
+                                                  {120.5, "3 min"}, {7200, "120 min"}, {7201, "3 h"}};
+  for (const auto& [seconds, text] : cases) EXPECT_EQ(duration_text(seconds), text) << seconds;
+}
 
 TEST(Ostr, WritesFieldsLinesTablesAndCounters) {
   const struct {

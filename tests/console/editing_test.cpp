@@ -1,4 +1,4 @@
-// Editing of typed lines, on a terminal.
+// What only a person at a terminal gets: editing of typed lines, and the time that is left.
 
 #include <gtest/gtest.h>
 
@@ -49,6 +49,17 @@ TEST(Editing, HistoryAndCompletionGiveTheWordsThatATraceKeeps) {
   EXPECT_NE(here.read("a.trc").find("ld\niris\nkm\n7\nkm\n9\nsm\nresults/k\xc3\xbc\nms\ns"),
             std::string::npos)
       << here.read("a.trc");
+}
+
+TEST(TimeLeft, StandsBehindTheLinesOfALongMethod) {
+  Workplace here;
+  here.bring("iris.dat");
+  Terminal t(here, {"--set", "vngepoq=1000000"});
+  t.type("ld\niris\nng\n20\n");
+  ASSERT_TRUE(t.find(" left\r\nloop "));
+  t.type("\x03");
+  t.find("stopped by Ctrl-C");
+  EXPECT_EQ(t.screen().find(" left\r\nloop "), t.screen().find(" left")) << "at the end of a line";
 }
 
 }  // namespace

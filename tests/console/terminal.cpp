@@ -7,6 +7,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 
@@ -66,12 +67,13 @@ bool Terminal::read_more() {
 }
 
 bool Terminal::find(const std::string& text) {
-  for (;;) {
-    const std::size_t at = screen_.find(text, found_);
+  for (std::size_t from = found_;;) {
+    const std::size_t at = screen_.find(text, from);
     if (at != std::string::npos) {
       found_ = at + text.size();
       return true;
     }
+    from = std::max(found_, screen_.size() - std::min(screen_.size(), text.size()));
     if (read_more()) continue;
     ADD_FAILURE() << "'" << text << "' did not come:\n" << screen_;
     return false;

@@ -115,6 +115,15 @@ TEST_F(LinearAlgebra, InverseTimesTheMatrixIsTheIdentity) {
   EXPECT_TRUE(std::isnan(q));
 }
 
+TEST_F(LinearAlgebra, AnInversionTellsItsShareUpToTheWhole) {
+  for (const long n : {2, 31, 32, 33, 100}) {
+    std::vector<double> shares = {0};
+    identity(n).inv([&](double share) { shares.push_back(share); });
+    EXPECT_EQ(std::adjacent_find(shares.begin(), shares.end(), std::greater_equal<>()), shares.end()) << n;
+    EXPECT_DOUBLE_EQ(shares.back(), 1) << n;
+  }
+}
+
 TEST(LinearAlgebraDeathTest, ShapeErrorsEndTheProgram) {
   MatFullD a = matrix(2, 3, {1, 2, 3, 4, 5, 6}), empty(0, 3), out;
   EXPECT_FATAL(a.inv(), "error a61\n.*the dimensions of argument 0 and argument  0 differ");

@@ -31,12 +31,30 @@ class Inverter {
         lower_(static_cast<size_t>(n * n), 0),
         copy_(static_cast<size_t>(std::min(block, n) * n)) {}
 
-  void run() {
-    for (long i = 0; i < n_; i += block) step(&Inverter::factor, i);
+  /// The shares add up the products of each step, in units of n^3: 1/3, 1/6, 1/6, 1/3.
+  void run(const Progress& progress) {
+    const auto part = [this](long i) { return static_cast<double>(i) / static_cast<double>(n_); };
+    for (long i = 0; i < n_; i += block) {
+      step(&Inverter::factor, i);
+      const double t = part(end_of(i));
+      tell_share(progress, t * t * (1 - 2 * t / 3));
+    }
     split();
-    for (long i = 0; i < n_; i += block) step(&Inverter::invert_lower, i);
-    for (long i = (n_ - 1) / block * block; i >= 0; i -= block) step(&Inverter::invert_upper, i);
-    for (long i = 0; i < n_; i += block) step(&Inverter::multiply, i);
+    for (long i = 0; i < n_; i += block) {
+      step(&Inverter::invert_lower, i);
+      const double t = part(end_of(i));
+      tell_share(progress, (2 + t * t * t) / 6);
+    }
+    for (long i = (n_ - 1) / block * block; i >= 0; i -= block) {
+      step(&Inverter::invert_upper, i);
+      const double t = part(n_ - i);
+      tell_share(progress, (3 + t * t * t) / 6);
+    }
+    for (long i = 0; i < n_; i += block) {
+      step(&Inverter::multiply, i);
+      const double t = part(end_of(i));
+      tell_share(progress, (4 + t * (3 - t * t)) / 6);
+    }
   }
 
  private:
@@ -145,14 +163,14 @@ void Inverter::multiply(long begin, long end) {
 
 }  // namespace
 
-MatFullD& MatFullD::inv() {
+MatFullD& MatFullD::inv(const Progress& progress) {
   if (nrow() == 0) return *this;
   if (nrow() != ncol()) ermessage('a', 61, 0, nrow(), ncol());
   if (nrow() == 1) {
     if (data()[0] != 0) data()[0] = 1 / data()[0];
     return *this;
   }
-  Inverter(data(), nrow()).run();
+  Inverter(data(), nrow()).run(progress);
   return *this;
 }
 
