@@ -1,6 +1,7 @@
 #include "matrix/summary.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <limits>
 
@@ -9,6 +10,8 @@ namespace qvtx {
 namespace {
 
 constexpr int label_width = 15;
+/// From here on a double has no decimals; its digits would fill lines.
+constexpr double least_powers = 1e15;
 
 void row_label(Ostr& o, const std::string& label) {
   o.ow(label, std::max(label_width, static_cast<int>(label.size())));
@@ -50,9 +53,16 @@ void summary_head(Ostr& o, const char* label) { head(o, label, {"min.", "-std", 
 
 void range_head(Ostr& o, const char* label) { head(o, label, {"min.", "max."}); }
 
+Ostr& put_figure(Ostr& o, double x, int width, int decimals) {
+  if (!(std::fabs(x) >= least_powers) || std::isinf(x)) return o.ow(x, width, decimals);
+  char text[32];
+  const auto end = std::to_chars(text, text + sizeof text, x, std::chars_format::scientific, decimals).ptr;
+  return o.ow(std::string(text, end));
+}
+
 void table_row(Ostr& o, const std::string& label, const double* numbers, int count) {
   row_label(o, label);
-  for (int k = 0; k < count; ++k) o.ow("| ").ow(numbers[k], 6, 2).ow(' ');
+  for (int k = 0; k < count; ++k) put_figure(o.ow("| "), numbers[k], 6, 2).ow(' ');
   o.ow("|").nl();
 }
 

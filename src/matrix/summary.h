@@ -21,8 +21,10 @@ Summary summarize(const MatFullD& m, long c);
 void summary_head(Ostr& o, const char* label);
 /// Head line with the first and the last of these only.
 void range_head(Ostr& o, const char* label);
-/// A line of a table: the label, then each number in 6 characters with 2 decimals; wider numbers widen their
-/// field.
+/// A number with so many decimals in a field of this width, which wider ones widen; from 1e15 on with a power
+/// of ten.
+Ostr& put_figure(Ostr& o, double x, int width, int decimals);
+/// A line of a table: the label, then each number in 6 characters with 2 decimals.
 void table_row(Ostr& o, const std::string& label, const double* numbers, int count);
 void table_row(Ostr& o, const std::string& label, const Summary& summary);
 /// The same with dashes in the place of numbers that have no value, and with a note in the place of all of

@@ -45,7 +45,7 @@ void show_data(Ostr& o, int level, const MatFullD& loaded, const MatFullD& dat) 
   const long left_out = loaded.nrow() - dat.nrow();
   if (left_out > 0) o.ow("left out = ").ow(left_out).ow(left_out == 1 ? " sample" : " samples").nl();
   if (dat.nrow() == 0) return;
-  o.ow("total variance = ").ow(total_variance(dat), 6, 2).nl();
+  put_figure(o.ow("total variance = "), total_variance(dat), 6, 2).nl();
   summary_head(o, "variable");
   const long shown = std::min(dat.ncol(), most_rows);
   for (long c = 0; c < shown; ++c) table_row(o, std::to_string(c), summarize(dat, c));
@@ -56,7 +56,7 @@ void show_data(Ostr& o, int level, const MatFullD& loaded, const MatFullD& dat) 
 void show_cells(Ostr& o, double error, const MatFullD& dat, const MatFullD& prot, const MatFullL& bmu,
                 const MatFullL& hits) {
   const Indent indent(o);
-  o.ow("quantization error = ").ow(error, 1, 4);
+  put_figure(o.ow("quantization error = "), error, 1, 4);
   const double total = total_variance(dat);
   // Only squared Euclidean distances share the variance out.
   const bool shares = total > 0 && Metric::in_force().is_euclidean();

@@ -110,6 +110,16 @@ TEST(Report, ForgetsTheGraphsOfTheAnalysisBeforeALoad) {
   EXPECT_EQ(r.out.find("GoD:"), std::string::npos);
 }
 
+TEST(Report, TellsHugeNumbersByPowersOfTen) {
+  Workplace here;
+  here.write("huge.dat", "1e300 -4e15\n1e300 0\n");
+  const Result r = here.run(words("ld huge dd xt y"));
+  EXPECT_NE(r.out.find("\n  0              | 1.00e+300 | "), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("\n  1              | -4.00e+15 | -4.00e+15 | -2.00e+15 |   0.00 |   0.00 |\n"),
+            std::string::npos)
+      << r.out;
+}
+
 TEST(Ranks, AreReportedAndSaved) {
   Workplace here;
   for (const char* file : {"Qvtx.prf", "iris.dat"}) here.bring(file);
