@@ -2,6 +2,7 @@
 
 #include "base/kernel_choice.h"
 #include "local/eigen_kernels.h"
+#include "local/lanczos_kernels.h"
 
 namespace qvtx {
 
@@ -14,5 +15,7 @@ template <>
 const EigenKernels<float>& eigen_kernels() {
   return QVTX_KERNEL(eigen_kernels_float);
 }
+
+const LanczosKernels& lanczos_kernels() { return QVTX_KERNEL(lanczos_kernels); }
 
 }  // namespace qvtx

@@ -15,8 +15,9 @@ struct RowRoom {
 
 /// What scaling found of the axes asked for.
 struct Spectrum {
-  long missing = 0;    ///< axes without value: no positive eigenvalue was left for them
-  double share = 0.0;  ///< of the sum of all positive eigenvalues that the others have
+  long missing = 0;      ///< axes without value: no positive eigenvalue was left for them
+  double share = 0.0;    ///< of the sum of all positive eigenvalues that the others have, or a bound of it
+  bool at_most = false;  ///< share is an upper bound; 1 says nothing
 };
 
 /// Working storage of the epochs: kept from one to the next, so that no epoch after the first allocates. Only

@@ -108,12 +108,15 @@ class ToMapp : public VeQuan, protected MappingState {
   long cda_itr(double anow, double lnow);
 
   /// Classical multidimensional scaling (Torgerson 1952); with graph distances Isomap (Tenenbaum, de Silva,
-  /// Langford 2000). O(n^3) time, n^2 memory. 0 for fewer than two prototypes.
+  /// Langford 2000). n^2 memory; O(n^3) time, for more than 1000 prototypes and at most 16 axes n^2 times a
+  /// number that grows with the density of the leading eigenvalues. 0 for fewer than two prototypes.
   long mds(long dim);
   /// The coordinates alone, into the images as they are (n x p): axis k is the k-th eigenvector of the
   /// double-centred matrix of -D^2 / 2 (pairs without distance count as 0), times the root of its eigenvalue.
-  /// Axes of negative eigenvalues and axes beyond n are NaN. The signs are those of the solver. 0 when the
-  /// sizes do not fit or memory is short.
+  /// Axes of negative eigenvalues and axes beyond n are NaN. For more than 1000 prototypes and at most 16 axes
+  /// block Lanczos iteration finds the pairs, or the whole reduction where that fails, and the largest
+  /// component of an axis is positive; otherwise the signs are those of the solver. 0 when the sizes do not
+  /// fit or memory is short.
   long mds_cor();
 
   /// Sammon's nonlinear mapping (Sammon 1969). The schedule's rows are epochs: step factor, and the pass,

@@ -113,9 +113,9 @@ void Session::hint_spectrum() const {
   if (found.missing > 0) {
     tell("md: " + std::to_string(found.missing) + " of " + count(axes, "axis", "axes") +
          " without value: no positive eigenvalue is left for them");
-  } else {
-    tell("md: " + count(axes, "axis explains ", "axes explain ") + fixed(100 * found.share, 2) +
-         " % of the positive eigenvalues");
+  } else if (!found.at_most || found.share < 1) {
+    tell("md: " + count(axes, "axis explains ", "axes explain ") + (found.at_most ? "at most " : "") +
+         fixed(100 * found.share, 2) + " % of the positive eigenvalues");
   }
 }
 

@@ -74,6 +74,61 @@ TEST_F(Mds, PrintsTheEigenvaluesAndLeavesSurplusAxesUndefined) {
   }
 }
 
+/// A point of a rolled sheet for every row of numbers between 0 and 1.
+void swiss_roll(MatFullD& m, long n) {
+  uniform_points(m, n, 3, 5);
+  for (long i = 0; i < n; ++i) {
+    const double angle = 4.7 + 9.4 * m(i, 0);
+    m(i, 0) = angle * std::cos(angle);
+    m(i, 1) *= 21;
+    m(i, 2) = angle * std::sin(angle);
+  }
+}
+
+// More than 16 axes ask for the whole reduction.
+TEST_F(Mds, IterationFindsTheAxesOfTheWholeReduction) {
+  constexpr long n = 1200;
+  MatFullD points;
+  swiss_roll(points, n);
+  prototypes(tm, points, 9);
+  tm.setkey("tdgb", 1);
+  ASSERT_EQ(1, tm.mds(17));
+  const Rows whole = rows_of(tm.mprot);
+  double shown = 0;
+  for (long k = 0; k < 17; ++k) shown += length(k);
+  const double positive = shown / tm.getspectrum().share, lengths[] = {length(0), length(1)};
+  ASSERT_EQ(1, tm.mds(2));
+  EXPECT_TRUE(tm.getspectrum().at_most);
+  EXPECT_GE(tm.getspectrum().share, (lengths[0] + lengths[1]) / positive);
+  for (long k = 0; k < 2; ++k) {
+    EXPECT_NEAR(1, length(k) / lengths[k], 1e-12);
+    const std::size_t c = static_cast<std::size_t>(k);
+    double largest = 0, difference = 0;
+    for (long i = 0; i < n; ++i)
+      if (std::fabs(tm.mprot(i, k)) > std::fabs(largest)) largest = tm.mprot(i, k);
+    const double sign = whole[0][c] * tm.mprot(0, k) < 0 ? -1 : 1;
+    for (long i = 0; i < n; ++i)
+      difference =
+          std::max(difference, std::fabs(sign * whole[static_cast<std::size_t>(i)][c] - tm.mprot(i, k)));
+    EXPECT_GT(largest, 0);
+    EXPECT_LE(difference, 1e-8 * std::sqrt(lengths[k]));
+  }
+}
+
+// The largest eigenvalues, those of 2 on the diagonal and 1 beside it, crowd at 4.
+TEST_F(Mds, WholeReductionFollowsAnIterationThatFails) {
+  constexpr long n = 1001;
+  MatFullD points(n, n + 1);
+  points.setrows(n, 0.0);
+  for (long i = 0; i < n; ++i) points(i, i) = points(i, i + 1) = 1;
+  prototypes(tm, points, 0);
+  ASSERT_EQ(1, tm.dist_ini(0));
+  ASSERT_EQ(1, tm.mapr_ini(2, 2));
+  ASSERT_EQ(1, tm.mds_cor());
+  EXPECT_FALSE(tm.getspectrum().at_most);
+  EXPECT_NEAR(4, length(0), 1e-4);
+}
+
 TEST_F(Mds, RefusesFewerThanTwoPrototypesOrOneDimension) {
   prepare(1, 2, 0, 0.0);
   EXPECT_EQ(0, tm.mds(1));
