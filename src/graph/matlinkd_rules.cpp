@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "graph/matlinkd.h"
+#include "matrix/distance/all_neighbours.h"
 
 namespace qvtx {
 
@@ -36,13 +37,15 @@ void MatLinkD::n_link(long col, const MatFullD& points, long k) {
   const long n = points.nrow();
   if (n < 2) return;
   k = std::clamp(k, 1L, n - 1);
-  MatFullD dist;
-  MatFullL near;
+  MatFullL near(n, k);  // -1: no neighbour, the distance is NaN
+  near.setrows(n, -1);
+  AllNeighbours(points).search(k, [&](long i, const NearestList& list) {
+    for (long r = 0; r < list.size(); ++r)
+      if (list[r].distance >= 0.0) near(i, r) = list[r].row;
+  });
   for (long i = n - 1; i >= 0; --i) {
-    points.nearest(points, i, dist, near, k);
-    for (long r = near.nrow() - 1; r >= 0; --r) {
-      if (dist.data()[r] >= 0.0) strengthen(col, i, near.data()[r]);  // NaN: no neighbour
-    }
+    for (long r = k - 1; r >= 0; --r)
+      if (near(i, r) >= 0) strengthen(col, i, near(i, r));
   }
 }
 

@@ -5,6 +5,8 @@
 #include "mapping/kernels/stress_kernels.h"
 #include "mapping/pair_rows.h"
 #include "mapping/tomapp.h"
+#include "matrix/distance/all_neighbours.h"
+#include "matrix/distance/neighbour_search.h"
 
 namespace qvtx {
 
@@ -17,43 +19,43 @@ long kissing_number(long d) {
   return known[std::min(d, 8L)];
 }
 
-/// Entries of found that do not occur in reference.
-long missing(const MatFullL& found, const MatFullL& reference) {
-  const long* begin = reference.data();
-  const long* end = begin + reference.nrow() * reference.ncol();
-  long count = 0;
-  for (long r = found.nrow() - 1; r >= 0; --r) count += std::find(begin, end, found.get(r, 0)) == end;
-  return count;
+/// How many of the first rows of a list, `count` at most, do not occur among these.
+long missing(const NearestList& list, long count, const long* begin, const long* end) {
+  long misses = 0;
+  for (long r = std::min(count, list.size()) - 1; r >= 0; --r)
+    misses += std::find(begin, end, list[r].row) == end;
+  return misses;
 }
 
 /// Share of the nearest images of each prototype that are not among its nearest prototypes.
 double lost_neighbours(const MatFullD& prototypes, const MatFullD& images) {
   const long wanted = kissing_number(images.ncol());
-  MatFullD distances;
-  MatFullL near_prototype;
-  MatFullL near_image;
+  MatFullL near(prototypes.nrow(), wanted);  // -1 behind the last
+  near.setrows(prototypes.nrow(), -1);
+  AllNeighbours(prototypes).search(wanted, [&](long i, const NearestList& list) {
+    for (long r = 0; r < list.size(); ++r) near(i, r) = list[r].row;
+  });
   long misses = 0;
-  for (long i = prototypes.nrow() - 1; i >= 0; --i) {
-    prototypes.nearest(prototypes, i, distances, near_prototype, wanted);
-    images.nearest(images, i, distances, near_image, wanted);
-    misses += missing(near_image, near_prototype);
-  }
+  AllNeighbours(images).search(wanted, [&](long i, const NearestList& list) {
+    misses += missing(list, wanted, near.row(i), near.row(i) + wanted);
+  });
   const double total = static_cast<double>(wanted * prototypes.nrow());
   return total > 0 ? static_cast<double>(misses) / total : 0;
 }
 
 /// Share of the nearest images of each prototype, as many as it has links, that it is not linked with.
 double lost_links(const MatLinkD& link, const MatFullD& images) {
-  MatFullD distances;
-  MatFullL near_image;
+  constexpr long most = 64;  // nearest images of all prototypes; the few with more links search by themselves
+  long wanted = 1;
+  for (long i = images.nrow() - 1; i >= 0; --i) wanted = std::max(wanted, std::min(link.degree(i), most));
   MatFullL linked;
+  NeighbourSearch single(images);
   long misses = 0;
-  for (long i = images.nrow() - 1; i >= 0; --i) {
+  AllNeighbours(images).search(wanted, [&](long i, const NearestList& list) {
     const long degree = link.degree(i, linked);
-    if (degree == 0) continue;
-    images.nearest(images, i, distances, near_image, degree);
-    misses += missing(near_image, linked);
-  }
+    if (degree > wanted) single.search(images.row(i), i, degree);
+    misses += missing(degree > wanted ? single.list() : list, degree, linked.data(), linked.data() + degree);
+  });
   const long total = 2 * link.nlive();
   return total > 0 ? static_cast<double>(misses) / static_cast<double>(total) : 0;
 }
