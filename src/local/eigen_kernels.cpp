@@ -24,12 +24,21 @@ inline Real fold(const VecOf<Real>* acc) {
 }
 
 // The part of R rows j.. that lies left of column `length`, a multiple of the line: updates it, adds its
-// share to p, and leaves the products of the rows with x in dots.
+// share to p, and leaves the products of the rows with x in dots. What belongs to the rows is read ahead of
+// the loop: the compiler cannot know that the stores leave it alone.
 template <class Real, int R>
 inline void update_rows(Real* const* a, long j, long length, const Real* u, const Real* q, const Real* x,
                         Real* p, Real* dots) {
   using Vec = VecOf<Real>;
   Vec acc[R][line_registers] = {};
+  Real* row[R];
+  Vec row_u[R], row_q[R], row_x[R];
+  for (int r = 0; r < R; ++r) {
+    row[r] = a[j + r];
+    row_u[r] = broadcast(u[j + r]);
+    row_q[r] = broadcast(q[j + r]);
+    row_x[r] = broadcast(x[j + r]);
+  }
   for (long k = 0; k < length; k += line_size<Real>) {
     for (int g = 0; g < line_registers; ++g) {
       const long at = k + g * width<Real>;
@@ -38,11 +47,11 @@ inline void update_rows(Real* const* a, long j, long length, const Real* u, cons
       const Vec vx = load(x + at);
       Vec vp = load(p + at);
       for (int r = 0; r < R; ++r) {
-        Vec value = load(a[j + r] + at);
-        value -= broadcast(u[j + r]) * vq + broadcast(q[j + r]) * vu;
-        store(a[j + r] + at, value);
+        Vec value = load(row[r] + at);
+        value -= row_u[r] * vq + row_q[r] * vu;
+        store(row[r] + at, value);
         acc[r][g] += value * vx;
-        vp += broadcast(x[j + r]) * value;
+        vp += row_x[r] * value;
       }
       store(p + at, vp);
     }

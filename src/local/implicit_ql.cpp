@@ -118,6 +118,8 @@ VectorPanels<Real>::VectorPanels(long n, long k) : n_(n) {
 template <class Real>
 typename ImplicitQL<Real>::State QLHistory<Real>::run(long n, Real* diag, Real* subd) {
   ImplicitQL<Real> iteration(n, diag, subd);
+  // Room for all: growing by copies would touch it several times.
+  rotations_.list.reserve(static_cast<size_t>(std::min(n * n, stretch_ + n)));
   Beginning beginning{iteration, {diag, diag + n}, {subd, subd + n}, 0};
   auto state = ImplicitQL<Real>::State::running;
   while (state == ImplicitQL<Real>::State::running) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <new>
@@ -13,6 +14,7 @@
 #include "base/interrupt.h"
 #include "base/memory.h"
 #include "base/ostr.h"
+#include "local/cache_lines.h"
 #include "local/implicit_ql.h"
 #include "local/tridiagonal.h"
 
@@ -114,7 +116,9 @@ template <class Real>
 void mgcEigenT<Real>::allocate() {
   const size_t n = static_cast<size_t>(size);
   rows_ = try_allocate<Real*>(n);
-  values_ = try_allocate<Real>(n * n);
+  // Zeros that are not touched before they are used: the iterations read one triangle of a large matrix.
+  const size_t stride = row_stride<Real>(n);
+  values_.reset(static_cast<Real*>(std::calloc(n * stride + line_size_of<Real>, sizeof(Real))));
   diagonal_ = try_allocate<Real>(n);
   coupling_ = try_allocate<Real>(n);
   if (!rows_ || !values_ || !diagonal_ || !coupling_) {
@@ -122,7 +126,7 @@ void mgcEigenT<Real>::allocate() {
     memory_failed(static_cast<double>(n) * static_cast<double>(n) * sizeof(Real));
     return;
   }
-  for (size_t i = 0; i < n; ++i) rows_[i] = values_.get() + i * n;
+  for (size_t i = 0; i < n; ++i) rows_[i] = first_on_line(values_.get()) + i * stride;
   mat = rows_.get();
   diag = diagonal_.get();
   subd = coupling_.get();

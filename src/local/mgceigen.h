@@ -3,6 +3,7 @@
 // implicit shifts (Martin, Reinsch, Wilkinson, "Householder's tridiagonalization of a symmetric matrix",
 // Numerische Mathematik 11, 1968; Dubrulle, Martin, Wilkinson, "The implicit QL algorithm", ibid. 12, 1968).
 
+#include <cstdlib>
 #include <iosfwd>
 #include <memory>
 
@@ -98,7 +99,10 @@ class mgcEigenT {
   void allocate();
 
   std::unique_ptr<Real*[]> rows_;
-  std::unique_ptr<Real[]> values_;  // the rows of mat, one behind the other
+  struct Free {
+    void operator()(Real* block) const { std::free(block); }
+  };
+  std::unique_ptr<Real[], Free> values_;  // the rows of mat, each on cache lines of its own
   std::unique_ptr<Real[]> diagonal_;
   std::unique_ptr<Real[]> coupling_;
 };

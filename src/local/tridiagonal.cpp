@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/interrupt.h"
+#include "local/cache_lines.h"
 #include "local/eigen_kernels.h"
 
 namespace qvtx {
@@ -42,32 +43,33 @@ Real make_reflection(Real* row, long i, Real& h) {
 template <class Real>
 void reduce_to_tridiagonal(long n, Real* const* a, Real* diag, Real* subd, Real* h,
                            const Progress& progress) {
-  const size_t size = static_cast<size_t>(n);
-  std::vector<Real> u(size, 0), q(size, 0), x(size), p(size);
+  const size_t stride = row_stride<Real>(static_cast<size_t>(n));
+  std::vector<Real> room(4 * stride + line_size_of<Real>, 0);
+  Real *u = first_on_line(room.data()), *q = u + stride, *x = q + stride, *p = x + stride;
   subd[n - 1] = 0;
   for (long i = n - 1; i >= 1; --i) {
     interruption_point();
     const double rest = static_cast<double>(i + 1) / static_cast<double>(n);
     tell_share(progress, 1 - rest * rest * rest);
     Real* row = a[i];
-    const Real ui = u[static_cast<size_t>(i)];
-    const Real qi = q[static_cast<size_t>(i)];
+    const Real ui = u[i];
+    const Real qi = q[i];
     for (size_t k = 0; k <= static_cast<size_t>(i); ++k) row[k] -= ui * q[k] + qi * u[k];
     diag[i] = row[i];
     subd[i - 1] = make_reflection(row, i, h[i]);
     if (h[i] == 0) {
-      std::fill_n(x.begin(), i, Real(0));
+      std::fill_n(x, i, Real(0));
     } else {
-      std::copy_n(row, i, x.begin());
+      std::copy_n(row, i, x);
     }
-    eigen_kernels<Real>().update_multiply(a, i, u.data(), q.data(), x.data(), p.data());
+    eigen_kernels<Real>().update_multiply(a, i, u, q, x, p);
     std::swap(u, x);
     if (h[i] == 0) {
-      std::fill_n(q.begin(), i, Real(0));
+      std::fill_n(q, i, Real(0));
       continue;
     }
     for (size_t k = 0; k < static_cast<size_t>(i); ++k) p[k] /= h[i];
-    const Real half = inner_product(u.data(), p.data(), i) / (h[i] + h[i]);
+    const Real half = inner_product(u, p, i) / (h[i] + h[i]);
     for (size_t k = 0; k < static_cast<size_t>(i); ++k) q[k] = p[k] - half * u[k];
   }
   diag[0] = a[0][0];
