@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/interrupt.h"
 #include "local/lanczos_kernels.h"
 #include "local/mgceigen.h"
 
@@ -27,6 +28,7 @@ bool BlockLanczos::run() {
   const long most = std::min(most_steps, n_ / (2 * block_));
   long next_look = 1;
   for (long step = 1; step <= most; ++step) {
+    interruption_point();
     if (!expand()) return false;
     if (step < next_look && step < most) continue;
     // A look costs the cube of the steps: the more there are, the farther apart.

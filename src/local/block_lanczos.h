@@ -17,6 +17,8 @@ namespace qvtx {
 /// among the k. It starts from a generator of its own: results depend on the matrix alone. Needs the products
 /// of the matrix with a few tens of blocks where the wanted eigenvalues stand clear of the others, and n
 /// numbers for every vector of every block.
+///
+/// Its steps are interruption points (base/interrupt.h).
 class BlockLanczos {
  public:
   static constexpr long spare = 2;           ///< vectors of a block beyond the wanted ones
