@@ -1,5 +1,6 @@
 #include "base/draft.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -8,6 +9,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 #include <utility>
 
@@ -73,7 +75,8 @@ Draft::Draft(std::string target) : target_(std::move(target)) {
   std::error_code error;
   const fs::file_status status = fs::status(target_, error);
   file_ = create_temporary(target_, temporary_);
-  if (file_ != nullptr && fs::exists(status)) fs::permissions(temporary_, status.permissions(), error);
+  if (file_ == nullptr || !fs::exists(status)) return;
+  if (::fchmod(::fileno(file_), static_cast<mode_t>(status.permissions())) != 0) errno = 0;
 }
 
 Draft::Draft(Draft&& other) noexcept
@@ -103,12 +106,17 @@ bool Draft::place() {
 void remove_remainders(const std::string& target) {
   const fs::path directory = fs::path(target).parent_path();
   const std::string prefix = temporary_prefix(target);
-  std::error_code error;
-  for (fs::directory_iterator entry(directory.empty() ? "." : directory, error), end; !error && entry != end;
-       entry.increment(error)) {
-    const fs::path name = entry->path().filename();
-    if (name.string().starts_with(prefix)) remove_unlocked((directory / name).string());
-  }
+  for (const std::string& name : directory_names(directory.string()))
+    if (name.starts_with(prefix)) remove_unlocked((directory / name).string());
+}
+
+std::vector<std::string> directory_names(const std::string& directory) {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, int (*)(DIR*)> open(::opendir(directory.empty() ? "." : directory.c_str()),
+                                                 ::closedir);
+  if (!open) return names;
+  while (const struct dirent* const entry = ::readdir(open.get())) names.emplace_back(entry->d_name);
+  return names;
 }
 
 bool flush_directory(const std::string& directory) {

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace qvtx {
 
@@ -38,6 +39,10 @@ class Draft {
 /// Removes the temporary files that killed programs left beside the target when they wrote a file of its name
 /// with this or another extension.
 void remove_remainders(const std::string& target);
+
+/// Names in a directory (empty: the working directory), in no order; none when it cannot be read. A directory
+/// iterator of the standard library would end the program where it finds no memory.
+std::vector<std::string> directory_names(const std::string& directory);
 
 /// Writes the names in a directory (empty: the working directory) to the disk. False on a failing disk; a
 /// directory that may not be read, or a file system that cannot do this, counts as done.

@@ -39,16 +39,6 @@ void tell_failure(const std::string& name) {
   if (write_listener) write_listener(name, errno);
 }
 
-/// The same for a file that is given up on the way out of something.
-void tell_loss(const std::string& name) noexcept {
-  if (std::uncaught_exceptions() > 0) return;  // which tell why
-  try {
-    tell_failure(name);
-  } catch (const std::bad_alloc&) {
-    return;  // the caller has learnt of the failure already
-  }
-}
-
 }  // namespace
 
 SafeFile::SafeFile(const char* name) : name_(name) {
@@ -81,10 +71,14 @@ bool SafeFile::open(const char* name) {
 }
 
 SafeFile::~SafeFile() {
-  if (is_open()) {
+  // On the way out of something that failed, which tells why, nothing is told here.
+  if (is_open() && std::uncaught_exceptions() == 0) {
     if (std::ferror(file()) == 0) errno = 0;
-    if (youngest_set != nullptr) youngest_set->failed_ = true;
-    tell_loss(name_);
+    try {
+      fail();
+    } catch (const std::bad_alloc&) {
+      errno = ENOMEM;  // the caller knows of the failure
+    }
   }
   if (direct_ != nullptr) std::fclose(direct_);
 }
@@ -126,14 +120,14 @@ bool FileSet::is_new(const std::string& target) {
 }
 
 bool FileSet::place_all() {
-  std::set<std::string> directories;
+  std::set<std::string> directories;  // before any file is placed: it may find no memory
+  for (const Draft& file : waiting_) directories.insert(file.directory());
   for (Draft& file : waiting_) {
     if (!file.place()) {
       tell_failure(file.target());
       return false;
     }
     ++placed_;
-    directories.insert(file.directory());
   }
   for (const std::string& directory : directories) {
     if (flush_directory(directory)) continue;

@@ -258,20 +258,25 @@ double PairDistances::bytes_needed() const {
 }
 
 void PairDistances::forget() {
+  drop_rows();
+  mark_.measured = false;
+}
+
+void PairDistances::drop_rows() {
   ++mark_.version;
   paths_.setdim(0);
   graph_.setdim(0);
   space_.setdim(0);
-  mark_.measured = mark_.kept = false;
+  mark_.kept = false;
 }
 
 void PairDistances::go_back(const Mark& mark) noexcept {
-  const bool kept = mark.kept && mark_.version == mark.version;
-  if (!kept) forget();
+  const bool untouched = mark_.version == mark.version;
+  if (!untouched) drop_rows();
   const long version = mark_.version;
   mark_ = mark;
   mark_.version = version;
-  mark_.kept = kept;
+  mark_.kept = untouched && mark.kept;
 }
 
 PairDistances::Outcome PairDistances::keep_laplacian(const std::function<void(const char*)>& announce,
@@ -305,7 +310,8 @@ std::optional<PairRanges> PairDistances::measure(const std::function<void()>& pr
     forget();
     return std::nullopt;
   } catch (const GivenUp&) {  // rows of two measurements must not stand side by side
-    forget();
+    drop_rows();
+    if (!make_room()) forget();
     throw;
   }
 }

@@ -80,8 +80,11 @@ class PairDistances {
   double bytes_needed() const;
   /// Room for the rows of n prototypes; rows already stored stay. False when there is no memory.
   [[nodiscard]] bool make_room();
-  /// Empties the stores.
+  /// Empties the stores, and there is no measurement any more.
   void forget();
+  /// Empties the stores. The last measurement stands, for rows are computed where they are used, but it is
+  /// not current any more.
+  void drop_rows();
 
   enum class Outcome { done, singular, no_memory };
   /// Computes and stores the Laplacian rows; `announce` is told of each part of the work before it starts,
@@ -89,9 +92,9 @@ class PairDistances {
   /// is reached.
   Outcome keep_laplacian(const std::function<void(const char*)>& announce, const Progress& progress);
   /// Passes over all rows, stores them as far as the rules say so, and remembers what they were computed for;
-  /// `progress` is called after every prototype. Nothing, and empty stores, when there is no memory.
-  /// Rows are interruption points (base/interrupt.h): given up, the stores are empty.
-  /// REQUIRES: make_room(); Laplacian rows are stored.
+  /// `progress` is called after every prototype. Nothing, and all is forgotten, when there is no memory. Rows
+  /// are interruption points (base/interrupt.h): given up, the stores are empty and the last measurement
+  /// stands. REQUIRES: make_room(); Laplacian rows are stored.
   std::optional<PairRanges> measure(const std::function<void()>& progress);
 
   // ---- Validity ----
@@ -102,7 +105,7 @@ class PairDistances {
     Signature measured_for;
     double balance = 0.0;
     bool measured = false;
-    bool kept = false;  ///< the stores hold what the measurement left
+    bool kept = false;  ///< the stores hold what it left
   };
   const Mark& mark() const { return mark_; }
   /// Back to a measurement whose points and links are there again. Rows that have been stored or forgotten
@@ -113,6 +116,8 @@ class PairDistances {
   bool measured() const { return mark_.measured; }
   /// It was of as many prototypes, columns and links as there are now, in the class and exponent in force.
   bool current() const { return mark_.measured && mark_.kept && mark_.measured_for == signature(); }
+  /// The stores hold what the last measurement left.
+  bool kept() const { return mark_.kept; }
   /// Balance that its mixed range belongs to.
   double balance() const { return mark_.balance; }
 

@@ -27,7 +27,7 @@ int VeQuan::dist_ini(int quick) {
   }
   if (!state.shutflag(k)) return 0;
   const Interruptible scope;
-  if (!current) pairs.forget();
+  if (!current) quick ? pairs.forget() : pairs.drop_rows();
   if (!pairs.make_room()) return distances_without_memory();
   if (quick) return state.setflag(k);
   dkey("tdgb");
@@ -79,7 +79,7 @@ bool VeQuan::measure_distances() {
   const long memory = integers["vgmemory"];
   const bool bar = verbose && !has_laplacian();
   if (bar) {
-    const bool reading = memory == 0 || pairs.measured();  // rows kept from the last computation
+    const bool reading = memory == 0 || pairs.kept();  // rows kept from the last computation
     os.ow(prefix).ow("dist_ini: computing min. and max. distances (").ow(reading ? "reading)" : "storing)");
     os.wbb(prot.nrow(), 60);
   }

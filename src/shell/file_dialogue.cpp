@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "base/draft.h"
 #include "base/files.h"
 #include "base/interrupt.h"
 #include "base/prompts.h"
@@ -36,10 +37,9 @@ std::vector<std::string> fitting_names(const fs::path& directory, const std::str
                                        const std::function<bool(const std::string&)>& fits) {
   std::vector<std::string> names;
   std::error_code error;
-  for (fs::directory_iterator entry(directory.empty() ? "." : directory, error), end; !error && entry != end;
-       entry.increment(error)) {
-    const fs::path name = directory / entry->path().filename();
-    if (name.extension() == extension && entry->is_regular_file(error) && fits(name.string()))
+  for (const std::string& entry : directory_names(directory.string())) {
+    const fs::path name = directory / entry;
+    if (name.extension() == extension && fs::is_regular_file(name, error) && fits(name.string()))
       names.push_back((directory / name.stem()).string());
   }
   std::sort(names.begin(), names.end());

@@ -51,6 +51,7 @@ Outcome Session::modify_exponent() {
     refuse("an exponent is not negative: " + value_text(MatFullD::miex) + " stays");
     return Outcome::given_up;
   }
+  alter();
   MatFullD::miex = exponent;
   hint_metric();
   return Outcome::done;
@@ -58,7 +59,10 @@ Outcome Session::modify_exponent() {
 
 Outcome Session::modify_class() {
   if (analysis_.verbose) prompt("Modify distance class:\n");
-  getc1(MatFullD::mesp);
+  char distance = 0;
+  getc1(distance);
+  alter();
+  MatFullD::mesp = distance;
   hint_metric();
   return Outcome::done;
 }
