@@ -19,9 +19,10 @@ struct EpochMemory {
   NearestMemory nearest;  ///< those of BatchWinners,
   MatFullL winner;        ///< ndata x 1: and what it finds
 
+  std::vector<double> steps;  ///< by rank, of neural gas and the self-organizing map
+
   // Neural gas.
   RankSort ranks;
-  std::vector<double> steps;  ///< by rank
   std::vector<double> moves;  ///< by prototype
 
   // Self-organizing map.

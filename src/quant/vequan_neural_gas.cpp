@@ -3,11 +3,13 @@
 // prototypes ranked by their distance to it, each by a step that decays with its rank. The ranking stops at
 // three widths, where the step has fallen to exp(-3).
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 #include <vector>
 
 #include "base/exponential.h"
+#include "matrix/distance/metric.h"
 #include "quant/epoch_memory.h"
 #include "quant/gas_kernels.h"
 #include "quant/vequan.h"
@@ -35,9 +37,11 @@ struct GasEpoch {
 
   double step(long r) const { return a * fixed_exp(-static_cast<double>(r) / l); }
   long moving_ranks() const;
+  const double* set_steps(long m);
   void move_winners();
   void move_ranks();
   void move_ranks_plainly();
+  void measure(long d);
   void select_rank(long r);
 };
 
@@ -47,6 +51,14 @@ long GasEpoch::moving_ranks() const {
   long m = 1;
   while (m < prot.nrow() && static_cast<float>(m) <= lim) ++m;
   return m;
+}
+
+/// The steps of the first m ranks.
+const double* GasEpoch::set_steps(long m) {
+  std::vector<double>& steps = memory.steps;
+  steps.resize(static_cast<std::size_t>(prot.nrow()));  // a later epoch may move more ranks
+  for (long r = 0; r < m; ++r) steps[static_cast<std::size_t>(r)] = step(r);
+  return steps.data();
 }
 
 /// Too narrow a width for a neighbour: the winners alone move.
@@ -60,15 +72,14 @@ void GasEpoch::move_winners() {
 }
 
 /// On the packed copy of the prototypes, which are moved and measured for the next datum in one pass.
-/// REQUIRES: winners.packed(), so that no prototype is created and every distance is finite.
+/// REQUIRES: Euclidean distance, winners.packed(), so that no prototype is created and every distance is
+/// finite.
 void GasEpoch::move_ranks() {
   constexpr double stays = std::numeric_limits<double>::quiet_NaN();
   const long n = prot.nrow(), ncol = prot.ncol();
   const long m = moving_ranks();
   PackedRows& packed = memory.packed;
-  std::vector<double>& steps = memory.steps;
-  steps.resize(static_cast<std::size_t>(n));  // a later epoch may move more ranks
-  for (long r = 0; r < m; ++r) steps[static_cast<std::size_t>(r)] = step(r);
+  const double* const steps = set_steps(m);
   RankSort& ranks = memory.ranks;
   ranks.start(ridx, m);
   std::vector<double>& moves = memory.moves;
@@ -80,8 +91,7 @@ void GasEpoch::move_ranks() {
     move_and_measure(packed.data(), n, ncol, moves.data(), datum(last), datum(last), ranks.sums());
   for (long i = last; i >= 0; --i) {
     changed += book.capture(order(i, 0), ranks.rank());
-    for (long r = 0; r < m; ++r)
-      moves[static_cast<std::size_t>(ridx.data()[r])] = steps[static_cast<std::size_t>(r)];
+    for (long r = 0; r < m; ++r) moves[static_cast<std::size_t>(ridx.data()[r])] = steps[r];
     const double* next = datum(i > 0 ? i - 1 : i);
     move_and_measure(packed.data(), n, ncol, moves.data(), datum(i), next, ranks.sums());
     for (long r = 0; r < m; ++r) moves[static_cast<std::size_t>(ridx.data()[r])] = stays;
@@ -90,37 +100,53 @@ void GasEpoch::move_ranks() {
   for (long k = 0; k < n; ++k) packed.get_row(k, prot.row(k));
 }
 
-/// The same through the quantizer's own operations, for every distance class.
+/// The same for every distance: selected rank by rank, moved together.
 void GasEpoch::move_ranks_plainly() {
+  dwork.setdim(prot.nrow(), 1);
+  dwork.setrows(prot.nrow());
+  long m = 0;
+  const double* steps = nullptr;
   for (long i = dat.nrow() - 1; i >= 0; --i) {
     const long d = order(i, 0);
+    measure(d);
+    if (const long moving = moving_ranks(); moving > m) steps = set_steps(m = moving);
+    for (long r = 0; r < m; ++r) select_rank(r);
+    winners.move(d, steps, ridx.data(), m);
+    adapted += m;
+  }
+}
+
+/// Books the winner of datum d, and leaves all distances to it in dwork.
+void GasEpoch::measure(long d) {
+  if (!winners.packed()) {
     changed += quantizer.prot_bmu(d, no_bound);
     while (ridx.nrow() < prot.nrow()) {  // a created prototype (see searches_agree) joins at the end
       const long k = ridx.addrow() - 1;
       ridx(k, 0) = k;
     }
     prot.sdav(dat, d, dwork, no_bound);
-    const long m = moving_ranks();
-    for (long r = 0; r < m; ++r) {
-      select_rank(r);
-      quantizer.prot_mov(d, step(r), ridx(r, 0));
-    }
-    adapted += m;
+    return;
   }
+  double* const sums = dwork.data();
+  winners.search().sums(dat.row(d), sums);
+  changed += book.capture(d, std::min_element(sums, sums + prot.nrow()) - sums);
+  winners.search().finish(sums);
 }
 
 /// Brings the nearest of the prototypes from place r of the list on to place r, the first among equals.
 void GasEpoch::select_rank(long r) {
+  long* const list = ridx.data();
+  const double* const distance = dwork.data();
   long best = r;
   double smallest = no_bound;
   for (long q = r; q < ridx.nrow(); ++q) {
-    const double x = dwork(ridx(q, 0), 0);
+    const double x = distance[list[q]];
     if (x >= 0.0 && x < smallest) {
       smallest = x;
       best = q;
     }
   }
-  std::swap(ridx(r, 0), ridx(best, 0));
+  std::swap(list[r], list[best]);
 }
 
 }  // namespace
@@ -163,7 +189,7 @@ long VeQuan::ng_itr(double a, double l) {
   GasEpoch epoch{*this, dat, prot, order, book, winners, *workspace, ridx, dwork, a, l, lim};
   if (lim < 1.0F) {
     epoch.move_winners();
-  } else if (winners.packed()) {
+  } else if (winners.packed() && Metric::in_force().is_euclidean()) {
     epoch.move_ranks();
   } else {
     epoch.move_ranks_plainly();

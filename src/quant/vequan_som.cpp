@@ -193,6 +193,8 @@ struct MapEpoch {
 long MapEpoch::online(double a) {
   const long n = prot.nrow();
   memory.reach.assign(static_cast<std::size_t>(n), -1);
+  std::vector<double>& steps = memory.steps;
+  steps.resize(static_cast<std::size_t>(n));
   OnlineWinners winners(quantizer, dat, prot, book, memory);
   long changed = 0;
   for (long i = dat.nrow() - 1; i >= 0; --i) {
@@ -204,7 +206,8 @@ long MapEpoch::online(double a) {
     long& reach = memory.reach[static_cast<std::size_t>(k)];
     if (reach < 0) reach = neighbourhood.values(grid.away[2 * k], h);
     const long* node = grid.nodes[2 * k].data();
-    for (long r = 0; r < reach; ++r) winners.move(d, a * h[r], node[r]);
+    for (long r = 0; r < reach; ++r) steps[static_cast<std::size_t>(r)] = a * h[r];
+    winners.move(d, steps.data(), node, reach);
   }
   return changed;
 }

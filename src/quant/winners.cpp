@@ -8,14 +8,14 @@ namespace qvtx {
 
 namespace {
 
-/// Largest magnitude whose squares can be summed over any number of columns that fits a machine.
-constexpr double moderate = 1e150;
+/// Largest magnitude whose terms can be summed over any number of columns that fits a machine.
+double moderate(const Metric& metric) { return metric.is_whole_power() ? 1e40 : 1e150; }
 
 /// False for NaN too.
-bool is_moderate(const MatFullD& m) {
+bool is_within(const MatFullD& m, double limit) {
   bool ok = true;
   const long n = m.nrow() * m.ncol();
-  for (long c = 0; c < n; ++c) ok &= std::fabs(m.data()[c]) <= moderate;
+  for (long c = 0; c < n; ++c) ok &= std::fabs(m.data()[c]) <= limit;
   return ok;
 }
 
@@ -63,8 +63,10 @@ int CaptureBook::capture(long d, long k) {
 }
 
 bool searches_agree(const MatFullD& dat, const MatFullD& prot) {
-  return Metric::in_force().is_free_of_powers() && prot.nrow() > 0 && prot.ncol() == dat.ncol() &&
-         is_moderate(dat) && is_moderate(prot);
+  const Metric metric = Metric::in_force();
+  const double limit = moderate(metric);
+  return metric.has_plain_terms() && prot.nrow() > 0 && prot.ncol() == dat.ncol() && is_within(dat, limit) &&
+         is_within(prot, limit);
 }
 
 BatchWinners::BatchWinners(const MatFullD& dat, const MatFullD& prot, CaptureBook book, EpochMemory& memory)
@@ -106,6 +108,11 @@ long OnlineWinners::nearest(long d) const {
 void OnlineWinners::move(long d, double a, long k) {
   quantizer_.prot_mov(d, a, k);
   moved(k);
+}
+
+void OnlineWinners::move(long d, const double* steps, const long* ks, long n) {
+  prot_.move(ks, steps, n, dat_, d);
+  for (long r = 0; r < n; ++r) moved(ks[r]);
 }
 
 void OnlineWinners::moved(long k) {

@@ -25,16 +25,17 @@ struct CaptureBook {
 };
 
 /// Whether a nearest-row search without bound finds what VeQuan::prot_bmu finds, whatever a datum's previous
-/// winner: class Minkowski with exponent 1, 2 or >= 8, at least one prototype, numbers of moderate size.
+/// winner: class Minkowski with a whole exponent or >= 8, at least one prototype, numbers of moderate size.
 ///
 /// Proof. prot_bmu bounds its search by b, the distance to the previous winner w (or by the caller's radius).
 /// The search runs in the space of the sums, where w has the sum s and the threshold is t = 1.001 T(b). With
-/// an exponent of 1, or of 8 and more, b = s = T(b), so s <= t. With exponent 2, b is the rounded root of s,
-/// and T(b) = b b lies within two units in the last place of s (and equals s among the smallest subnormal
-/// numbers), so again s <= t. Numbers of magnitude up to 1e150 have finite sums and no NaN. So w is never
-/// abandoned, and neither is the nearest row, whose sum is not above s; a row drops out only by losing
-/// against it. What remains is the smallest sum, ties to the lowest row, in both searches. Other exponents
-/// can lose a tiny s in the root, and NaN defeats every comparison: there prot_bmu itself is the definition.
+/// an exponent of 1, or of 8 and more, b = s = T(b), so s <= t. With the others, b is the rounded root of s,
+/// and T(b), a product, lies within a few units in the last place of s (and equals s among the smallest
+/// subnormal numbers), so again s <= t. Numbers of magnitude up to 1e150, or 1e40 from exponent 3 on, have
+/// finite sums and no NaN. So w is never abandoned, and neither is the nearest row, whose sum is not above s;
+/// a row drops out only by losing against it. What remains is the smallest sum, ties to the lowest row, in
+/// both searches. Exponents that are not whole can lose a tiny s in the root, and NaN defeats every
+/// comparison: there prot_bmu itself is the definition.
 bool searches_agree(const MatFullD& dat, const MatFullD& prot);
 
 /// Winners of all data at once, for methods whose prototypes rest while the data are assigned.
@@ -51,7 +52,7 @@ class BatchWinners {
 };
 
 /// Winners datum by datum, for methods whose prototypes move in between. Works on a packed copy of the
-/// prototypes where that gives the same results (Euclidean distance, searches_agree), else through the
+/// prototypes where that gives the same results (searches_agree), else through the
 /// quantizer's own operations.
 class OnlineWinners {
  public:
@@ -67,6 +68,8 @@ class OnlineWinners {
   long nearest(long d) const;
   /// What VeQuan::prot_mov(d, a, k) does.
   void move(long d, double a, long k);
+  /// The same for n different prototypes, ks[r] by the step steps[r].
+  void move(long d, const double* steps, const long* ks, long n);
   /// Prototype k has been changed by the caller.
   void moved(long k);
 

@@ -180,6 +180,33 @@ TEST(Distance, MovesAlongTheDerivativeOrStraightWhereThatDoesNotLeadNearer) {
   }
 }
 
+TEST(Distance, MovingTogetherHasTheBitsOfMovingOneByOne) {
+  for (const Isa isa : instruction_sets())
+    for (const Case& c : all_cases)
+      for (const Fill fill : all_fills)
+        for (const long n : {1, 2, 7, 8, 9, 24, 33, 70}) {
+          const Level level(isa);
+          const Settings settings(c.kind, c.p);
+          SCOPED_TRACE(testing::Message() << describe(c) << " " << n << " rows, isa " << int(isa));
+          MatFullD together = filled(n, 5, fill, 13), single;
+          const MatFullD b = filled(9, 5, fill, 14);
+          std::vector<long> rows;
+          std::vector<double> steps;
+          for (long r = n - 1; r >= 0; r -= 1 + r % 2) {  // some stay
+            rows.push_back(r);
+            steps.push_back(0.1 * static_cast<double>(r % 11));
+          }
+          for (long j = 0; j < b.nrow(); ++j) {
+            single.copy(together);
+            together.move(rows.data(), steps.data(), std::ssize(rows), b, j);
+            for (std::size_t r = 0; r < rows.size(); ++r) single.move(rows[r], b, j, steps[r]);
+            for (long e = 0; e < n * 5; ++e)
+              ASSERT_TRUE(same_bits(single.data()[e], together.data()[e]) || std::isnan(single.data()[e]))
+                  << e;
+          }
+        }
+}
+
 TEST(DistanceDeathTest, ArgumentsOutOfRange) {
   const MatFullD m = matrix_of({{1, 2}, {3, 4}});
   EXPECT_FATAL(m.sdas(0, -1, no_bound), "e27\n.*argument 2 out of range : -1");

@@ -18,6 +18,7 @@
 
 #include "base/vector_lanes.h"
 #include "matrix/distance/packed_block.h"
+#include "matrix/distance/whole_power_lanes.h"
 
 namespace qvtx::QVTX_ISA {
 namespace {
@@ -41,6 +42,13 @@ struct Moduli {
   template <class T>
   static T add(T sum, T difference) {
     return sum + modulus(difference);
+  }
+};
+template <int p>
+struct Powers {
+  template <class T>
+  static T add(T sum, T difference) {
+    return sum + whole_power<p>(modulus(difference));
   }
 };
 struct Largest {
@@ -294,7 +302,11 @@ constexpr RuleKernels rule_kernels() {
 
 }  // namespace
 
-const DistanceKernels distance_kernels = {rule_kernels<Squares>(), rule_kernels<Moduli>(),
-                                          rule_kernels<Largest>()};
+const DistanceKernels distance_kernels = {
+    rule_kernels<Squares>(),
+    rule_kernels<Moduli>(),
+    {rule_kernels<Powers<3>>(), rule_kernels<Powers<4>>(), rule_kernels<Powers<5>>(),
+     rule_kernels<Powers<6>>(), rule_kernels<Powers<7>>()},
+    rule_kernels<Largest>()};
 
 }  // namespace qvtx::QVTX_ISA

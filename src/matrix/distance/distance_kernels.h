@@ -28,9 +28,10 @@ struct RuleKernels {
 };
 
 struct DistanceKernels {
-  RuleKernels squares;  // p = 2
-  RuleKernels moduli;   // p = 1
-  RuleKernels largest;  // p >= 8
+  RuleKernels squares;    // p = 2
+  RuleKernels moduli;     // p = 1
+  RuleKernels powers[5];  // p = 3 ... 7
+  RuleKernels largest;    // p >= 8
 };
 
 /// The loops of the instruction set in use.

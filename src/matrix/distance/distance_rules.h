@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 #include "base/elementary.h"
 #include "base/power_kernels.h"
@@ -222,12 +223,18 @@ double distance_of(const Rule& rule, double sum) {
   return sum < 0.0 ? abandoned : rule.finish(sum);
 }
 
+/// Whether a rule's root is a power, which is faster several at a time.
+template <class Rule>
+inline constexpr bool has_power_root = std::is_same_v<Rule, Powers> || std::is_same_v<Rule, WholePowers>;
+
 /// Sums to distances, in place.
 template <class Rule>
 void finish_rows(const Rule& rule, double* sums, long n) {
   for (long i = n - 1; i >= 0; --i) sums[i] = distance_of(rule, sums[i]);
 }
-inline void finish_rows(const Powers& rule, double* sums, long n) {
+template <class Rule>
+requires has_power_root<Rule>
+void finish_rows(const Rule& rule, double* sums, long n) {
   constexpr long most = 64;
   double roots[most];
   for (long first = 0; first < n; first += most) {

@@ -3,10 +3,12 @@
 #include "base/kernel_choice.h"
 #include "matrix/distance/distance_kernels.h"
 #include "matrix/distance/filter_kernels.h"
+#include "matrix/distance/move_kernels.h"
 
 namespace qvtx {
 
 const DistanceKernels& distance_kernels() { return QVTX_KERNEL(distance_kernels); }
 const FilterKernels& filter_kernels() { return QVTX_KERNEL(filter_kernels); }
+const MoveKernels& move_kernels() { return QVTX_KERNEL(move_kernels); }
 
 }  // namespace qvtx

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "matrix/distance/distance_rules.h"
+#include "matrix/distance/move_kernels.h"
 #include "matrix/distance/row_distances.h"
 #include "matrix/matfulld.h"
 
@@ -195,12 +196,18 @@ void move_straight(double* x, const double* y, long d, double a) {
   for (long k = 0; k < d; ++k) x[k] -= a * (x[k] - y[k]);
 }
 
+// Room for the move of rows of d columns, kept: online methods move once per datum and prototype.
+double* working_room(long d) {
+  static thread_local std::vector<double> memory;
+  const auto room = static_cast<std::size_t>(move_work(d));
+  if (memory.size() < room) memory.resize(room);
+  return memory.data();
+}
+
 // The move of another metric than the Euclidean one.
 void move_nearer(const Metric& metric, double* x, const double* y, long d, double a) {
-  static thread_local std::vector<double> memory;  // online methods move once per datum and prototype
-  const auto room = static_cast<std::size_t>(d) + 1;
-  if (memory.size() < 3 * room) memory.resize(3 * room);
-  double* const old = memory.data();
+  const long room = d + 1;
+  double* const old = working_room(d);
   double* const below = old + room;
   std::copy(x, x + d, old);
   const auto by_terms = [&](const auto& terms) {
@@ -213,6 +220,17 @@ void move_nearer(const Metric& metric, double* x, const double* y, long d, doubl
   if (nearer) return;
   std::copy(old, old + d, x);
   move_straight(x, y, d, a);
+}
+
+// Fewer rows move as fast one after the other.
+constexpr long least_together = 2;
+
+// The kernel that moves rows together, or null where they move one after the other.
+MoveKernels::Move moves_together(const Metric& metric) {
+  const double p = metric.miex;
+  if (!metric.has_plain_terms() || metric.is_euclidean()) return nullptr;
+  if (metric.is_whole_power()) return move_kernels().powers[static_cast<int>(p) - 3];
+  return p == 1.0 ? move_kernels().moduli : move_kernels().largest;
 }
 
 }  // namespace
@@ -230,6 +248,25 @@ void MatFullD::move(long i, const MatFullD& b, long j, double a) {
   const Metric metric = Metric::in_force();
   if (metric.is_euclidean()) return move_straight(x, y, ncol(), a);  // its derivative is the difference
   move_nearer(metric, x, y, ncol(), a);
+}
+
+void MatFullD::move(const long* rows, const double* steps, long n, const MatFullD& b, long j) {
+  const MoveKernels::Move together = moves_together(Metric::in_force());
+  if (together == nullptr || n < least_together) {
+    for (long r = 0; r < n; ++r) move(rows[r], b, j, steps[r]);
+    return;
+  }
+  double* const work = working_room(ncol());
+  constexpr long most = 32;
+  double* places[most];
+  for (long first = 0; first < n; first += most) {
+    const long count = std::min(most, n - first);
+    for (long r = 0; r < count; ++r) {
+      check_pair(*this, rows[first + r], b, j);
+      places[r] = data() + rows[first + r] * ncol();
+    }
+    together({places, steps + first, count, ncol(), b.data() + j * b.ncol(), work});
+  }
 }
 
 }  // namespace qvtx

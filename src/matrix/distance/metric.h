@@ -23,9 +23,13 @@ struct Metric {
   constexpr bool is_cosine() const { return mesp == 'c'; }
   constexpr bool is_minkowski() const { return !is_area() && !is_cosine(); }
   constexpr bool is_euclidean() const { return is_minkowski() && miex == 2.0; }
-  /// Minkowski with exponent 1, 2 or infinity: the terms of a sum need neither powers nor roots.
-  constexpr bool is_free_of_powers() const {
-    return is_minkowski() && (miex == 1.0 || miex == 2.0 || miex >= chebyshev_from);
+  /// Whole exponent 3 to 7: a term of the sum is a product, and the distance a root.
+  constexpr bool is_whole_power() const {
+    return miex >= 3.0 && miex < chebyshev_from && miex == static_cast<int>(miex);
+  }
+  /// Minkowski with a whole exponent or infinity: the terms of a sum are differences or products of them.
+  constexpr bool has_plain_terms() const {
+    return is_minkowski() && (miex == 1.0 || miex == 2.0 || is_whole_power() || miex >= chebyshev_from);
   }
   /// Compares what is written: metrics that differ may still give the same distances.
   bool operator==(const Metric&) const = default;

@@ -17,8 +17,12 @@ long finish_sums(const Rule& rule, double limit, long n, double* out) {
   for (long i = 0; i < n; ++i) {
     const double sum = out[i];
     undecided += sum != sum && bounded ? 1 : 0;
-    out[i] = sum > limit ? abandoned : distance_of(rule, sum);
+    if constexpr (has_power_root<Rule>)
+      out[i] = sum > limit ? abandoned : sum;
+    else
+      out[i] = sum > limit ? abandoned : distance_of(rule, sum);
   }
+  if constexpr (has_power_root<Rule>) finish_rows(rule, out, n);  // several roots at a time
   return undecided;
 }
 
@@ -56,9 +60,10 @@ void finish_rows(const Metric& metric, const double* rows, long n, long d, const
 }  // namespace
 
 const RuleKernels* fast_kernels(const Metric& metric) {
-  if (!metric.is_free_of_powers()) return nullptr;
-  if (metric.miex == 2.0) return &distance_kernels().squares;
-  return metric.miex == 1.0 ? &distance_kernels().moduli : &distance_kernels().largest;
+  if (!metric.has_plain_terms()) return nullptr;
+  const DistanceKernels& all = distance_kernels();
+  if (metric.is_whole_power()) return &all.powers[static_cast<int>(metric.miex) - 3];
+  return metric.miex == 2.0 ? &all.squares : metric.miex == 1.0 ? &all.moduli : &all.largest;
 }
 
 double between(const Metric& metric, const double* x, const double* y, long d, double bound) {

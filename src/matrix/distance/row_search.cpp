@@ -1,15 +1,16 @@
 #include "matrix/distance/row_search.h"
 
-#include "matrix/distance/distance_kernels.h"
 #include "matrix/distance/distance_rules.h"
-#include "matrix/distance/metric.h"
+#include "matrix/distance/row_distances.h"
 
 namespace qvtx {
 
 RowSearch::RowSearch(const MatFullD& rows, PackedRows& storage) : rows_(rows), packed_(storage) { rebuild(); }
 
 void RowSearch::rebuild() {
-  packed_ok_ = Metric::in_force().is_euclidean() && packed_.assign(rows_.data(), rows_.nrow(), rows_.ncol());
+  metric_ = Metric::in_force();
+  kernels_ = distance::fast_kernels(metric_);
+  packed_ok_ = kernels_ != nullptr && packed_.assign(rows_.data(), rows_.nrow(), rows_.ncol());
 }
 
 void RowSearch::update_row(long k) { packed_.set_row(k, rows_.data() + k * rows_.ncol()); }
@@ -21,24 +22,29 @@ void RowSearch::add_row() {
 
 long RowSearch::nearest(const double* x) const {
   double limit = no_bound;
-  return distance_kernels().squares.packed_nearest(packed_.data(), size(), packed_.columns(), x, limit);
+  return kernels_->packed_nearest(packed_.data(), size(), packed_.columns(), x, limit);
 }
 
 long RowSearch::nearest(const double* x, double& distance) const {
   double limit = no_bound;
-  const long row =
-      distance_kernels().squares.packed_nearest(packed_.data(), size(), packed_.columns(), x, limit);
-  distance = distance::distance_of(distance::Squares{}, limit);
+  const long row = kernels_->packed_nearest(packed_.data(), size(), packed_.columns(), x, limit);
+  distance = distance::with_rule(metric_.miex,
+                                 [limit](const auto& rule) { return distance::distance_of(rule, limit); });
   return row;
 }
 
-void RowSearch::squared_distances(const double* x, double* out) const {
-  distance_kernels().squares.packed_sums(packed_.data(), size(), packed_.columns(), x, out);
+void RowSearch::sums(const double* x, double* out) const {
+  kernels_->packed_sums(packed_.data(), size(), packed_.columns(), x, out);
+}
+
+void RowSearch::finish(double* sums) const {
+  distance::with_rule(metric_.miex,
+                      [=, this](const auto& rule) { distance::finish_rows(rule, sums, size()); });
 }
 
 void RowSearch::distances(const double* x, double* out) const {
-  squared_distances(x, out);
-  for (long i = 0; i < size(); ++i) out[i] = distance::distance_of(distance::Squares{}, out[i]);
+  sums(x, out);
+  finish(out);
 }
 
 }  // namespace qvtx

@@ -1,6 +1,8 @@
 #pragma once
 // Nearest-row search and distances for methods that ask datum by datum while their prototypes change slowly.
 
+#include "matrix/distance/distance_kernels.h"
+#include "matrix/distance/metric.h"
 #include "matrix/distance/packed_rows.h"
 #include "matrix/matfulld.h"
 
@@ -8,7 +10,7 @@ namespace qvtx {
 
 /// Searches the rows (prototypes) of one matrix for one sample after the other. It keeps a copy of the rows
 /// packed for the vector units, several times as fast as the searches of MatFullD and with the same bits; the
-/// caller tells it which rows have moved. Euclidean distance alone (class Minkowski, exponent 2).
+/// caller tells it which rows have moved. Class Minkowski with a whole exponent or one from 8 on.
 ///
 ///     RowSearch search(prot);
 ///     const long k = search.usable() ? search.nearest(dat.row(i)) : prot.nearest(dat, i, no_bound);
@@ -19,16 +21,16 @@ namespace qvtx {
 /// REQUIRE usable().
 class RowSearch {
  public:
-  /// Packs the rows in use. Does not pack (and is not usable) under another distance than the Euclidean one.
+  /// Packs the rows in use. Does not pack (and is not usable) under other distances.
   explicit RowSearch(const MatFullD& rows) : RowSearch(rows, own_) {}
   /// The same with the packed copy in a storage that is used again from search to search.
   RowSearch(const MatFullD& rows, PackedRows& storage);
   RowSearch(const RowSearch&) = delete;
   RowSearch& operator=(const RowSearch&) = delete;
 
-  /// Whether the packed copy may be used: the Euclidean distance was in force when the rows were packed and
-  /// the storage could be allocated. Ask again after every `add_row`; after a change of the distance class or
-  /// exponent build another search.
+  /// Whether the packed copy may be used: the distance in force when the rows were packed, which the search
+  /// keeps, has kernels, and the storage could be allocated. Ask again after every `add_row`; after a change
+  /// of the distance class or exponent build another search.
   bool usable() const { return packed_ok_; }
   /// Number of rows searched.
   long size() const { return packed_.size(); }
@@ -49,11 +51,15 @@ class RowSearch {
   /// out[i] = distance from x to row i for every i < size(), with the bits of `MatFullD::sdav(b, j, out,
   /// no_bound)`.
   void distances(const double* x, double* out) const;
-  /// out[i] = squared distance, the sum before the root.
-  void squared_distances(const double* x, double* out) const;
+  /// out[i] = the sum of the terms, before the root: under the Euclidean distance the squared distance.
+  void sums(const double* x, double* out) const;
+  /// Sums to distances, in place.
+  void finish(double* sums) const;
 
  private:
   const MatFullD& rows_;
+  Metric metric_;
+  const RuleKernels* kernels_ = nullptr;
   PackedRows own_;  // used unless the caller lends one
   PackedRows& packed_;
   bool packed_ok_ = false;
