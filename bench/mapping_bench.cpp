@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <utility>
@@ -173,6 +174,62 @@ void BM_LostNeighbours(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(mapping.mapr_err(0));
 }
 BENCHMARK(BM_LostNeighbours)->Unit(benchmark::kMillisecond)->Arg(2000);
+
+/// 10,000 data on a rolled sheet, 300 prototypes and their map, as `il` finds them.
+class Sheet : public ToMapp {
+ public:
+  Sheet() : Sheet(default_preferences()) {
+    verbose = 0;
+    setseed(default_seed);
+    MatFullD m(10000, 3);
+    m.setrows(10000);
+    for (long i = 0; i < m.nrow(); ++i) {
+      const double turn = 4.7 * (1 + 2 * u_rand());
+      m(i, 0) = turn * std::cos(turn);
+      m(i, 1) = 21 * u_rand();
+      m(i, 2) = turn * std::sin(turn);
+    }
+    dataload(m, 0);
+    lpref.newval(lpref.getkey("tcdepoq"), 10);
+    lbg(300);
+    cda(2, nullptr);
+  }
+
+ private:
+  explicit Sheet(std::ifstream&& prefs) : ToMapp(prefs) {}
+};
+
+void BM_Interpolation(benchmark::State& state) {
+  Sheet sheet;
+  MatFullD nearest, positions;
+  for (auto _ : state) sheet.cda_iv(sheet.getdat(), nearest, positions);
+  state.SetItemsProcessed(state.iterations() * sheet.getdat().nrow());
+}
+BENCHMARK(BM_Interpolation)->Unit(benchmark::kMillisecond);
+
+/// What it cannot do without, by plain loops: the four nearest prototypes of a datum twice, and of five
+/// positions the nearest images.
+void BM_InterpolationSearchesPlain(benchmark::State& state) {
+  const Sheet sheet;
+  const auto search = [](const MatFullD& rows, const double* x) {
+    std::vector<std::pair<double, long>> all;
+    for (long i = 0; i < rows.nrow(); ++i) {
+      double sum = 0;
+      for (long k = rows.ncol() - 1; k >= 0; --k) sum += (rows(i, k) - x[k]) * (rows(i, k) - x[k]);
+      all.emplace_back(std::sqrt(sum), i);
+    }
+    std::partial_sort(all.begin(), all.begin() + 4, all.end());
+    benchmark::DoNotOptimize(all.data());
+  };
+  for (auto _ : state) {
+    for (long i = 0; i < sheet.getdat().nrow(); ++i) {
+      for (int s = 0; s < 2; ++s) search(sheet.getprot(), sheet.getdat().row(i));
+      for (int s = 0; s < 5; ++s) search(sheet.getmprot(), sheet.getmprot().row(i % 300));
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * sheet.getdat().nrow());
+}
+BENCHMARK(BM_InterpolationSearchesPlain)->Unit(benchmark::kMillisecond);
 
 /// Two dimensions. The plain loops are told nothing of the two and find all vectors.
 void BM_Mds(benchmark::State& state) {

@@ -1,6 +1,7 @@
 #include "mapping/affine_blend.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -33,12 +34,12 @@ void invert_with_ridge(MatFullD& m) {
   m.inv();
 }
 
-/// step = scale * m x for a row-major rows x cols matrix.
-void multiply(const double* m, const double* x, long rows, long cols, double scale, double* step) {
+/// step = m x for a row-major rows x cols matrix.
+void multiply(const double* m, const double* x, long rows, long cols, double* step) {
   for (long r = rows - 1; r >= 0; --r) {
     double sum = 0;
     for (long c = cols - 1; c >= 0; --c) sum += m[r * cols + c] * x[c];
-    step[r] = scale * sum;
+    step[r] = sum;
   }
 }
 
@@ -102,7 +103,6 @@ AffineBlend::AffineBlend(const VeQuan& quantizer, const MatFullD& images, bool l
       to_data_(images_, prototypes_),
       difference_(static_cast<std::size_t>(std::max(images.ncol(), prototypes_.ncol()))),
       step_(difference_.size()),
-      position_(static_cast<std::size_t>(images.ncol())),
       sample_(static_cast<std::size_t>(prototypes_.ncol())) {
   if (!linked_) nearest_prototypes();
   for (long i = images_.nrow() - 1; i >= 0; --i) fit(i);
@@ -224,27 +224,46 @@ bool AffineBlend::choose(NeighbourSearch& search, const Trust& trust, const doub
   return true;
 }
 
-void AffineBlend::mix(const Direction& way, const double* q, const BlendRows& rows, double* result) {
+void AffineBlend::step_from_rows(const Direction& way, const double* q, const BlendRows& rows) {
   const long n = way.to.ncol();
   const long m = way.from.ncol();
+  steps_.resize(std::max(steps_.size(), rows.row.size() * static_cast<std::size_t>(n)));
+  double* step = steps_.data();
+  for (std::size_t k = 0; !rows.exact && k < rows.row.size(); ++k, step += n) {
+    if (rows.weight[k] == 0) continue;
+    const double* a = way.from.row(rows.row[k]);
+    for (long c = m - 1; c >= 0; --c) difference_[static_cast<std::size_t>(c)] = q[c] - a[c];
+    multiply(way.map(rows.row[k]), difference_.data(), n, m, step);
+  }
+}
+
+template <class ShareOf>
+void AffineBlend::mix_steps(const Direction& way, const BlendRows& rows, ShareOf share_of, double* result) {
+  const long n = way.to.ncol();
   if (rows.exact) {
     std::copy_n(way.to.row(rows.row[0]), n, result);
     return;
   }
   std::fill_n(result, n, 0.0);
-  for (std::size_t k = 0; k < rows.row.size(); ++k) {
+  const double* whole = steps_.data();
+  for (std::size_t k = 0; k < rows.row.size(); ++k, whole += n) {
     if (rows.weight[k] == 0) continue;
     const long o = rows.row[k];
-    const double* a = way.from.row(o);
     const double* b = way.to.row(o);
-    for (long c = m - 1; c >= 0; --c) difference_[static_cast<std::size_t>(c)] = q[c] - a[c];
-    multiply(way.map(o), difference_.data(), n, m, way.share[static_cast<std::size_t>(o)], step_.data());
+    const double share = share_of(o);
+    for (long c = 0; c < n; ++c) step_[static_cast<std::size_t>(c)] = share * whole[c];
     const double taken = length(step_.data(), n);
     const double reach = way.reach[static_cast<std::size_t>(o)];
     const double cut = taken > reach ? reach / taken : 1.0;
     for (long c = n - 1; c >= 0; --c)
       result[c] += rows.weight[k] * (b[c] + cut * step_[static_cast<std::size_t>(c)]);
   }
+}
+
+void AffineBlend::mix(const Direction& way, const double* q, const BlendRows& rows, double* result) {
+  step_from_rows(way, q, rows);
+  mix_steps(
+      way, rows, [&way](long o) { return way.share[static_cast<std::size_t>(o)]; }, result);
 }
 
 bool AffineBlend::position(const double* x, double* y, BlendRows& rows) {
@@ -267,9 +286,8 @@ bool AffineBlend::sample(const double* y, double* x, BlendRows& rows) {
   return finite;
 }
 
-double AffineBlend::reconstruction_error(const double* x, const BlendRows& near) {
-  mix(to_map_, x, near, position_.data());
-  sample(position_.data(), sample_.data(), back_);
+double AffineBlend::reconstruction_error(const double* x, const double* y) {
+  sample(y, sample_.data(), back_);
   double sum = 0;
   for (long c = prototypes_.ncol() - 1; c >= 0; --c) {
     const double t = x[c] - sample_[static_cast<std::size_t>(c)];
@@ -279,32 +297,34 @@ double AffineBlend::reconstruction_error(const double* x, const BlendRows& near)
 }
 
 void AffineBlend::shrink() {
-  constexpr double shares[] = {1, 0.7, 0.4, 0.2, 0};  // decreasing, so that a tie keeps the larger one
+  constexpr std::array<double, 5> shares = {1, 0.7, 0.4, 0.2, 0};  // decreasing: a tie keeps the larger one
   const MatFullD& data = quantizer_.getused();
-  // What a datum mixes does not depend on the shares.
-  std::vector<BlendRows> near(static_cast<std::size_t>(data.nrow()));
-  for (long i = 0; i < data.nrow(); ++i) {
-    BlendRows& rows = near[static_cast<std::size_t>(i)];
-    if (!choose(data_search_, map_trust_, data.row(i), rows)) rows.row.clear();
-  }
   const auto n = static_cast<std::size_t>(prototypes_.nrow());
-  std::vector<double> least(n, std::numeric_limits<double>::infinity());
-  std::vector<double> best(n, 1.0);
-  for (const double share : shares) {
-    std::fill(to_map_.share.begin(), to_map_.share.end(), share);
-    std::vector<double> error(n, 0.0);
-    for (long i = data.nrow() - 1; i >= 0; --i) {
-      const BlendRows& rows = near[static_cast<std::size_t>(i)];
-      if (rows.row.empty()) continue;
-      error[static_cast<std::size_t>(rows.row[0])] += reconstruction_error(data.row(i), rows);
-    }
-    for (std::size_t k = 0; k < n; ++k) {
-      if (!(error[k] < least[k])) continue;
-      least[k] = error[k];
-      best[k] = share;
+  const auto axes = static_cast<std::size_t>(images_.ncol());
+  position_.resize(shares.size() * axes);
+  std::array<std::vector<double>, shares.size()> error;
+  for (std::vector<double>& of_share : error) of_share.assign(n, 0.0);
+  BlendRows rows;
+  for (long i = data.nrow() - 1; i >= 0; --i) {
+    // What a datum mixes does not depend on the shares.
+    if (!choose(data_search_, map_trust_, data.row(i), rows)) continue;
+    const double* const x = data.row(i);
+    step_from_rows(to_map_, x, rows);
+    for (std::size_t s = 0; s < shares.size(); ++s)  // all of them before the steps give way to those back
+      mix_steps(
+          to_map_, rows, [share = shares[s]](long) { return share; }, &position_[s * axes]);
+    for (std::size_t s = 0; s < shares.size(); ++s)
+      error[s][static_cast<std::size_t>(rows.row[0])] += reconstruction_error(x, &position_[s * axes]);
+  }
+  for (std::size_t k = 0; k < n; ++k) {
+    double least = std::numeric_limits<double>::infinity();
+    to_map_.share[k] = 1.0;
+    for (std::size_t s = 0; s < shares.size(); ++s) {
+      if (!(error[s][k] < least)) continue;
+      least = error[s][k];
+      to_map_.share[k] = shares[s];
     }
   }
-  to_map_.share = best;
 }
 
 }  // namespace qvtx

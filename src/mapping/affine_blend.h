@@ -77,7 +77,13 @@ class AffineBlend {
   void fit(long i);
   bool choose(NeighbourSearch& search, const Trust& trust, const double* q, BlendRows& rows) const;
   void mix(const Direction& way, const double* q, const BlendRows& rows, double* result);
-  double reconstruction_error(const double* x, const BlendRows& near);
+  /// The two halves of `mix`: the whole steps of the affine maps into steps_, and the mean of what a share of
+  /// each, share_of(o), leads to.
+  void step_from_rows(const Direction& way, const double* q, const BlendRows& rows);
+  template <class ShareOf>
+  void mix_steps(const Direction& way, const BlendRows& rows, ShareOf share_of, double* result);
+  /// Squared distance of the datum x from the sample at position y.
+  double reconstruction_error(const double* x, const double* y);
 
   const VeQuan& quantizer_;
   const MatFullD& prototypes_;
@@ -88,7 +94,7 @@ class AffineBlend {
   MatFullL nearest_;  // n x 2 (p + 1) or fewer: the nearest prototypes of each, when there are no links
   Direction to_map_, to_data_;
   // Scratch, so that points are carried without allocation.
-  std::vector<double> difference_, step_, position_, sample_;
+  std::vector<double> difference_, steps_, step_, position_, sample_;
   BlendRows back_;
 };
 

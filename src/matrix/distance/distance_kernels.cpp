@@ -300,6 +300,47 @@ constexpr RuleKernels rule_kernels() {
   return {row_sums<Rule>, packed_sums<Rule>, row_nearest<Rule>, packed_nearest<Rule>};
 }
 
+// At least k of the n sums do not exceed the result: the largest among the smallest of k sets of them.
+double sum_of_enough(const double* sums, long n, long k) {
+  constexpr int vectors = near_sets / lanes;
+  Vec least[vectors];
+  for (Vec& v : least) v = broadcast(no_limit);
+  long i = 0;
+  for (; i + near_sets <= n; i += near_sets)
+    for (int v = 0; v < vectors; ++v) {
+      const Vec sum = load(sums + i + v * lanes);
+      least[v] = sum < least[v] ? sum : least[v];
+    }
+  double set[near_sets];
+  for (int v = 0; v < vectors; ++v) store(set + v * lanes, least[v]);
+  for (; i < n; ++i) set[i % near_sets] = sums[i] < set[i % near_sets] ? sums[i] : set[i % near_sets];
+  double largest = 0.0;
+  for (long first = 0; first < k; ++first) {
+    double smallest = no_limit;
+    for (long l = first; l < near_sets; l += k) smallest = set[l] < smallest ? set[l] : smallest;
+    largest = smallest > largest ? smallest : largest;
+  }
+  return largest;
+}
+
+long near(const double* sums, long n, long k, int* places) {
+  double limit = no_limit;
+  if (k <= near_sets) {
+    const double root = __builtin_sqrt(sum_of_enough(sums, n, k));
+    limit = root * root * (1 + 1e-15) + 5e-324;  // no sum above has this root
+  }
+  long count = 0;
+  long i = 0;
+  for (; i + lanes <= n; i += lanes) {
+    const unsigned beyond = mask_of(above(load(sums + i), broadcast(limit)));
+    for (unsigned within = ~beyond & ((1u << lanes) - 1); within != 0; within &= within - 1)
+      places[count++] = static_cast<int>(i + __builtin_ctz(within));
+  }
+  for (; i < n; ++i)
+    if (!(sums[i] > limit)) places[count++] = static_cast<int>(i);
+  return count;
+}
+
 }  // namespace
 
 const DistanceKernels distance_kernels = {
@@ -307,6 +348,7 @@ const DistanceKernels distance_kernels = {
     rule_kernels<Moduli>(),
     {rule_kernels<Powers<3>>(), rule_kernels<Powers<4>>(), rule_kernels<Powers<5>>(),
      rule_kernels<Powers<6>>(), rule_kernels<Powers<7>>()},
-    rule_kernels<Largest>()};
+    rule_kernels<Largest>(),
+    near};
 
 }  // namespace qvtx::QVTX_ISA

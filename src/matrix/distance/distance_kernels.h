@@ -32,7 +32,13 @@ struct DistanceKernels {
   RuleKernels moduli;     // p = 1
   RuleKernels powers[5];  // p = 3 ... 7
   RuleKernels largest;    // p >= 8
+
+  /// Lists in rising order the places of those of n sums that can be among the k smallest of them: k or more,
+  /// and every one that shares its root with the greatest of these, or is NaN. Returns how many; all for k >
+  /// near_sets. places: room for n.
+  long (*near)(const double* sums, long n, long k, int* places);
 };
+inline constexpr int near_sets = 16;
 
 /// The loops of the instruction set in use.
 const DistanceKernels& distance_kernels();

@@ -24,8 +24,9 @@ void NearestList::start(long k) {
 
 void NearestList::offer(double distance, long row) {
   const Found candidate = {distance, row};
+  if (full() && !nearer(candidate, last())) return;
+  if (stays_sorted()) return insert(candidate);
   if (full()) {
-    if (!nearer(candidate, found_.front())) return;
     std::pop_heap(found_.begin(), found_.end(), nearer);
     found_.back() = candidate;
   } else {
@@ -34,12 +35,21 @@ void NearestList::offer(double distance, long row) {
   std::push_heap(found_.begin(), found_.end(), nearer);
 }
 
-double NearestList::farthest_sum() const {
-  // A sum not below the square of the farthest distance has a root not below that distance, since rounding is
-  // monotone. The square is rounded upwards.
-  return farthest() * farthest() * (1 + 1e-15) + std::numeric_limits<double>::denorm_min();
+void NearestList::insert(const Found& candidate) {
+  if (!full()) found_.push_back(candidate);
+  std::size_t place = found_.size() - 1;
+  for (; place > 0 && nearer(candidate, found_[place - 1]); --place) found_[place] = found_[place - 1];
+  found_[place] = candidate;
 }
 
-void NearestList::sort() { std::sort_heap(found_.begin(), found_.end(), nearer); }
+double NearestList::largest_sum(double distance) {
+  // A sum not below the square of a distance has a root not below that distance, since rounding is monotone.
+  // The square is rounded upwards.
+  return distance * distance * (1 + 1e-15) + std::numeric_limits<double>::denorm_min();
+}
+
+void NearestList::sort() {
+  if (!stays_sorted()) std::sort_heap(found_.begin(), found_.end(), nearer);
+}
 
 }  // namespace qvtx

@@ -19,10 +19,11 @@ class NearestList {
   void offer(double distance, long row);
   bool full() const { return static_cast<long>(found_.size()) == wanted_; }
   /// A row beyond this distance is none of the nearest any more. REQUIRES: full(), no `sort` since `start`.
-  double farthest() const { return found_.front().distance; }
-  /// No sum of squares above this one has a root below `farthest`; saves most roots. REQUIRES: as for
-  /// `farthest`.
-  double farthest_sum() const;
+  double farthest() const { return last().distance; }
+  /// No sum of squares above this one has a root up to the distance; saves most roots.
+  static double largest_sum(double distance);
+  /// That of `farthest`. REQUIRES: as for `farthest`.
+  double farthest_sum() const { return largest_sum(farthest()); }
   /// Ends the search: afterwards the rows stand in order.
   void sort();
 
@@ -30,7 +31,12 @@ class NearestList {
   const Found& operator[](long rank) const { return found_[static_cast<std::size_t>(rank)]; }
 
  private:
-  std::vector<Found> found_;  // a heap with the farthest on top, then sorted
+  /// Few rows are kept in order from the start, which costs less than a heap.
+  bool stays_sorted() const { return wanted_ <= 16; }
+  const Found& last() const { return stays_sorted() ? found_.back() : found_.front(); }
+  void insert(const Found& candidate);
+
+  std::vector<Found> found_;  // else a heap with the farthest on top, then sorted
   long wanted_ = 0;
 };
 

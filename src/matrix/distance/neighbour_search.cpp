@@ -17,6 +17,7 @@ NeighbourSearch::NeighbourSearch(const MatFullD& rows, const Metric& metric) : r
   if (metric.is_euclidean()) {
     if (n > 0) squares_.assign(rows.data(), n, rows.ncol());
     scratch_.resize(chunk_rows);
+    places_.resize(chunk_rows);
   } else {
     prepared_.emplace(metric, rows.data(), n, rows.ncol());
     scratch_.resize(static_cast<std::size_t>(n));
@@ -24,12 +25,13 @@ NeighbourSearch::NeighbourSearch(const MatFullD& rows, const Metric& metric) : r
 }
 
 long NeighbourSearch::search(const double* x, long self, long k) {
-  found_.start(std::clamp(k, 1L, std::max(rows_.nrow(), 1L)));
+  const long wanted = std::clamp(k, 1L, std::max(rows_.nrow(), 1L));
+  found_.start(wanted);
   if (k < 1 || rows_.nrow() == 0) return 0;
   if (prepared_) {
     search_distances(x, self);
   } else {
-    search_sums(x, self);
+    search_sums(x, self, wanted);
   }
   found_.sort();
   return found_.size();
@@ -44,7 +46,7 @@ void NeighbourSearch::search_distances(const double* x, long self) {
   }
 }
 
-void NeighbourSearch::search_sums(const double* x, long self) {
+void NeighbourSearch::search_sums(const double* x, long self, long wanted) {
   const RuleKernels& squares = distance_kernels().squares;
   const long n = rows_.nrow();
   const long d = rows_.ncol();
@@ -57,7 +59,10 @@ void NeighbourSearch::search_sums(const double* x, long self) {
     } else {
       squares.row_sums(rows_.data() + first * d, count, d, x, sums);
     }
-    for (long i = 0; i < count; ++i) {
+    // Row `self` may be one of the near ones.
+    const long near = distance_kernels().near(sums, count, wanted + (self >= 0 ? 1 : 0), places_.data());
+    for (long c = 0; c < near; ++c) {
+      const long i = places_[static_cast<std::size_t>(c)];
       if (sums[i] > limit || first + i == self) continue;
       found_.offer(std::sqrt(sums[i]), first + i);
       if (found_.full()) limit = found_.farthest_sum();

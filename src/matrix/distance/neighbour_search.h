@@ -31,13 +31,14 @@ class NeighbourSearch {
   const MatFullD& rows() const { return rows_; }
 
  private:
-  void search_sums(const double* x, long self);
+  void search_sums(const double* x, long self, long wanted);
   void search_distances(const double* x, long self);
 
   const MatFullD& rows_;
   PackedRows squares_;                              // for Euclidean distances, empty without room for them
   std::optional<distance::PreparedRows> prepared_;  // for other distances
   std::vector<double> scratch_;                     // sums of a chunk of rows, or all distances
+  std::vector<int> places_;                         // of the near ones among the sums of a chunk
   NearestList found_;
 };
 
