@@ -5,6 +5,7 @@
 
 #include "graph/matlinkd.h"
 #include "matrix/distance/all_neighbours.h"
+#include "matrix/distance/neighbour_search.h"
 
 namespace qvtx {
 
@@ -73,15 +74,13 @@ void MatLinkD::d_link(long col, const MatFullD& points, const MatFullD& data, lo
   if (data.ncol() != points.ncol()) ermessage('l', 94, 3, data.ncol());
   if (points.nrow() < 2) return;
   k = std::clamp(k, 1L, points.nrow() - 1);
-  MatFullD dist;
-  MatFullL near;
+  NeighbourSearch near(points);
   for (long i = data.nrow() - 1; i >= 0; --i) {
-    points.nearest(data, i, dist, near, k + 1);
-    const double* d = dist.data();
-    const long* q = near.data();
+    const long found = near.search(data.row(i), &data == &points ? i : -1, k + 1);
     long first = 1;  // the runner-up whose distance is the reference
-    while (first < near.nrow() - 1 && d[first] == 0.0) ++first;
-    for (long r = 1; r < near.nrow() && d[r] <= (1.0 + tol) * d[first]; ++r) strengthen(col, q[0], q[r]);
+    while (first < found - 1 && near.distance(first) == 0.0) ++first;
+    for (long r = 1; r < found && near.distance(r) <= (1.0 + tol) * near.distance(first); ++r)
+      strengthen(col, near.row(0), near.row(r));
   }
 }
 
@@ -89,11 +88,10 @@ void MatLinkD::h_link(long col, const MatFullD& points, const MatFullD& data, do
   check_rule(96, col, points);
   if (data.ncol() != points.ncol()) ermessage('l', 96, 3, data.ncol());
   if (points.nrow() < 2) return;
-  MatFullD dist;
-  MatFullL near;
+  NeighbourSearch near(points);
   for (long i = data.nrow() - 1; i >= 0; --i) {
-    points.nearest(data, i, dist, near, 2);
-    if (near.nrow() == 2 && dist.data()[1] >= 0.0) strengthen(col, near.data()[0], near.data()[1]);
+    const long found = near.search(data.row(i), &data == &points ? i : -1, 2);
+    if (found == 2 && near.distance(1) >= 0.0) strengthen(col, near.row(0), near.row(1));
   }
   // All strengths are weighed before any link is removed: the order of removal must not matter.
   std::vector<double> strongest(static_cast<std::size_t>(nnode()), 0.0);

@@ -87,14 +87,14 @@ void shorten(const PathGraph& graph, double* distance, const PathWorkspace& work
     for (const PathEdge* edge = graph.edges + graph.first[u]; edge != end; ++edge) {
       double* to = distance + static_cast<long>(edge->to) * path_sources;
       const Vec length = broadcast(edge->length);
-      Bits shorter = {};
+      unsigned shorter = 0;
       for (int i = 0; i < vectors; ++i) {
         const Vec offer = from[i] + length, present = load(to + i * lanes);
-        const Bits better = offer < present;
-        store(to + i * lanes, better ? offer : present);
-        shorter |= better;
+        const Mask better = above(present, offer);
+        store(to + i * lanes, select(better, offer, present));
+        shorter |= mask_of(better);
       }
-      if (!any(shorter)) continue;
+      if (shorter == 0) continue;
       const double reach = work.reach[u] + edge->length;
       if (reach < work.reach[edge->to]) work.reach[edge->to] = reach;
       waiting.add(edge->to);
@@ -135,8 +135,23 @@ unsigned predecessors(const PathGraph& graph, const double* distance, long* cons
   return lanes_with_flat;
 }
 
+// The rows are written in order, sixteen streams; the nodes' places are near the reading head more often than
+// not.
+void collect(const double* distance, const int* place, long n, double* const* dist, long count) {
+  const Vec infinite = broadcast(__builtin_inf());
+  for (long v = 0; v < n; ++v) {
+    const double* from = distance + static_cast<long>(place[v]) * path_sources;
+    double row[path_sources];
+    for (int i = 0; i < vectors; ++i) {
+      const Vec d = load(from + i * lanes);
+      store(row + i * lanes, d < infinite ? d : broadcast(-1.0));
+    }
+    for (long s = 0; s < count; ++s) dist[s][v] = row[s];
+  }
+}
+
 }  // namespace
 
-const PathKernels path_kernels = {shorten, predecessors};
+const PathKernels path_kernels = {shorten, predecessors, collect};
 
 }  // namespace qvtx::QVTX_ISA

@@ -39,6 +39,9 @@ struct PathKernels {
   /// several, -1 for none, for all lanes. Returns the lanes in which an edge adds nothing to a distance, as
   /// bits: there the order of settling is not that of the distances, and pred may be wrong.
   unsigned (*predecessors)(const PathGraph& graph, const double* distance, long* const* pred);
+  /// dist[s][v] = the distance of the node at place[v] from source s (-1 where it is infinite or NaN), for n
+  /// nodes and the first `count` sources.
+  void (*collect)(const double* distance, const int* place, long n, double* const* dist, long count);
 };
 
 /// The loops of the instruction set in use.

@@ -19,7 +19,6 @@ std::size_t at(long i) { return static_cast<std::size_t>(i); }
 PathRows::PathRows(const MatLinkD& links, long col) : single_(links, col) {
   const long n = single_.nnode();
   order_.reserve(at(n));
-  std::vector<bool> ordered(at(n), false);
   queue_.resize(at(n));
   far_.resize(at(n));
   reach_.resize(at(n));
@@ -27,18 +26,32 @@ PathRows::PathRows(const MatLinkD& links, long col) : single_(links, col) {
   bucket_.resize(at(n));
   end_.resize(at(n + 3));
   queued_.assign(at(n), 0);
-  for (long i = 0; i < n; ++i) {
-    if (!ordered[at(i)]) collect_near(single_, i, ordered);
-  }
+  set_order();
   copy_edges(single_);
   storage_.resize(at(n * group) + line_doubles);
   const auto over = reinterpret_cast<std::uintptr_t>(storage_.data()) / sizeof(double) % line_doubles;
   distance_ = storage_.data() + (line_doubles - over) % line_doubles;
 }
 
-/// Appends a group of nodes to the order: the seed, and those next to it by the number of links that have
-/// none yet. The walk also passes through nodes that have a place, so that few groups end early.
-void PathRows::collect_near(const GraphPaths& links, long seed, std::vector<bool>& ordered) {
+/// Groups that lie near each other; each begins beside one before if it can, so that few of them are far from
+/// the next.
+void PathRows::set_order() {
+  std::vector<bool> ordered(at(single_.nnode()), false);
+  std::vector<int> frontier;
+  for (long i = 0; i < single_.nnode(); ++i) {
+    frontier.push_back(static_cast<int>(i));
+    while (!frontier.empty()) {
+      const long seed = frontier.back();
+      frontier.pop_back();
+      if (!ordered[at(seed)]) collect_near(seed, ordered, frontier);
+    }
+  }
+}
+
+/// Appends up to `count` nodes to a list: the seed, and those next to it by the number of links that are not
+/// taken yet. The walk also passes through nodes that are, so that few groups end early. What it met beyond
+/// is the frontier.
+void PathRows::collect_near(long seed, std::vector<bool>& ordered, std::vector<int>& frontier) {
   long found = 0, visited = 0, known = 0;
   const auto meet = [&](long i) {
     if (queued_[at(i)] != 0) return;
@@ -52,9 +65,13 @@ void PathRows::collect_near(const GraphPaths& links, long seed, std::vector<bool
       order_.push_back(i);
       ++found;
     }
-    for (const GraphPaths::Edge& edge : links.edges(i)) meet(edge.to);
+    for (const GraphPaths::Edge& edge : single_.edges(i)) meet(edge.to);
   }
-  for (long k = 0; k < known; ++k) queued_[at(queue_[at(k)])] = 0;
+  for (long k = 0; k < known; ++k) {
+    const int i = queue_[at(k)];
+    queued_[at(i)] = 0;
+    if (!ordered[at(i)]) frontier.push_back(i);
+  }
 }
 
 void PathRows::copy_edges(const GraphPaths& links) {
@@ -79,9 +96,6 @@ void PathRows::copy_edges(const GraphPaths& links) {
 void PathRows::rows(const long* sources, long count, double* const* dist, long* const* pred) {
   const long n = single_.nnode();
   search(sources, count);
-  for (long p = 0; p < n; ++p) {
-    for (long s = 0; s < count; ++s) dist[s][order_[at(p)]] = distance_[p * group + s];
-  }
   unsigned searched_anew = 0;
   if (pred != nullptr) {
     surplus_.resize(at(2 * n));
@@ -90,11 +104,12 @@ void PathRows::rows(const long* sources, long count, double* const* dist, long* 
     searched_anew =
         path_kernels().predecessors({n, first_.data(), edges_.data(), order_.data()}, distance_, every);
   }
-  for (long s = 0; s < count; ++s) {
+  path_kernels().collect(distance_, place_.data(), n, dist, count);
+  for (long s = 0; pred != nullptr && s < count; ++s) {
     if ((searched_anew >> s & 1) != 0) {
       single_.row(sources[s], dist[s], pred[s]);
     } else {
-      settle(dist[s], pred != nullptr ? pred[s] : nullptr);
+      settle(dist[s], pred[s]);
     }
   }
 }
@@ -116,27 +131,23 @@ void PathRows::search(const long* sources, long count) {
                          {queue_.data(), far_.data(), queued_.data(), reach_.data(), waiting, step_});
 }
 
-/// Lists the nodes within reach in the order of settling, by distance and number, and marks the others. dist:
-/// +infinity out of reach.
-void PathRows::settle(double* dist, long* pred) {
+/// Lists the nodes within reach in the order of settling, by distance and number, and marks the others.
+void PathRows::settle(const double* dist, long* pred) {
   const long n = single_.nnode();
-  if (pred != nullptr) {
-    const long settled = sort_reached(dist);
-    for (long r = 0; r < n; ++r) pred[2 * r + 1] = r < settled ? settled_[at(r)].node : -1;
-  }
-  for (long i = 0; i < n; ++i) dist[i] = dist[i] < no_bound ? dist[i] : -1.0;
+  const long settled = sort_reached(dist);
+  for (long r = 0; r < n; ++r) pred[2 * r + 1] = r < settled ? settled_[at(r)].node : -1;
 }
 
 /// Distances along links are spread well enough for as many buckets as there are nodes; an insertion sort
-/// over all completes the order. Returns the number of nodes within reach.
+/// over all completes the order. Returns the number of nodes within reach. dist: -1 out of reach.
 long PathRows::sort_reached(const double* dist) {
   const long n = single_.nnode();
   double farthest = 0.0;
-  for (long i = 0; i < n; ++i) farthest = dist[i] < no_bound && dist[i] > farthest ? dist[i] : farthest;
+  for (long i = 0; i < n; ++i) farthest = dist[i] > farthest ? dist[i] : farthest;
   const double scale = farthest > 1e-290 ? static_cast<double>(n) / farthest : 0.0;
   // Bucket n + 1, behind the one of the farthest node, takes the nodes out of reach.
   for (long i = 0; i < n; ++i)
-    bucket_[at(i)] = static_cast<int>(dist[i] < no_bound ? dist[i] * scale : static_cast<double>(n + 1));
+    bucket_[at(i)] = static_cast<int>(dist[i] >= 0.0 ? dist[i] * scale : static_cast<double>(n + 1));
   std::fill(end_.begin(), end_.end(), 0);
   for (long i = 0; i < n; ++i) ++end_[at(bucket_[at(i)] + 1)];
   for (std::size_t b = 1; b < end_.size(); ++b) end_[b] += end_[b - 1];

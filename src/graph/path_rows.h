@@ -22,16 +22,22 @@ class PathRows {
 
   /// All nodes, in an order whose neighbours are near each other along the links.
   const std::vector<long>& order() const { return order_; }
+  /// The place of a node in it.
+  long place(long node) const { return place_[static_cast<std::size_t>(node)]; }
   /// Rows of the `count` nodes sources[0], sources[1], ...: dist[s] gets n distances; pred[s], where pred is
   /// not null, n x 2 numbers, both as GraphPaths::row defines them. Fast for nodes that follow each other in
   /// `order`. REQUIRES: 1 <= count <= group.
   void rows(const long* sources, long count, double* const* dist, long* const* pred);
 
+  /// The distances of one node alone.
+  void row(long source, double* dist) { single_.row(source, dist, nullptr); }
+
  private:
-  void collect_near(const GraphPaths& links, long seed, std::vector<bool>& ordered);
+  void set_order();
+  void collect_near(long seed, std::vector<bool>& ordered, std::vector<int>& frontier);
   void copy_edges(const GraphPaths& links);
   void search(const long* sources, long count);
-  void settle(double* dist, long* pred);
+  void settle(const double* dist, long* pred);
   long sort_reached(const double* dist);
 
   GraphPaths single_;            ///< for rows whose order of settling only a search can tell

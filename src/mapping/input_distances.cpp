@@ -1,6 +1,18 @@
 #include "mapping/input_distances.h"
 
+#include <algorithm>
+
 namespace qvtx {
+
+namespace {
+
+/// Rows of n numbers that are searched for together: 64 MiB, so that among them are many of near sources.
+long rows_at_once(long n) {
+  constexpr long most_numbers = 1L << 23;
+  return std::min(n, std::max(most_numbers / n, PathRows::group));
+}
+
+}  // namespace
 
 InputDistances::InputDistances(const VeQuan& prototypes, double w, bool across, RowRoom& rows)
     : prototypes_(prototypes), w_(w), mask_components_(!across && prototypes.ncomp() > 1), rows_(rows) {
@@ -24,8 +36,47 @@ const double* InputDistances::stored(long i) const {
 
 const double* InputDistances::graph_row(long i) {
   if (!paths_) return prototypes_.graph_row(i, rows_.graph);
-  paths_->row(i, rows_.graph.data(), nullptr);
+  if (!slot_.empty()) {
+    long& slot = slot_[static_cast<std::size_t>(i)];
+    if (slot < 0 && node_at(next_) == i) search_from(next_);
+    if (slot >= 0) return rows_.block.row(slot);
+  }
+  paths_->row(i, rows_.graph.data());
   return rows_.graph.data();
+}
+
+void InputDistances::ask_in_order(const long* order) {
+  if (!paths_) return;
+  const long n = rows_.graph.nrow();
+  const long count = rows_at_once(n);
+  if (rows_.block.setdim(count, n) != count) return;  // no memory: row by row
+  rows_.block.setrows(count);
+  order_ = order;
+  next_ = n - 1;
+  slot_.assign(static_cast<std::size_t>(n), -1);
+}
+
+/// Finds the rows of the prototypes at a position of the order and below it. Those near each other along the
+/// links go together.
+void InputDistances::search_from(long position) {
+  const long n = rows_.graph.nrow();
+  const long count = std::min(rows_.block.nrow(), position + 1);
+  std::fill(slot_.begin(), slot_.end(), -1L);
+  std::vector<long>& sources = rows_.sources;
+  sources.clear();
+  for (long k = 0; k < count; ++k) sources.push_back(node_at(position - k));
+  std::sort(sources.begin(), sources.end(),
+            [this](long a, long b) { return paths_->place(a) < paths_->place(b); });
+  double* rows[PathRows::group];
+  for (long first = 0; first < count; first += PathRows::group) {
+    const long together = std::min(PathRows::group, count - first);
+    for (long s = 0; s < together; ++s) {
+      slot_[static_cast<std::size_t>(sources[static_cast<std::size_t>(first + s)])] = first + s;
+      rows[s] = rows_.block.row(first + s);
+    }
+    paths_->rows(sources.data() + first, together, rows, nullptr);
+  }
+  next_ = position >= count ? position - count : n - 1;  // the next pass begins anew
 }
 
 const double* InputDistances::row(long i) {

@@ -51,6 +51,8 @@ std::optional<MapRanks> map_ranks(const VeQuan& prototypes, const MatFullD& imag
   InputDistances space(prototypes, 0.0, true, rooms[0]);
   InputDistances graph(prototypes, w > 0 ? 1.0 : 0.0, true, rooms[1]);
   InputDistances mixed(prototypes, w, true, rooms[2]);
+  if (w > 0) graph.ask_in_order(nullptr);
+  if (w > 0 && w < 1) mixed.ask_in_order(nullptr);
   OwnDistances shown(images);
   std::vector<RowOfDistances> spaces = {rows_of(space)};
   if (w > 0) spaces.push_back(rows_of(graph));

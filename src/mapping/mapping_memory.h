@@ -11,6 +11,8 @@ namespace qvtx {
 /// Room for rows of distances that are not stored; nprot numbers each.
 struct RowRoom {
   MatFullD space, graph, mixed;
+  MatFullD block;             ///< rows along the links that are searched for together,
+  std::vector<long> sources;  ///< and whose they are
 };
 
 /// What scaling found of the axes asked for.

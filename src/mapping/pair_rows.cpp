@@ -6,12 +6,14 @@
 
 namespace qvtx {
 
-PairRows::PairRows(const VeQuan& prototypes, double w, bool across, MatFullD& images, MappingMemory& memory)
+PairRows::PairRows(const VeQuan& prototypes, double w, bool across, MatFullD& images, MappingMemory& memory,
+                   const MatFullL* order)
     : input_(prototypes, w, across, memory.distances),
       images_(images),
       arrays_(memory.images),
       plain_(memory.scratch) {
   arrays_.load(images_);
+  input_.ask_in_order(order ? order->data() : nullptr);
 }
 
 PairRow PairRows::row(long i, long next) {

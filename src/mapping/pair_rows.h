@@ -11,8 +11,10 @@ namespace qvtx {
 class PairRows {
  public:
   /// Takes the images (nprot x p) into work storage. w, across: as for InputDistances. images and memory must
-  /// outlive the object; memory serves one object at a time.
-  PairRows(const VeQuan& prototypes, double w, bool across, MatFullD& images, MappingMemory& memory);
+  /// outlive the object; memory serves one object at a time. order (n x 1): that in which `row_at` will pass;
+  /// without it the rows are asked for from the last image to the first.
+  PairRows(const VeQuan& prototypes, double w, bool across, MatFullD& images, MappingMemory& memory,
+           const MatFullL* order = nullptr);
 
   /// The images at work.
   ImageView view() { return arrays_.view(); }

@@ -64,7 +64,7 @@ long ToMapp::cda_itr(double anow, double lnow) {
 
   const long n = prot.nrow();
   const CdaKernels& kernels = cda_kernels();
-  PairRows rows(*this, balance(), false, mprot, memory);
+  PairRows rows(*this, balance(), false, mprot, memory, &mpidx);
   double dmax = 0;
   double total = 0;
   for (long position = n - 1; position >= 0; --position) {

@@ -1,6 +1,7 @@
 // How well a mapping keeps neighbourhoods and distances.
 
 #include <algorithm>
+#include <vector>
 
 #include "mapping/kernels/stress_kernels.h"
 #include "mapping/pair_rows.h"

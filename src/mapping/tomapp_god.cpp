@@ -28,6 +28,7 @@ class DistanceRows {
       scratch_.setrows(n_);
     } else {
       input_.emplace(mapping, measure == Measure::graph ? 1.0 : 0.0, true, room_);
+      input_->ask_in_order(nullptr);
     }
   }
 

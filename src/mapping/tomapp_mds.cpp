@@ -153,6 +153,7 @@ long ToMapp::mds_cor() {
   mgcEigenD problem(static_cast<int>(n));
   if (!problem.mat) return 0;
   InputDistances input(*this, balance(), true, memory.distances);
+  input.ask_in_order(nullptr);
   double_centre(problem.mat, squared_distances(input, problem.mat, n, waiting("distances: ")));
   const long axes = mprot.ncol();
   const long known = std::min(axes, n);

@@ -84,7 +84,7 @@ long ToMapp::sammon_itr(double anow, double snow) {
   if (mprot.nrow() != prot.nrow() || mpidx.nrow() != prot.nrow() || !rows_ready(balance())) return 0;
   const bool stochastic = snow > 0.5;
   shuffle_images();
-  PairRows rows(*this, balance(), true, mprot, memory);
+  PairRows rows(*this, balance(), true, mprot, memory, &mpidx);
   if (stochastic) {
     push_from_pivots(rows, mpidx, anow);
   } else {

@@ -19,22 +19,39 @@ namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-/// Smallest and largest positive number met.
+/// Smallest and largest positive number met. Several at a time, without a branch.
 class Extremes {
  public:
-  void take(double v) {
-    if (!(v > 0.0)) return;
-    if (v < min_) min_ = v;
-    if (v > max_) max_ = v;
-  }
   void take(const double* row, long n) {
-    for (long j = 0; j < n; ++j) take(row[j]);
+    long j = 0;
+    for (; j + width <= n; j += width)
+      for (long l = 0; l < width; ++l) take(row[j + l], l);
+    for (; j < n; ++j) take(row[j], 0);
   }
-  PairRange range() const { return {max_ == 0.0 ? 0.0 : min_, max_}; }
+  PairRange range() const {
+    const double max = *std::max_element(max_.begin(), max_.end());
+    return {max == 0.0 ? 0.0 : *std::min_element(min_.begin(), min_.end()), max};
+  }
 
  private:
-  double min_ = infinity;
-  double max_ = 0.0;
+  static constexpr long width = 8;
+
+  void take(double v, long l) {
+    double& min = min_[static_cast<std::size_t>(l)];
+    double& max = max_[static_cast<std::size_t>(l)];
+    const double positive = v > 0.0 ? v : infinity;
+    min = positive < min ? positive : min;
+    max = v > max ? v : max;
+  }
+
+  std::array<double, width> min_ = filled(infinity);
+  std::array<double, width> max_ = filled(0.0);
+
+  static std::array<double, width> filled(double v) {
+    std::array<double, width> all;
+    all.fill(v);
+    return all;
+  }
 };
 
 /// Makes m rows x columns, filled. A matrix that finds no memory says so on the console; for the caller it is
@@ -189,9 +206,9 @@ class PairDistances::Pass {
 
   void mix(const double* e, const double* g) {
     const double w = weight_;
-    for (long j = 0; j < n_; ++j) {
-      if (g[j] > 0.0) mixed_.take((1.0 - w) * e[j] + w * g[j]);
-    }
+    mixed_scratch_.resize(at(n_));
+    for (long j = 0; j < n_; ++j) mixed_scratch_[at(j)] = g[j] > 0.0 ? (1.0 - w) * e[j] + w * g[j] : 0.0;
+    mixed_.take(mixed_scratch_.data(), n_);
   }
 
   PairDistances& pairs_;
@@ -207,6 +224,7 @@ class PairDistances::Pass {
   std::vector<const double*> graph_rows_;  // rows along the links of the group in hand
   std::vector<double> graph_scratch_;      // the same where they are not stored
   MatFullD space_scratch_;
+  std::vector<double> mixed_scratch_;
   Extremes space_, along_, mixed_;
 };
 

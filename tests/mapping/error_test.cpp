@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "mapping/input_distances.h"
 #include "support/reference_blend.h"
 #include "support/reference_mapping.h"
 
@@ -95,6 +96,28 @@ TEST_F(MappingError, StressIsThatOfTheDoubleLoop) {
   EXPECT_EQ(plain_stress(0.5), tm.mapr_err()) << "another distance class";
   prepare_mapping(1, 3, 2, 0, 0.0);
   EXPECT_EQ(0.0, tm.mapr_err()) << "no pair";
+}
+
+// More prototypes than rows that are searched for together, in two passes.
+TEST_F(MappingTest, RowsAskedForInOrderAreThoseOfSingleSearches) {
+  tm.setkey("vgmemory", 0);
+  prepare(3000, 2, 4, 1.0);
+  MatFullL order(3000, 1);
+  order.setrows(3000);
+  for (long k = 0; k < 3000; ++k) order(k, 0) = 1789 * k % 3000;
+  RowRoom room;
+  InputDistances input(tm, 1.0, false, room);
+  input.ask_in_order(order.data());
+  MatFullD scratch;
+  for (long k = 5999; k >= 0; --k) {
+    const long i = order(k % 3000, 0);
+    const double* row = input.row(i);
+    if (k % 401 != 0) continue;
+    const double* expected = tm.graph_row(i, scratch);
+    EXPECT_TRUE(std::equal(row, row + 3000, expected)) << k;
+  }
+  const double* again = input.row(7);  // out of order
+  EXPECT_TRUE(std::equal(again, again + 3000, tm.graph_row(7, scratch)));
 }
 
 }  // namespace

@@ -300,6 +300,20 @@ constexpr RuleKernels rule_kernels() {
   return {row_sums<Rule>, packed_sums<Rule>, row_nearest<Rule>, packed_nearest<Rule>};
 }
 
+inline Vec distances_of(Vec sum) {
+  const Vec distance = sum < Vec{} ? broadcast(-1.0) : root(sum);
+  return sum == sum ? distance : broadcast(__builtin_nan(""));
+}
+
+void roots(double* sums, long n) {
+  long i = 0;
+  for (; i + lanes <= n; i += lanes) store(sums + i, distances_of(load(sums + i)));
+  double rest[lanes] = {};
+  for (long l = i; l < n; ++l) rest[l - i] = sums[l];
+  store(rest, distances_of(load(rest)));
+  for (long l = i; l < n; ++l) sums[l] = rest[l - i];
+}
+
 // At least k of the n sums do not exceed the result: the largest among the smallest of k sets of them.
 double sum_of_enough(const double* sums, long n, long k) {
   constexpr int vectors = near_sets / lanes;
@@ -349,6 +363,7 @@ const DistanceKernels distance_kernels = {
     {rule_kernels<Powers<3>>(), rule_kernels<Powers<4>>(), rule_kernels<Powers<5>>(),
      rule_kernels<Powers<6>>(), rule_kernels<Powers<7>>()},
     rule_kernels<Largest>(),
+    roots,
     near};
 
 }  // namespace qvtx::QVTX_ISA

@@ -33,6 +33,8 @@ struct DistanceKernels {
   RuleKernels powers[5];  // p = 3 ... 7
   RuleKernels largest;    // p >= 8
 
+  /// Sums of squares to distances, in place: roots, -1 for what is below 0 (abandoned), and one NaN for all.
+  void (*roots)(double* sums, long n);
   /// Lists in rising order the places of those of n sums that can be among the k smallest of them: k or more,
   /// and every one that shares its root with the greatest of these, or is NaN. Returns how many; all for k >
   /// near_sets. places: room for n.

@@ -9,6 +9,7 @@
 
 #include "base/elementary.h"
 #include "base/power_kernels.h"
+#include "matrix/distance/distance_kernels.h"
 #include "matrix/distance/metric.h"
 
 namespace qvtx::distance {

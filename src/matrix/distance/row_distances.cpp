@@ -7,22 +7,17 @@
 namespace qvtx::distance {
 namespace {
 
-// Sums to distances in place, -1 beyond the limit, without a branch: the rows are measured whole. A sum that
-// is NaN is right only when nothing could have been abandoned before the NaN came in; returns how many need
-// the plain loop.
+// Sums to distances in place, -1 beyond the limit: the rows are measured whole. A sum that is NaN is right
+// only when nothing could have been abandoned before the NaN came in; returns how many need the plain loop.
 template <class Rule>
 long finish_sums(const Rule& rule, double limit, long n, double* out) {
   long undecided = 0;
   const bool bounded = limit < no_bound;
-  for (long i = 0; i < n; ++i) {
-    const double sum = out[i];
-    undecided += sum != sum && bounded ? 1 : 0;
-    if constexpr (has_power_root<Rule>)
-      out[i] = sum > limit ? abandoned : sum;
-    else
-      out[i] = sum > limit ? abandoned : distance_of(rule, sum);
+  for (long i = 0; bounded && i < n; ++i) {
+    undecided += out[i] != out[i] ? 1 : 0;
+    out[i] = out[i] > limit ? abandoned : out[i];
   }
-  if constexpr (has_power_root<Rule>) finish_rows(rule, out, n);  // several roots at a time
+  finish_rows(rule, out, n);
   return undecided;
 }
 
