@@ -113,8 +113,8 @@ class ToMapp : public VeQuan, protected MappingState {
   long mds(long dim);
   /// The coordinates alone, into the images as they are (n x p): axis k is the k-th eigenvector of the
   /// double-centred matrix of -D^2 / 2 (pairs without distance count as 0), times the root of its eigenvalue.
-  /// Axes of negative eigenvalues and axes beyond n are NaN. For more than 1000 prototypes and at most 16 axes
-  /// block Lanczos iteration finds the pairs, or the whole reduction where that fails, and the largest
+  /// Axes of negative eigenvalues and axes beyond n are NaN. For more than 1000 prototypes and at most 16
+  /// axes block Lanczos iteration finds the pairs, or the whole reduction where that fails, and the largest
   /// component of an axis is positive; otherwise the signs are those of the solver. 0 when the sizes do not
   /// fit or memory is short.
   long mds_cor();
