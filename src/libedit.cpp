@@ -15,6 +15,11 @@
 #include "base/terminal.h"
 #include "shell/line_editor.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+/// The library does not free the name and the help of a function that was added to it.
+extern "C" const char* __lsan_default_suppressions() { return "leak:wcsdup"; }
+#endif
+
 namespace qvtx {
 
 namespace {
