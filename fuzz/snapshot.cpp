@@ -5,25 +5,13 @@
 
 #include "fuzz.h"
 #include "mapping/tomapp.h"
-
-namespace {
-
-/// Twelve data in three columns, those of the snapshots in the corpus.
-qvtx::MatFullD data() {
-  qvtx::MatFullD m(12, 3);
-  m.setrows(12, 0.0);
-  for (long i = 0; i < 36; ++i)
-    m.data()[i] = static_cast<double>((i * 7) % 11) + 0.125 * static_cast<double>(i % 5);
-  return m;
-}
-
-}  // namespace
+#include "samples.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   qvtx::fuzz::silence();
   std::ifstream preferences(QVTX_SOURCE_DIR "/examples/Qvtx.prf");
   qvtx::ToMapp session(preferences);
-  qvtx::MatFullD samples = data();
+  qvtx::MatFullD samples = qvtx::fuzz::samples();
   qvtx::fuzz::demand(session.dataload(samples, 1));
   const qvtx::fuzz::InputFile input(bytes, size);
   if (!session.load_mbf(input.path())) return 0;
