@@ -4,21 +4,10 @@
 #include <optional>
 
 #include "mapping/map_ranks.h"
-#include "mapping/mapping_memory.h"
+#include "mapping/mapping_state.h"
 #include "matrix/matspar.h"
 
 namespace qvtx {
-
-/// What a snapshot holds beside that of the quantizer.
-struct MappingState {
-  MatFullD mprot;           ///< nprot x p: mapped prototypes; other sizes, or none, before "mapp_ini"
-  MatLinkD mlink{0, 2, 5};  ///< links between the images; columns: strength, length
-
-  template <class State>
-  static auto mapping_fields(State& s) {
-    return std::tie(s.mprot, s.mlink);
-  }
-};
 
 /// The mapping object: the n prototypes of the quantizer and their images in p dimensions, prototype i and
 /// row i of `mprot` belonging together.
@@ -76,9 +65,9 @@ class ToMapp : public VeQuan, protected MappingState {
   /// Reads images, in any number of dimensions, and closes the mapping. Images that cannot be read, or are
   /// not n, leave "mapp_ini" cleared.
   long maprload(const char* file);
-  /// Writes the `path_row` of prototype k as text matrix n x 2; requires "dist_ext". 0 for another k.
+  /// Write the `path_row` of prototype k as text matrix n x 2 (requires "dist_ext"; 0 for another k), and the
+  /// links of the images (`MatLinkT::save_asc`; requires "mapp_fin").
   long treesave(long k, const char* file);
-  /// Writes the links of the images (`MatLinkT::save_asc`); requires "mapp_fin".
   long mgrasave(const char* file) const;
   /// Mean squared distance of the rows of data to those of rec, their reconstruction; rows of data that are
   /// not finite do not count. When verbose it is compared with `cd_err`. Fatal: other shapes.
@@ -122,9 +111,8 @@ class ToMapp : public VeQuan, protected MappingState {
   /// Sammon's nonlinear mapping (Sammon 1969). The schedule's rows are epochs: step factor, and the pass,
   /// which is stochastic above 0.5. It is read from file, or if that fails from "default.smp"; without a
   /// file, or when both fail, it is made from the settings "tsmepoq", "tsmaini", "tsmafin", the first
-  /// round(epochs x "tsmstoch") + 1 epochs being stochastic unless that is 1.
+  /// round(epochs x "tsmstoch") + 1 epochs being stochastic unless that is 1. A given one as for `cda`.
   long sammon(long dim, const char* file);
-  /// The same with a given schedule, treated as `cda` does.
   long sammon(long dim, const MatParaD& sched);
   /// One epoch over the prototypes in the order of `mpidx`, last to first, shuffled before if "tgswap_p" is
   /// set. Pairs with D > 0 and d > 0 count. Newton pass: on each axis image i moves by anow |G / H| in the
@@ -138,9 +126,8 @@ class ToMapp : public VeQuan, protected MappingState {
   /// Isotop (Lee, Archambeau, Verleysen 2003): random stimuli in the map pull the nearest image, and along
   /// the graph its neighbours. Needs links and "tdgb" > 0. The schedule's rows are epochs: step factor, width
   /// factor; from file, or if that fails from "default.cmp", or from the settings "titepoq", "titaini" ..
-  /// "titlfin".
+  /// "titlfin". A given one as for `cda`.
   long isotop(long dim, const char* file);
-  /// The same with a given schedule, treated as `cda` does.
   long isotop(long dim, const MatParaD& sched);
   /// Checks the settings, computes the distances, initialises the images and makes sdev 1 x p: the deviations
   /// of stimuli round the origin, 1 or ("titpcast") those of the principal components relative to the first
@@ -169,49 +156,38 @@ class ToMapp : public VeQuan, protected MappingState {
 
   // ---- Interpolation and reconstruction (tomapp_interpolation.cpp, tomapp_sammon_interpolation.cpp) ----
   // Require "mapp_fin", a finite mapping and rows of the right width; otherwise 0, and the outputs stay. Rows
-  // do not influence each other; one that is not finite gets NaN. The outputs must be other matrices than the
-  // input.
-
+  // do not influence each other; one that is not finite gets NaN. Outputs are other matrices than the input.
   /// prj: the position of every row of data in the map, the image itself for a row that equals a prototype;
   /// ppr: the image of its nearest prototype. By blended local affine maps (AffineBlend).
   long cda_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj);
   /// jrp: the sample at every position in prj, the prototype itself at an image; tmp: the prototype of the
   /// nearest image.
   long cda_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp);
-  /// The same, moved from there to where distances to the prototypes fit best (Sammon's stress of one point).
-  /// The schedule gives the factor 0..1 of each step: the file, else "default.sam" ("default.rdp"), else a
-  /// default.
+  /// The same, moved to where distances to the prototypes fit best (Sammon's stress of one point). Schedule:
+  /// the factor 0..1 of each step, from the file, else "default.sam" ("default.rdp"), else a default.
   long sammon_iv(const MatFullD& data, MatFullD& ppr, MatFullD& prj, const char* file);
   long sammon_rd(const MatFullD& prj, MatFullD& tmp, MatFullD& jrp, const char* file);
 
   // ---- Snapshot (tomapp_snapshot.cpp) ----
-  /// Writes or reads the mapping's block: number and width of the prototypes, images, links. A block of other
-  /// prototypes ("size mismatch ... "), a damaged or short one, or one that lacks what a step that is set
-  /// promises is refused and nothing changes.
+  /// The mapping's block: number and width of the prototypes, images, links. One of other prototypes ("size
+  /// mismatch ... "), a damaged one, or one that lacks what a step promises is refused; nothing changes.
   long save_mbf(std::FILE* f) const;
   long load_mbf(std::FILE* f);
   /// The quantizer's snapshot and the block, as one file; loading requires "dataload". A failed load changes
-  /// nothing. After a load `mname` is empty, the presentation order is 0, 1, ... and the widths are gone; the
-  /// steps are those of the file.
+  /// nothing; a loaded mapping has no `mname` and no widths, and its presentation order is 0, 1, ...
   long save_mbf(const char* file) const;
   long load_mbf(const char* file);
 
   // ---- Report (tomapp_show.cpp) ----
-  /// The quantizer's report, then the distances and the mapping, as far as done. level 0: head lines only; 1:
-  /// all but rank figures that are not known and take a moment (more than 500 prototypes); 2: all.
+  /// The quantizer's report, distances and mapping. level 0: head lines; 1: all but rank figures that are not
+  /// known and take a moment (more than 500 prototypes); 2: all.
   void show(Ostr& o, int level);
 
-  // ---- What an operation that failed half-way leaves is taken back ----
-  struct Backup : QuantizerBackup, MappingState {
-    char mname[32] = "";
-    Spectrum spectrum;
-    MatFullD nbwidth;
-  };
-  /// As the quantizer's (protected) functions of these names, for the whole analysis.
+  // ---- What has failed half-way is taken back, as in the quantizer (quant/quantizer_backup.h) ----
+  using Backup = AnalysisBackup;
   void back_up(Backup& backup) const;
   void go_back(Backup& backup) noexcept;
   using VeQuan::set_data_aside;
-
   // ---- Read access; the shapes stand at the members below ----
   const MatFullD& getmprot() const { return mprot; }
   const char* getmname() const { return mname; }
@@ -220,21 +196,17 @@ class ToMapp : public VeQuan, protected MappingState {
  protected:
   void reset_image_order();
   void link_images();
-  /// Shuffles the presentation order of the prototypes when "tgswap_p" is set.
-  void shuffle_images();
+  void shuffle_images();  ///< when "tgswap_p" is set
   /// What `mapr_rep` gets after an epoch: the largest mixed distance when graph distances count, else 0.
   double separation() const;
-  /// Checks what interpolation and reconstruction need: a final, finite mapping and rows of this many
-  /// columns. The refusals carry the method's name.
+  /// A final, finite mapping and rows of this many columns; the refusals carry the method's name.
   bool can_interpolate(const char* name, const MatFullD& rows, long columns) const;
   /// The step factors (column 0): a file, else `default_rows` rows from 1 down to last. False when refused.
   bool step_schedule(MatParaD& sched, const char* file, const char* default_file, const char* name,
                      long default_rows, double last);
-  /// Reads what `save_mbf` writes on a stream, for the prototypes of this state. False, and the reason noted,
-  /// as `read_state`.
+  /// Reads what `save_mbf` writes, for the prototypes of this state, as `read_state` does.
   bool read_mapping(std::FILE* f, const QuantizerState& quantizer, MappingState& saved);
-  /// Forgets what no file holds.
-  void forget_unsaved();
+  void forget_unsaved();  ///< what no file holds
 
   Spectrum spectrum;    ///< what the last `mds_cor` found
   char mname[32] = "";  ///< what produced the mapping, empty when unknown

@@ -36,7 +36,7 @@ struct EpochMemory;
 ///
 /// Settings are committed (future value to value in use) just before they are read. Distances are those of
 /// the class and exponent in force. Index errors and missing keys end the program.
-class VeQuan : public Messages, protected QuantizerState {
+class VeQuan : public Messages, protected QuantizerState, protected Provenance, protected EpochLists {
  public:
   static const char* const datadone;  ///< "dataload"
   static const char* const pinidone;  ///< "prot_ini"
@@ -89,8 +89,7 @@ class VeQuan : public Messages, protected QuantizerState {
   /// "prot_fin". The last row takes the place of a deleted one; the data of a deleted prototype go to the
   /// nearest one left. With no prototype left "prot_fin" is cleared.
   long protdel(long h);
-  /// Number of prototypes with exactly h hits; -1 before "prot_fin".
-  long protnbr(long h) const;
+  long protnbr(long h) const;  ///< prototypes with exactly h hits; -1 before "prot_fin"
 
   // ---- Coding (vequan_coding.cpp) ----
   /// idx: x.nrow x 1, the nearest datum of each row of x, -1 for rows that are not finite. 0 when x has
@@ -190,9 +189,8 @@ class VeQuan : public Messages, protected QuantizerState {
   int prot_fin(const char* label, int flag);
   /// Computes the distances between all prototypes, or confirms that nothing they depend on has changed, and
   /// records their ranges in the settings. quick != 0: only completes the step; rows are computed where they
-  /// are used. Returns the flag of "dist_ext"; 0 when a step is missing and (reported, and the distances are
-  /// forgotten) when memory is short or the Laplacian cannot be inverted. Long computations are interruption
-  /// points (base/interrupt.h): GivenUp leaves the step not done, and the ranges of before.
+  /// are used. Returns the flag of "dist_ext"; 0 when a step is missing and (reported, all is forgotten) when
+  /// memory is short or the Laplacian cannot be inverted. GivenUp (base/interrupt.h) leaves the step undone.
   int dist_ini(int quick);
   /// Rows of the distances between prototypes, as `PairDistances` tells them: whether they are stored, the
   /// stored row or one computed into scratch, and the number of path rows, nprot once "dist_ext" is done.
@@ -207,33 +205,28 @@ class VeQuan : public Messages, protected QuantizerState {
   long npath() const { return pairs.size(); }
   /// Graph distances come from the Laplacian of the links, not from shortest paths.
   bool has_laplacian() const;
-  /// Local PCA of the data in the prototypes' regions widened along the links.
-  long lpca_init();
+  long lpca_init();  ///< local PCA of the data in the prototypes' regions widened along the links
 
-  // ---- Snapshot (vequan_snapshot.cpp): everything but the data, the distances and the local PCA. ----
-  /// Writes the snapshot at the position of f. 0 on a failed write, a null stream, a number beyond 32 bits.
+  // ---- Snapshot (vequan_snapshot.cpp): everything but the data, the distances and the local PCA ----
+  /// 0 on a failed write, a null stream, a number beyond 32 bits.
   int save_vbf(std::FILE* f) const;
   int save_vbf(const char* file) const;
-  /// Reads a snapshot and leaves the stream right behind it; a file requires "dataload". A snapshot of data
-  /// of another size, a damaged or a short one is refused, and nothing changes. After a successful load
-  /// `method` is empty (but for a self-organizing map, which its grid tells), components are labelled anew
-  /// and distances are computed where they are used.
+  /// Reads a snapshot and leaves the stream right behind it; a file requires "dataload". One of data of
+  /// another size, a damaged or a short one is refused, and nothing changes. A loaded one has no `method`
+  /// (but for that of a grid), components are labelled anew and distances are computed where they are used.
   int load_vbf(std::FILE* f);
   int load_vbf(const char* file);
   /// Why the last snapshot that was opened was refused: "cut off or damaged: prototypes".
   const std::string& getloadtrouble() const { return load_trouble; }
-  /// Writes the graph of the prototypes; requires "prot_fin".
-  int dgrasave(const char* file, int binary) const;
+  int dgrasave(const char* file, int binary) const;  ///< the graph of the prototypes; requires "prot_fin"
 
   // ---- Report (vequan_show.cpp) ----
-  /// Prints the metric in force unless it is the Euclidean one, and what is known of the data, the
-  /// prototypes, their links and the local PCA, one block per stage that is done; level 0: the head lines of
-  /// the blocks only. Changes nothing.
+  /// Prints the metric unless it is the Euclidean one, and what is known of the data, the prototypes, their
+  /// links and the local PCA, a block per stage that is done; level 0: head lines only. Changes nothing.
   void show(Ostr& o, int level);
 
   // ---- Read access; the shapes stand at the members ----
-  /// Flag of a step, by name. Fatal: a name not found exactly once.
-  int done(const char* name) const;
+  int done(const char* name) const;  ///< flag of a step. Fatal: a name not found exactly once
   /// All data, those left out included; the data in use.
   const MatFullD& getdat() const { return in_use.all() ? dat : whole; }
   const MatFullD& getused() const { return dat; }
@@ -248,22 +241,19 @@ class VeQuan : public Messages, protected QuantizerState {
   /// The rule in use, "vglink_p", and whether it asks for links at all.
   LinkRule link_rule() const { return LinkRule{integers["vglink_p"]}; }
   bool wants_links() const { return link_rule() != LinkRule::none; }
-  /// There are links whose lengths are of another metric than the one in force. Those of a loaded snapshot
-  /// count as of the metric in force at that time.
-  bool links_outdated() const {
-    return done(pfindone) && link.nlive() > 0 && !has_grid() && !(linkmetric == Metric::in_force());
-  }
+  /// The lengths of the links are of another metric than the one in force; those of a loaded snapshot count
+  /// as of the metric in force at that time.
+  bool links_outdated() const;
   MatPrefT<long>& getlpref() { return lpref; }
   MatPrefT<double>& getdpref() { return dpref; }
 
  protected:
   // ---- For the methods (vequan.cpp) ----
   long step(const char* name) const;  ///< its number. Fatal: a name not found exactly once
-  /// Commits a key of either table and returns its value.
+  /// Commits a key and returns its value.
   long lkey(Key<long> key) { return integers.commit(key); }
   double dkey(Key<double> key) { return reals.commit(key); }
-  /// Looks up the keys; to be called whenever entries were added to the tables or these were replaced.
-  void find_keys();
+  void find_keys();  ///< again, whenever entries were added to the tables or these were replaced
   /// Calls epoch(e) for e = 0 .. n - 1 until it returns 0 or a signal has come. When verbose, prints prefix
   /// and text, then before each epoch a line "loop e/n" and, when "vgerrors" is set, the error (width 7,
   /// precision 4; none for {}). Without `error` the quantizers' own, `prot_err`.
@@ -272,45 +262,25 @@ class VeQuan : public Messages, protected QuantizerState {
   /// The schedule of a method: from the file (when not null), else from the default file, else from the keys.
   MatParaD schedule_for(const char* file, long file_verbose, const ScheduleSource& source);
   double balance() const;  ///< weight of the graph distance in the mix in use: "tdgb", 0 without links
-  /// The ranges of the distances in the settings are those of the present prototypes.
-  bool distances_known() const { return pairs.measured(); }
+  bool distances_known() const { return pairs.measured(); }  ///< their ranges in the settings hold
   /// To be called before rows of graph distances are read with weight w: those of a Laplacian are computed
   /// together and kept. False (reported) when memory is short.
   bool rows_ready(double w);
 
-  // A load in two steps (vequan_snapshot.cpp).
-  /// Reads what `save_vbf` writes. False, and the reason noted, when it is damaged or does not fit the data,
-  /// the steps or the keys.
+  // A load in two steps: what `save_vbf` writes is read, or the reason noted, and taken over.
   bool read_state(std::FILE* f, SavedState& saved);
   void take_over(SavedState& saved);
   bool refuse_load(const std::string& why);  ///< notes the reason and returns false
 
-  // An operation that has failed half-way is taken back (vequan_backup.cpp).
-  /// Makes the backup a copy of this analysis but for the data. REQUIRES: a MemoryWatch, which learns of a
-  /// copy that found no memory.
+  // What has failed half-way is taken back (quant/quantizer_backup.h).
   void back_up(QuantizerBackup& backup) const;
-  /// Moves the data to the backup, for others to be loaded.
   void set_data_aside(QuantizerBackup& backup) noexcept;
-  /// Becomes what was backed up; the backup is used up. Needs no memory. Distances stay stored unless they
-  /// were computed since.
   void go_back(QuantizerBackup& backup) noexcept;
 
-  char method[32] = "";            ///< label of what made the prototypes
-  Origin origin = Origin::other;   ///< as that label tells it
   Settings<long> integers{lpref};  ///< the settings by their keys
   Settings<double> reals{dpref};
-  MatFullD dat;       ///< ndata x dim: the data in use, all finite
-  MatFullL order;     ///< ndata x 1: presentation order
-  MatFullL compsize;  ///< ncomp x 1: prototypes per component
-  LPCA lpca;
-  MatStorT<MatFullL> lvor;        ///< lists of neighbours, entries 2k and 2k + 1 for prototype k
-  MatFullL ridx;                  ///< rank list of the online methods
-  MatStorT<MatFullD> dvor;        ///< distances matching lvor
-  MatFullD dwork;                 ///< distances of the online methods
-  PairDistances pairs;            ///< between the prototypes
-  Torn torn;                      ///< links cut by the last tearing
-  Metric linkmetric;              ///< of the lengths of the links
-  const char* linkname = "none";  ///< what made the links: the rule that was applied, or "grid"
+  MatFullD dat;         ///< ndata x dim: the data in use, all finite
+  PairDistances pairs;  ///< between the prototypes
 
  private:
   // Data and prototypes.
@@ -334,7 +304,7 @@ class VeQuan : public Messages, protected QuantizerState {
   void tear_links();
   // Distances.
   PairRules pair_rules() const;
-  bool distances_current() const;          ///< hold stores and ranges what a computation would give?
+  bool distances_current() const;          ///< a computation would give what stores and ranges hold
   int distances_without_memory();          ///< as `refuse_distances`, and throws under a MemoryWatch
   int refuse_distances(const char* text);  ///< gives the distances up, says why and returns 0
   bool laplacian_rows();                   ///< false when refused

@@ -14,6 +14,7 @@ void VeQuan::back_up(QuantizerBackup& backup) const {
   backup.origin = origin;
   backup.torn = torn;
   backup.linkname = linkname;
+  backup.linkmetric = linkmetric;
   backup.compsize.duplicate(compsize);
   backup.lpca.duplicate(lpca);
   backup.integers = integers.rows();
@@ -35,6 +36,7 @@ void VeQuan::go_back(QuantizerBackup& backup) noexcept {
   origin = backup.origin;
   torn = backup.torn;
   linkname = backup.linkname;
+  linkmetric = backup.linkmetric;
   compsize.swap(backup.compsize);
   lpca.swap(backup.lpca);
   // Rows that are not stored are computed where they are asked for.

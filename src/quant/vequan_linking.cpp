@@ -189,4 +189,8 @@ long VeQuan::lpca_init() {
   return lpca.init(dat, bmu, link);
 }
 
+bool VeQuan::links_outdated() const {
+  return done(pfindone) && link.nlive() > 0 && !has_grid() && !(linkmetric == Metric::in_force());
+}
+
 }  // namespace qvtx
