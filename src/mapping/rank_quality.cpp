@@ -115,6 +115,7 @@ std::vector<RankQuality> rank_quality(long n, const std::vector<RowOfDistances>&
     }
   }
   std::vector<RankQuality> qualities;
+  qualities.reserve(counts.size());
   for (const Counts& c : counts) qualities.push_back(c.quality());
   return qualities;
 }

@@ -139,7 +139,6 @@ class Key {
   static constexpr Setting::Table table =
       std::is_same_v<T, long> ? Setting::Table::integer : Setting::Table::real;
 
-  // NOLINTNEXTLINE(google-explicit-constructor): a key is written as its name.
   consteval Key(const char* name) : row_(find(name)) {}
 
   constexpr const char* name() const { return settings_table[row_].name; }

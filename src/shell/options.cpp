@@ -102,7 +102,7 @@ class Parser {
 
  private:
   std::string take() {
-    const std::string word = rest_.front();
+    std::string word = rest_.front();
     rest_ = rest_.subspan(1);
     return word;
   }
