@@ -103,6 +103,8 @@ class Libedit : public LineEditor {
   Libedit& operator=(const Libedit&) = delete;
 
   bool read(std::string& line) override {
+    // Keys reach the editor as soon as the question is seen, not only when it waits for the first one.
+    el_set(editor_, EL_PREP_TERM, 1);
     std::cerr << '\r' << std::flush;  // the question stands there; the editor writes it once more
     el_resize(editor_);
     int count = 0;
