@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "matrix/matfulld.h"
+#include "matrix/shapes.h"
 
 namespace qvtx {
 namespace {
@@ -13,21 +14,10 @@ using Sums = std::vector<long double>;
 
 std::size_t count(long n) { return static_cast<std::size_t>(n); }
 
-/// Error when the column counts differ.
-void require_columns(const MatFullD& m, const MatFullD& other, int code, int arg) {
-  if (m.ncol() != other.ncol()) m.ermessage('s', code, arg, other.nrow(), other.ncol());
-}
-
 /// The checks of the lagged moments: their row m and their lag t.
 void require_lag(const MatFullD& x, const MatFullD& m, long t, int code) {
   require_columns(x, m, code, 1);
   if (t < 0 || t >= x.nrow()) x.ermessage('s', code, 3, t);
-}
-
-/// `out` becomes rows x cols, the numbers of which the caller writes.
-void shape(MatFullD& out, long rows, long cols) {
-  out.setdim(rows, cols);
-  out.setrows(rows, 0.0);
 }
 
 /// difference = x - mean.
@@ -73,7 +63,7 @@ void MatFullD::sss(const MatFullD& stats, MatFullD& out) const {
   require_columns(*this, stats, 71, 1);
   const std::vector<double> variance = variances(*this, stats);
   Sums third = lagged_means(*this, stats.row(0), 0, [](long double y, long double) { return y * (y * y); });
-  shape(out, 1, ncol());
+  become_zeros(out, 1, ncol());
   for (std::size_t j = third.size(); j-- > 0;) {
     const double v = variance[j];
     out.data()[j] = v == 0 ? 0 : static_cast<double>(third[j] / (static_cast<long double>(v) * std::sqrt(v)));
@@ -101,7 +91,7 @@ void MatFullD::cok(long i, long j, const MatFullD& m, const MatFullD& c, MatFull
   }
   const auto covariance = [&c](long a, long b) { return static_cast<long double>(c.get(a, b)); };
   MatFullD result;
-  shape(result, ncol(), ncol());
+  become_zeros(result, ncol(), ncol());
   for (long k = ncol() - 1; k >= 0; --k) {
     for (long l = k; l >= 0; --l) {
       const long double moment = sum[count(k) * width + count(l)] / static_cast<long double>(nrow());
@@ -137,7 +127,7 @@ void MatFullD::tcc(const MatFullD& m, MatFullD& out, long t) const {
     }
   }
   const auto rows = static_cast<long double>(nrow() - t);
-  shape(out, ncol(), ncol());
+  become_zeros(out, ncol(), ncol());
   for (std::size_t k = sum.size(); k-- > 0;) out.data()[k] = static_cast<double>(sum[k] / rows);
 }
 
@@ -147,7 +137,7 @@ void MatFullD::tac(const MatFullD& m, MatFullD& out, long t) const {
   require_lag(*this, m, t, 84);
   const std::vector<double> variance = variances(*this, m);
   const Sums lagged = lagged_means(*this, m.row(0), t, product);
-  shape(out, 1, ncol());
+  become_zeros(out, 1, ncol());
   for (std::size_t j = lagged.size(); j-- > 0;)
     out.data()[j] = variance[j] == 0 ? 0 : static_cast<double>(lagged[j] / variance[j]);
 }
@@ -159,7 +149,7 @@ void MatFullD::tck(const MatFullD& m, MatFullD& out, long t) const {
   const std::vector<double> variance = variances(*this, m);
   const Sums lagged = lagged_means(*this, m.row(0), t, product);
   const Sums squares = lagged_means(*this, m.row(0), t, product_of_squares);
-  shape(out, 1, ncol());
+  become_zeros(out, 1, ncol());
   for (std::size_t j = lagged.size(); j-- > 0;) {
     const long double v = static_cast<long double>(variance[j]) * variance[j];
     out.data()[j] = v == 0 ? 0 : static_cast<double>((squares[j] - v - 2 * (lagged[j] * lagged[j])) / v);

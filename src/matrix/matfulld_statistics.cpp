@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "matrix/matfulld.h"
+#include "matrix/shapes.h"
 
 namespace qvtx {
 namespace {
@@ -51,11 +52,6 @@ void store_means(const Sums& sum, long n, MatFullD& out) {
   for (long j = columns - 1; j >= 0; --j) {
     out.data()[j] = static_cast<double>(sum[static_cast<std::size_t>(j)] / static_cast<long double>(n));
   }
-}
-
-/// Error when the column counts differ.
-void require_columns(const MatFullD& m, const MatFullD& other, int code, int arg) {
-  if (m.ncol() != other.ncol()) m.ermessage('s', code, arg, other.nrow(), other.ncol());
 }
 
 }  // namespace

@@ -68,19 +68,15 @@ struct SavedState : QuantizerState {
 /// Swaps the fields of one state, as `fields` lists them, with those of another one.
 template <class... Field>
 void exchange(std::tuple<Field&...> a, std::tuple<Field&...> b) {
-  const auto each = [&]<std::size_t... i>(std::index_sequence<i...>) {
-    (std::get<i>(a).swap(std::get<i>(b)), ...);
-  };
-  each(std::index_sequence_for<Field...>());
+  std::apply([&b](Field&... mine) { std::apply([&](Field&... other) { (mine.swap(other), ...); }, b); }, a);
 }
 
 /// Makes the fields of one state, listed likewise, duplicates of those of another one.
 template <class... To, class... From>
 void duplicate(std::tuple<To&...> to, std::tuple<const From&...> from) {
-  const auto each = [&]<std::size_t... i>(std::index_sequence<i...>) {
-    (std::get<i>(to).duplicate(std::get<i>(from)), ...);
-  };
-  each(std::index_sequence_for<To...>());
+  std::apply(
+      [&from](To&... mine) { std::apply([&](const From&... its) { (mine.duplicate(its), ...); }, from); },
+      to);
 }
 
 }  // namespace qvtx

@@ -6,19 +6,13 @@
 #include "matrix/distance/distance_rules.h"
 #include "matrix/distance/row_distances.h"
 #include "matrix/matfulld.h"
+#include "matrix/shapes.h"
 
 namespace qvtx {
 
 using namespace distance;
 
 namespace {
-
-// Rows x columns of zeros; false when there is no room.
-bool shape(MatFullD& out, long rows, long cols) {
-  out.setdim(rows, cols);
-  out.setrows(rows, 0.0);
-  return out.nrow() == rows;
-}
 
 void check_row(const MatFullD& m, int code, int arg, long i) {
   if (i < 0 || i >= m.nrow()) m.ermessage('e', code, arg, i);
@@ -60,7 +54,7 @@ double MatFullD::sdas(long i, long j, double bound) const {
 
 void MatFullD::sdav(MatFullD& out, double bound) {
   MatFullD norms;
-  if (!shape(norms, nrow(), 1)) return;
+  if (!become_zeros(norms, nrow(), 1)) return;
   // The cosine class has no norms. That it clears the head of this matrix instead is how it has always been.
   const Metric metric = Metric::in_force();
   if (metric.is_cosine()) {
@@ -84,7 +78,7 @@ void MatFullD::sdav(const MatFullD& b, long j, MatFullD& out, double bound) cons
     MatFullD distances;
     sdav(b, j, distances, bound);
     out.swap(distances);
-  } else if (shape(out, nrow(), 1)) {
+  } else if (become_zeros(out, nrow(), 1)) {
     to_rows(Metric::in_force(), data(), nrow(), ncol(), b.data() + j * ncol(), bound, out.data());
   }
 }
@@ -92,7 +86,7 @@ void MatFullD::sdav(const MatFullD& b, long j, MatFullD& out, double bound) cons
 void MatFullD::sdam(const MatFullD& b, MatFullD& out) const {
   check_columns(*this, 47, 1, b);
   MatFullD distances;
-  if (b.nrow() > 0 && shape(distances, nrow(), b.nrow())) {
+  if (b.nrow() > 0 && become_zeros(distances, nrow(), b.nrow())) {
     const PreparedRows others(Metric::in_force(), b.data(), b.nrow(), ncol());
     for (long i = nrow() - 1; i >= 0; --i)
       others.distances(data() + i * ncol(), b.nrow(), distances.data() + i * b.nrow());
