@@ -14,7 +14,7 @@ namespace qvtx {
 namespace {
 
 /// Exponent of the largest power of a difference that is summed up; errors sum squares in every class.
-double largest_exponent(const Metric& metric) {
+double summed_exponent(const Metric& metric) {
   if (metric.is_cosine()) return 4.0;  // the product of two squared lengths
   return metric.miex < Metric::chebyshev_from ? std::max(metric.miex, 2.0) : 2.0;
 }
@@ -22,7 +22,7 @@ double largest_exponent(const Metric& metric) {
 /// First column of m whose values are too large: two rows may differ by twice the largest value, and that
 /// difference, in every column of every row, must leave a finite sum of powers. -1: none.
 long first_too_large(const MatFullD& m, const Metric& metric) {
-  const double exponent = largest_exponent(metric);
+  const double exponent = summed_exponent(metric);
   const auto terms = static_cast<double>(std::max(m.nrow(), m.ncol())) * static_cast<double>(m.ncol());
   const double limit = std::numeric_limits<double>::max() / terms;
   for (long j = 0; j < m.ncol(); ++j) {

@@ -57,7 +57,7 @@ std::string set_seed(Options& options, const std::string& value) {
   return "";
 }
 
-constexpr Option table[] = {
+constexpr Option option_table[] = {
     {"--help", "-h", nullptr, "print this text", set_task<Options::Task::help>},
     {"--version", "-V", nullptr, "print the version", set_task<Options::Task::version>},
     {"--init", nullptr, nullptr, "write Qvtx.prf, default.sam and default.rdp into this directory",
@@ -73,7 +73,7 @@ constexpr Option table[] = {
 };
 
 const Option* find_option(std::string_view name) {
-  for (const Option& option : table)
+  for (const Option& option : option_table)
     if (name == option.name || (option.letter && name == option.letter)) return &option;
   return nullptr;
 }
@@ -145,7 +145,7 @@ std::string usage() {
       "typed after the prompt \">> \" (hh lists them). The preference file is Qvtx.prf when none is named.\n"
       "\n";
   constexpr std::size_t column = 20;
-  for (const Option& option : table) {
+  for (const Option& option : option_table) {
     std::string line = option.letter ? std::string("  ") + option.letter + ", " : "  ";
     line += option.name;
     if (option.value) line.append(" ").append(option.value);

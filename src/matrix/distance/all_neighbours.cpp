@@ -21,14 +21,14 @@ constexpr long chunk_blocks = 32;
 constexpr long piece = 64;
 
 /// Fewer rows than this are searched as fast one by one.
-constexpr long filter_rows_from = 100;
+constexpr long batched_rows_from = 100;
 
 }  // namespace
 
 AllNeighbours::AllNeighbours(const MatFullD& rows)
     : rows_(rows),
       filter_(rows.data(),
-              Metric::in_force().is_euclidean() && rows.nrow() >= filter_rows_from ? rows.nrow() : 0,
+              Metric::in_force().is_euclidean() && rows.nrow() >= batched_rows_from ? rows.nrow() : 0,
               rows.ncol()) {}
 
 void AllNeighbours::search(long k, const Take& take) {

@@ -12,9 +12,9 @@ namespace {
 
 /// Sweeps after which the matrices count as diagonal as they get; convergence is quadratic where they share
 /// their eigenvectors, and a few dozen sweeps are enough where they do not.
-constexpr int most_sweeps = 100;
+constexpr int most_joint_sweeps = 100;
 
-struct Rotation {
+struct JointRotation {
   double cosine;
   double sine;
 };
@@ -40,7 +40,7 @@ struct Plane {
   /// The rotation that leaves least beside the diagonals. G's leading eigenvector (x, y), x >= 0, is (cos 2t,
   /// sin 2t) for the angle t, at most 45 degrees. Written so that nothing cancels, and so that planes with
   /// nothing but elements beside the diagonals turn by 45 degrees.
-  Rotation best() const {
+  JointRotation best() const {
     const long double difference = diagonal - beside;
     const long double twice = 2 * mixed;
     const long double root = std::sqrt(difference * difference + twice * twice);
@@ -83,7 +83,7 @@ bool sweep(MatStorD& store, MatFullD& v, double small, long double negligible) {
     for (long q = v.ncol() - 1; q > p; --q) {
       const Plane plane(store, p, q);
       if (!(plane.beside > negligible)) continue;
-      const Rotation r = plane.best();
+      const JointRotation r = plane.best();
       for (long k = store.size() - 1; k >= 0; --k) {
         store[k].colrot(p, q, r.cosine, -r.sine);
         store[k].rowrot(p, q, r.cosine, -r.sine);
@@ -109,7 +109,7 @@ long MatStorD::diago(MatFullD& v) {
   const long double negligible = size_of(*this) * (unit * unit);
   const double small = 1e-8 / std::sqrt(static_cast<double>(n));
   long sweeps = 1;
-  while (sweep(*this, v, small, negligible) && sweeps < most_sweeps) ++sweeps;
+  while (sweep(*this, v, small, negligible) && sweeps < most_joint_sweeps) ++sweeps;
   return sweeps;
 }
 

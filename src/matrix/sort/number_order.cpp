@@ -8,7 +8,7 @@ namespace qvtx {
 
 namespace {
 
-constexpr std::size_t line_doubles = 8;  // doubles of a cache line
+constexpr std::size_t line_keys = 8;  // keys of a cache line
 
 }  // namespace
 
@@ -19,9 +19,9 @@ void NumberOrder::start(long n) {
   for (length_ = 8; length_ * kernels_->lanes < n; length_ *= 2) ++length_bits_;
   const auto count = static_cast<std::size_t>(length_ * kernels_->lanes);
   row_bits_ = static_cast<long>(std::max(std::bit_ceil(count), std::size_t{32}) - 1);
-  storage_.resize(count + line_doubles);
-  const auto over = reinterpret_cast<std::uintptr_t>(storage_.data()) / sizeof(double) % line_doubles;
-  keys_ = storage_.data() + (line_doubles - over) % line_doubles;
+  storage_.resize(count + line_keys);
+  const auto over = reinterpret_cast<std::uintptr_t>(storage_.data()) / sizeof(double) % line_keys;
+  keys_ = storage_.data() + (line_keys - over) % line_keys;
 }
 
 }  // namespace qvtx
