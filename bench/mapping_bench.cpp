@@ -212,11 +212,11 @@ BENCHMARK(BM_Interpolation)->Unit(benchmark::kMillisecond);
 void BM_InterpolationSearchesPlain(benchmark::State& state) {
   const Sheet sheet;
   const auto search = [](const MatFullD& rows, const double* x) {
-    std::vector<std::pair<double, long>> all;
+    std::vector<std::pair<double, long>> all(static_cast<std::size_t>(rows.nrow()));
     for (long i = 0; i < rows.nrow(); ++i) {
       double sum = 0;
       for (long k = rows.ncol() - 1; k >= 0; --k) sum += (rows(i, k) - x[k]) * (rows(i, k) - x[k]);
-      all.emplace_back(std::sqrt(sum), i);
+      all[static_cast<std::size_t>(i)] = {std::sqrt(sum), i};
     }
     std::partial_sort(all.begin(), all.begin() + 4, all.end());
     benchmark::DoNotOptimize(all.data());

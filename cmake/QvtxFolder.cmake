@@ -39,6 +39,8 @@ function(qvtx_folder name)
       target_include_directories(qvtx_${name}_${isa} PRIVATE ${PROJECT_SOURCE_DIR}/src)
       target_compile_definitions(qvtx_${name}_${isa} PRIVATE QVTX_ISA=${isa})
       target_compile_options(qvtx_${name}_${isa} PRIVATE ${flags_${isa}})
+      # Kernels call alike what is alike, and each checks alone.
+      set_target_properties(qvtx_${name}_${isa} PROPERTIES UNITY_BUILD OFF)
       qvtx_warnings(qvtx_${name}_${isa})
       target_sources(qvtx_${name} PRIVATE $<TARGET_OBJECTS:qvtx_${name}_${isa}>)
       set_property(GLOBAL APPEND PROPERTY QVTX_OBJECTS $<TARGET_OBJECTS:qvtx_${name}_${isa}>)

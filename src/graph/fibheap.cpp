@@ -203,7 +203,7 @@ void FibHeap::DecreaseKey(FibHeapNode* node, FibHeapNode& key) {
     if (!(*node < *parent)) return;
     _Cut(node, parent);
     _CascadingCut(parent);
-  } else if (*node < *min_) {
+  } else if (*node < *min_) {  // NOLINT(clang-analyzer-core.NonNullParamChecker): its heap is not empty
     min_ = node;
   }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <numeric>
 #include <vector>
 
 #include "base/interrupt.h"
@@ -59,8 +60,8 @@ struct Bounds {
 long link_diameter(const MatLinkD& links) {
   Walker walker(links);
   std::vector<Bounds> bounds(static_cast<std::size_t>(links.nnode()));
-  std::vector<int> open;  // nodes that may be farther from some node than `diameter`
-  for (int i = 0; i < static_cast<int>(links.nnode()); ++i) open.push_back(i);
+  std::vector<int> open(bounds.size());  // nodes that may be farther from some node than `diameter`
+  std::iota(open.begin(), open.end(), 0);
   const auto at = [&bounds](int v) -> Bounds& { return bounds[static_cast<std::size_t>(v)]; };
   int diameter = 0;
   // Turn by turn a node at the rim, which raises the diameter, and one in the middle, which lowers the bounds
