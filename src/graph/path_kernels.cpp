@@ -77,14 +77,17 @@ class Waiting {
 
 // Nodes take their turn by their distance from the nearest source, roughly. For near sources that is the
 // order of the distances in every lane, and most nodes have to be visited once or twice only.
-void shorten(const PathGraph& graph, double* distance, const PathWorkspace& work) {
+long shorten(const PathGraph& graph, const int* rank, long last, double* distance,
+             const PathWorkspace& work) {
   Waiting waiting(graph, work);
-  for (int u = waiting.next(); u >= 0; u = waiting.next()) {
+  long turns = 0;
+  for (int u = waiting.next(); u >= 0; u = waiting.next(), ++turns) {
     Vec from[vectors];
     for (int i = 0; i < vectors; ++i)
       from[i] = load(distance + static_cast<long>(u) * path_sources + i * lanes);
     const PathEdge* const end = graph.edges + graph.first[u + 1];
     for (const PathEdge* edge = graph.edges + graph.first[u]; edge != end; ++edge) {
+      if (rank[edge->to] > last) continue;
       double* to = distance + static_cast<long>(edge->to) * path_sources;
       const Vec length = broadcast(edge->length);
       unsigned shorter = 0;
@@ -100,6 +103,50 @@ void shorten(const PathGraph& graph, double* distance, const PathWorkspace& work
       waiting.add(edge->to);
     }
   }
+  return turns;
+}
+
+// The shortest ways to a node over some of its neighbours. Returns whether it in turn shortens the way to one
+// of them.
+bool meet(const PathEdge* begin, const PathEdge* end, const double* distance, double* here) {
+  Vec best[vectors];
+  for (int i = 0; i < vectors; ++i) best[i] = broadcast(__builtin_inf());
+  for (const PathEdge* edge = begin; edge != end; ++edge) {
+    const double* from = distance + static_cast<long>(edge->to) * path_sources;
+    for (int i = 0; i < vectors; ++i) {
+      const Vec offer = load(from + i * lanes) + broadcast(edge->length);
+      best[i] = select(above(best[i], offer), offer, best[i]);
+    }
+  }
+  for (int i = 0; i < vectors; ++i) store(here + i * lanes, best[i]);
+  unsigned shorter = 0;
+  for (const PathEdge* edge = begin; edge != end; ++edge) {
+    const double* to = distance + static_cast<long>(edge->to) * path_sources;
+    for (int i = 0; i < vectors; ++i)
+      shorter |= mask_of(above(load(to + i * lanes), best[i] + broadcast(edge->length)));
+  }
+  return shorter != 0;
+}
+
+// A node takes its distances from those before it, all at once and without a queue. Where one of those is
+// better reached over this node, what follows from that is mended before the next node has its turn.
+int spread(const PathGraph& graph, const PathSequence& sequence, long first, double* distance,
+           PathWorkspace work) {
+  work.waiting = 1;
+  work.step = __builtin_inf();
+  long mended = 0;
+  for (long r = first; r < graph.n; ++r) {
+    const int v = sequence.node[r];
+    const PathEdge* const begin = sequence.back + (r > 0 ? sequence.end[r - 1] : 0);
+    if (!meet(begin, sequence.back + sequence.end[r], distance,
+              distance + static_cast<long>(v) * path_sources))
+      continue;
+    work.near[0] = v;
+    work.queued[v] = 1;
+    mended += shorten(graph, sequence.rank, r, distance, work);
+    if (mended > 2 * graph.n) return 0;
+  }
+  return 1;
 }
 
 // One vector of sources of one node.
@@ -135,23 +182,35 @@ unsigned predecessors(const PathGraph& graph, const double* distance, long* cons
   return lanes_with_flat;
 }
 
-// The rows are written in order, sixteen streams; the nodes' places are near the reading head more often than
-// not.
+// Sixteen rows that begin at the same place of a page share one set of cache lines, so each gets a few lines
+// at a time.
 void collect(const double* distance, const int* place, long n, double* const* dist, long count) {
+  constexpr int together = 32;
   const Vec infinite = broadcast(__builtin_inf());
-  for (long v = 0; v < n; ++v) {
+  double row[path_sources][together];
+  const auto turn = [&](long v, int k) {
     const double* from = distance + static_cast<long>(place[v]) * path_sources;
-    double row[path_sources];
+    double node[path_sources];
     for (int i = 0; i < vectors; ++i) {
       const Vec d = load(from + i * lanes);
-      store(row + i * lanes, d < infinite ? d : broadcast(-1.0));
+      store(node + i * lanes, d < infinite ? d : broadcast(-1.0));
     }
-    for (long s = 0; s < count; ++s) dist[s][v] = row[s];
+    for (int s = 0; s < path_sources; ++s) row[s][k] = node[s];
+  };
+  long first = 0;
+  for (; first + together <= n; first += together) {
+    for (int k = 0; k < together; ++k) turn(first + k, k);
+    for (long s = 0; s < count; ++s)
+      for (int k = 0; k < together; k += lanes) store(dist[s] + first + k, load(row[s] + k));
+  }
+  for (; first < n; ++first) {
+    turn(first, 0);
+    for (long s = 0; s < count; ++s) dist[s][first] = row[s][0];
   }
 }
 
 }  // namespace
 
-const PathKernels path_kernels = {shorten, predecessors, collect};
+const PathKernels path_kernels = {shorten, spread, predecessors, collect};
 
 }  // namespace qvtx::QVTX_ISA

@@ -21,6 +21,15 @@ struct PathGraph {
   const long* number;     ///< n: the numbers that the nodes have outside
 };
 
+/// A sequence of all nodes.
+struct PathSequence {
+  const int* node;  ///< n: the node at each rank
+  const int* rank;  ///< n: where each node stands
+  /// The edges that lead from each node to one of a lower rank, rank by rank; those of rank r end at end[r].
+  const PathEdge* back;
+  const int* end;
+};
+
 /// Room for the nodes that wait for their turn, n places each.
 struct PathWorkspace {
   int* near;  ///< the first `waiting` hold the sources
@@ -32,9 +41,17 @@ struct PathWorkspace {
 };
 
 struct PathKernels {
-  /// Shortens tentative distances (n x path_sources; +infinity for none) along the edges until none can be
-  /// shortened. All flags of the workspace are 0 afterwards.
-  void (*shorten)(const PathGraph& graph, double* distance, const PathWorkspace& work);
+  /// Shortens tentative distances (n x path_sources; +infinity for none) along the edges between nodes of
+  /// rank[v] <= last, until none can be shortened. All flags of the workspace are 0 afterwards. Returns how
+  /// often a node took its turn.
+  long (*shorten)(const PathGraph& graph, const int* rank, long last, double* distance,
+                  const PathWorkspace& work);
+  /// Goes on with nodes of rank `first` and above, whose distances need not be set, when those of all others
+  /// cannot be shortened along the edges between them; then no distance can. Quick when most shortest paths
+  /// follow the sequence. Gives up, with 0 and with distances that mean nothing, when few do; otherwise 1.
+  /// The workspace: nobody waits.
+  int (*spread)(const PathGraph& graph, const PathSequence& sequence, long first, double* distance,
+                PathWorkspace work);
   /// pred[s][2 i] = number of the node before node number i on the path from source s, the first settled of
   /// several, -1 for none, for all lanes. Returns the lanes in which an edge adds nothing to a distance, as
   /// bits: there the order of settling is not that of the distances, and pred may be wrong.

@@ -9,6 +9,12 @@ namespace {
 
 constexpr std::size_t line_doubles = 8;  // doubles of a cache line
 
+/// Nodes ahead whose edges are called for.
+constexpr long far_ahead = 16;
+
+/// Groups that follow each other are near enough for one sequence.
+constexpr int groups_of_a_sequence = 2;
+
 /// Nodes of a bucket that an insertion sort can still do with.
 constexpr long crowd = 32;
 
@@ -114,21 +120,101 @@ void PathRows::rows(const long* sources, long count, double* const* dist, long* 
   }
 }
 
-/// Distances of the sources in the first lanes; the others stay at +infinity.
+/// Distances of the sources in the first lanes; the others stay at +infinity. The group before tells in which
+/// sequence to visit the nodes, when its sources are not far.
 void PathRows::search(const long* sources, long count) {
+  const long guide = choose_guide(sources, count);
+  known_ = count;
+  if (guide >= 0) {
+    if (sequence_used_ == 0) arrange(guide);
+    sequence_used_ = (sequence_used_ + 1) % groups_of_a_sequence;
+    if (search_along(sources, count)) return;
+    guided_ = false;
+  }
+  search_anew(sources, count);
+}
+
+/// The lane of the group before whose source is nearest to these, -1 when none reaches them all.
+long PathRows::choose_guide(const long* sources, long count) const {
+  long nearest = -1;
+  double least = no_bound;
+  for (long lane = 0; lane < known_ && guided_; ++lane) {
+    double sum = 0.0;
+    for (long s = 0; s < count; ++s) sum += distance_[place(sources[s]) * group + lane];
+    if (!(sum < least)) continue;
+    least = sum;
+    nearest = lane;
+  }
+  return nearest;
+}
+
+/// Sets the sequence: by the distances in a lane, roughly.
+void PathRows::arrange(long lane) {
+  const long n = single_.nnode();
+  guide_.resize(at(n));
+  node_at_.resize(at(n));
+  rank_.resize(at(n));
+  for (long p = 0; p < n; ++p) {
+    const double d = distance_[p * group + lane];
+    guide_[at(p)] = d < no_bound ? d : -1.0;
+  }
+  sort_into_buckets(guide_.data(), [this](long r, long p) {
+    node_at_[at(r)] = static_cast<int>(p);
+    rank_[at(p)] = static_cast<int>(r);
+  });
+  back_.resize(edges_.size() + 1);
+  back_end_.resize(at(n));
+  std::size_t found = 0;
+  for (long r = 0; r < n; ++r) {
+    if (r + far_ahead < n) {
+      const PathEdge* const ahead = edges_.data() + first_[at(node_at_[at(r + far_ahead)])];
+      __builtin_prefetch(ahead);
+      __builtin_prefetch(ahead + 4);
+    }
+    const auto p = at(node_at_[at(r)]);
+    for (int e = first_[p]; e < first_[p + 1]; ++e) {
+      back_[found] = edges_[at(e)];
+      if (rank_[at(edges_[at(e)].to)] < r) ++found;
+    }
+    back_end_[at(r)] = static_cast<int>(found);
+  }
+}
+
+/// The nodes among the sources first, then all others along the sequence. False, without a result, when that
+/// is not the sequence in which shortest paths run.
+bool PathRows::search_along(const long* sources, long count) {
+  const long n = single_.nnode();
+  long last = 0;
+  for (long s = 0; s < count; ++s) last = std::max<long>(last, rank_[at(place(sources[s]))]);
+  for (long r = 0; r <= last; ++r) {
+    std::fill_n(distance_ + node_at_[at(r)] * group, group, no_bound);
+    reach_[at(node_at_[at(r)])] = no_bound;
+  }
+  const PathGraph graph{n, first_.data(), edges_.data(), order_.data()};
+  const PathWorkspace sources_wait = enqueue(sources, count);
+  path_kernels().shorten(graph, rank_.data(), last, distance_, sources_wait);
+  const PathSequence sequence{node_at_.data(), rank_.data(), back_.data(), back_end_.data()};
+  return path_kernels().spread(graph, sequence, last + 1, distance_, sources_wait) != 0;
+}
+
+void PathRows::search_anew(const long* sources, long count) {
   const long n = single_.nnode();
   std::fill_n(distance_, n * group, no_bound);
   std::fill(reach_.begin(), reach_.end(), no_bound);
+  path_kernels().shorten({n, first_.data(), edges_.data(), order_.data()}, place_.data(), n, distance_,
+                         enqueue(sources, count));
+}
+
+PathWorkspace PathRows::enqueue(const long* sources, long count) {
   long waiting = 0;
   for (long s = 0; s < count; ++s) {
-    const int p = place_[at(sources[s])];
+    const long p = place(sources[s]);
     distance_[p * group + s] = 0.0;
-    if (queued_[at(p)] == 0) queue_[at(waiting++)] = p;
+    if (queued_[at(p)] == 0) queue_[at(waiting++)] = static_cast<int>(p);
     queued_[at(p)] = 1;
     reach_[at(p)] = 0.0;
   }
-  path_kernels().shorten({n, first_.data(), edges_.data(), order_.data()}, distance_,
-                         {queue_.data(), far_.data(), queued_.data(), reach_.data(), waiting, step_});
+  return {queue_.data(), far_.data(), queued_.data(), reach_.data(), waiting, step_};
 }
 
 /// Lists the nodes within reach in the order of settling, by distance and number, and marks the others.
@@ -138,9 +224,11 @@ void PathRows::settle(const double* dist, long* pred) {
   for (long r = 0; r < n; ++r) pred[2 * r + 1] = r < settled ? settled_[at(r)].node : -1;
 }
 
-/// Distances along links are spread well enough for as many buckets as there are nodes; an insertion sort
-/// over all completes the order. Returns the number of nodes within reach. dist: -1 out of reach.
-long PathRows::sort_reached(const double* dist) {
+/// Calls put(rank, i) for every i, ranks by increasing distance; those of nearly equal distance, one of n
+/// parts of the largest, are in any order. dist: n, -1 out of reach, which come last. Returns the number of
+/// the others; end_ tells where the parts end.
+template <class Put>
+long PathRows::sort_into_buckets(const double* dist, Put put) {
   const long n = single_.nnode();
   double farthest = 0.0;
   for (long i = 0; i < n; ++i) farthest = dist[i] > farthest ? dist[i] : farthest;
@@ -152,7 +240,16 @@ long PathRows::sort_reached(const double* dist) {
   for (long i = 0; i < n; ++i) ++end_[at(bucket_[at(i)] + 1)];
   for (std::size_t b = 1; b < end_.size(); ++b) end_[b] += end_[b - 1];
   const long reached = end_[at(n + 1)];
-  for (long i = 0; i < n; ++i) settled_[at(end_[at(bucket_[at(i)])]++)] = {dist[i], static_cast<int>(i)};
+  for (long i = 0; i < n; ++i) put(end_[at(bucket_[at(i)])]++, i);
+  return reached;
+}
+
+/// Distances along links are spread well enough for as many buckets as there are nodes; an insertion sort
+/// over all completes the order. Returns the number of nodes within reach. dist: -1 out of reach.
+long PathRows::sort_reached(const double* dist) {
+  const long reached = sort_into_buckets(dist, [&](long r, long i) {
+    settled_[at(r)] = {dist[i], static_cast<int>(i)};
+  });
 
   long first = 0;
   for (std::size_t b = 0; first < reached; first = end_[b++]) {

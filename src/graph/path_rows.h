@@ -9,7 +9,7 @@
 namespace qvtx {
 
 /// The rows of GraphPaths, with the same bits, for callers that want the rows of all nodes: sources that lie
-/// near each other are searched together, one in each lane. Memory for two copies of the links and for 30
+/// near each other are searched together, one in each lane. Memory for three copies of the links and for 30
 /// numbers a node. The graph may change after the construction; the copy does not.
 class PathRows {
  public:
@@ -26,7 +26,7 @@ class PathRows {
   long place(long node) const { return place_[static_cast<std::size_t>(node)]; }
   /// Rows of the `count` nodes sources[0], sources[1], ...: dist[s] gets n distances; pred[s], where pred is
   /// not null, n x 2 numbers, both as GraphPaths::row defines them. Fast for nodes that follow each other in
-  /// `order`. REQUIRES: 1 <= count <= group.
+  /// `order`, and for groups that do. REQUIRES: 1 <= count <= group.
   void rows(const long* sources, long count, double* const* dist, long* const* pred);
 
   /// The distances of one node alone.
@@ -37,6 +37,13 @@ class PathRows {
   void collect_near(long seed, std::vector<bool>& ordered, std::vector<int>& frontier);
   void copy_edges(const GraphPaths& links);
   void search(const long* sources, long count);
+  long choose_guide(const long* sources, long count) const;
+  void arrange(long lane);
+  bool search_along(const long* sources, long count);
+  void search_anew(const long* sources, long count);
+  PathWorkspace enqueue(const long* sources, long count);
+  template <class Put>
+  long sort_into_buckets(const double* dist, Put put);
   void settle(const double* dist, long* pred);
   long sort_reached(const double* dist);
 
@@ -51,6 +58,13 @@ class PathRows {
   std::vector<unsigned char> queued_;  ///< n
   std::vector<double> reach_;          ///< n
   double step_ = 0.0;
+  long known_ = 0;                    ///< lanes that hold distances of the group before
+  bool guided_ = true;                ///< these have been of use so far
+  int sequence_used_ = 0;             ///< times that the present sequence was of use
+  std::vector<double> guide_;         ///< n: those in the lane that sets the sequence
+  std::vector<int> node_at_, rank_;   ///< n: the sequence of places, and where each of them stands in it
+  std::vector<PathEdge> back_;        ///< edges to nodes of a lower rank, rank by rank
+  std::vector<int> back_end_;         ///< n: where those of each rank end
   std::vector<long> surplus_;         ///< pred of lanes without a source
   std::vector<ReachedNode> settled_;  ///< n
   std::vector<int> bucket_;           ///< n: the bucket of each node in the sort by distance
