@@ -1,37 +1,21 @@
 // Shortest paths between all nodes: one search per row on the Fibonacci heap, the same over flat arrays, and
 // sixteen sources at a time.
 
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <vector>
 
-#include "base/random.h"
 #include "graph/graph_paths.h"
-#include "graph/matlinkd.h"
 #include "graph/path_rows.h"
-#include "matrix/matfulld.h"
+#include "random_links.h"
 
 namespace {
 
 using namespace qvtx;
 
-/// n nodes uniform in a square, each linked with its 5 nearest: about 6 links a node.
-void build(MatLinkD& links, long n) {
-  setseed(default_seed);
-  MatFullD points(n, 2);
-  points.setrows(n, 0.0);
-  points.random(0, 0.0, 1.0, 0, -1, 0, -1);
-  links.setdim(n, 2);
-  links.addrow(n);
-  links.n_link(0, points, 5);
-  links.setpos(points, 1);
-}
-
 void rows_on_fibonacci_heap(benchmark::State& state) {
   const long n = state.range(0);
   MatLinkD links;
-  build(links, n);
+  link_random_points(links, n);
   MatFullL pred;
   MatFullD dist;
   for (auto _ : state) {
@@ -49,7 +33,7 @@ template <bool with_paths>
 void rows_in_lanes(benchmark::State& state) {
   const long n = state.range(0);
   MatLinkD links;
-  build(links, n);
+  link_random_points(links, n);
   constexpr long group = PathRows::group;
   std::vector<double> dist(static_cast<std::size_t>(n * group));
   std::vector<long> pred(static_cast<std::size_t>(2 * n * group));
@@ -75,7 +59,7 @@ BENCHMARK(rows_in_lanes<true>)->Arg(300)->Arg(2000)->Arg(5000)->Unit(benchmark::
 void rows_on_flat_arrays(benchmark::State& state) {
   const long n = state.range(0);
   MatLinkD links;
-  build(links, n);
+  link_random_points(links, n);
   std::vector<double> dist(static_cast<std::size_t>(n));
   std::vector<long> pred(static_cast<std::size_t>(2 * n));
   for (auto _ : state) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 #include <memory>
 #include <new>
@@ -12,6 +13,7 @@
 #include "graph/path_rows.h"
 #include "matrix/distance/row_search.h"
 #include "quant/link_diameter.h"
+#include "quant/range_kernels.h"
 
 namespace qvtx {
 
@@ -19,39 +21,17 @@ namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-/// Smallest and largest positive number met. Several at a time, without a branch.
+/// Smallest and largest positive number met.
 class Extremes {
  public:
-  void take(const double* row, long n) {
-    long j = 0;
-    for (; j + width <= n; j += width)
-      for (long l = 0; l < width; ++l) take(row[j + l], l);
-    for (; j < n; ++j) take(row[j], 0);
+  void take(const double* row, long n) { range_kernels().widen(row, n, &min_, &max_); }
+  void take_mixed(const double* space, const double* graph, double w, long n) {
+    range_kernels().widen_mixed(space, graph, w, n, &min_, &max_);
   }
-  PairRange range() const {
-    const double max = *std::max_element(max_.begin(), max_.end());
-    return {max == 0.0 ? 0.0 : *std::min_element(min_.begin(), min_.end()), max};
-  }
+  PairRange range() const { return {max_ == 0.0 ? 0.0 : min_, max_}; }
 
  private:
-  static constexpr long width = 8;
-
-  void take(double v, long l) {
-    double& min = min_[static_cast<std::size_t>(l)];
-    double& max = max_[static_cast<std::size_t>(l)];
-    const double positive = v > 0.0 ? v : infinity;
-    min = positive < min ? positive : min;
-    max = v > max ? v : max;
-  }
-
-  std::array<double, width> min_ = filled(infinity);
-  std::array<double, width> max_ = filled(0.0);
-
-  static std::array<double, width> filled(double v) {
-    std::array<double, width> all;
-    all.fill(v);
-    return all;
-  }
+  double min_ = infinity, max_ = 0.0;
 };
 
 /// Makes m rows x columns, filled. A matrix that finds no memory says so on the console; for the caller it is
@@ -112,11 +92,14 @@ class PairDistances::Pass {
         points_(pairs.points_),
         n_(points_.nrow()),
         memory_(rules.memory),
+        stores_space_(rules.stores_space()),
         graph_(rules.linked),
         linked_(rules.linked && pairs.links_.nlive() > 0),
         laplacian_(rules.laplacian.has_value()),
         weight_(linked_ ? rules.balance : 0.0),
         search_(points_),
+        squares_(rules.linked && rules.balance == 1.0 && search_.usable() &&
+                 Metric::in_force().is_euclidean()),
         graph_rows_(at(n_), nullptr) {
     if (graph_ && !laplacian_) routes_ = std::make_unique<PathRows>(pairs.links_, 1);
   }
@@ -141,7 +124,9 @@ class PairDistances::Pass {
   }
 
   PairRanges ranges() const {
-    return {space_.range(), along_.range(), weight_ > 0.0 ? mixed_.range() : space_.range(),
+    PairRange space = space_.range();
+    if (squares_) space = {std::sqrt(space.min), std::sqrt(space.max)};
+    return {space, along_.range(), weight_ > 0.0 ? mixed_.range() : space,
             graph_ ? link_diameter(pairs_.links_) : 0};
   }
 
@@ -153,14 +138,17 @@ class PairDistances::Pass {
     const double* const g = graph(i);
     if (!linked_) return;
     along_.take(g, n_);
-    if (weight_ > 0.0) mix(e, g);
+    if (weight_ > 0.0) mixed_.take_mixed(e, g, weight_, n_);
   }
 
+  /// Squares where only the range matters: in a mix without a share of them they count as the distances do.
   const double* space(long i) {
-    if (pairs_.space_stored(i)) return pairs_.space_[i].data();
-    MatFullD& row = memory_ >= 1 ? pairs_.space_[i] : space_scratch_;
+    if (!squares_ && pairs_.space_stored(i)) return pairs_.space_[i].data();
+    MatFullD& row = stores_space_ ? pairs_.space_[i] : space_scratch_;
     double* const out = fill(row, n_, 1, 0.0);
-    if (search_.usable()) {
+    if (squares_) {
+      search_.sums(points_.row(i), out);
+    } else if (search_.usable()) {
       search_.distances(points_.row(i), out);
     } else {
       points_.sdav(i, row, no_bound);
@@ -204,27 +192,21 @@ class PairDistances::Pass {
     return row;
   }
 
-  void mix(const double* e, const double* g) {
-    const double w = weight_;
-    mixed_scratch_.resize(at(n_));
-    for (long j = 0; j < n_; ++j) mixed_scratch_[at(j)] = g[j] > 0.0 ? (1.0 - w) * e[j] + w * g[j] : 0.0;
-    mixed_.take(mixed_scratch_.data(), n_);
-  }
-
   PairDistances& pairs_;
   const MatFullD& points_;
   const long n_;
   const long memory_;
+  const bool stores_space_;
   const bool graph_;      // distances along the links count
   const bool linked_;     // and there are links
   const bool laplacian_;  // those distances come from the Laplacian
   const double weight_;
   RowSearch search_;
+  const bool squares_;  // `space` gives squared distances
   std::unique_ptr<PathRows> routes_;
   std::vector<const double*> graph_rows_;  // rows along the links of the group in hand
   std::vector<double> graph_scratch_;      // the same where they are not stored
   MatFullD space_scratch_;
-  std::vector<double> mixed_scratch_;
   Extremes space_, along_, mixed_;
 };
 
@@ -269,7 +251,8 @@ double PairDistances::bytes_needed() const {
   const auto n = static_cast<double>(points_.nrow());
   const PairRules rules = rules_();
   double numbers = 0;  // per pair
-  if (rules.memory >= 1) numbers += rules.linked ? 2 : 1;
+  if (rules.stores_space()) numbers += 1;
+  if (rules.memory >= 1 && rules.linked) numbers += 1;
   if (rules.memory >= 2 && rules.linked) numbers += 2;
   if (rules.laplacian && !(points_.nrow() > 0 && graph_stored(0))) numbers += rules.memory >= 1 ? 2 : 3;
   return numbers * n * n * sizeof(double);

@@ -25,6 +25,9 @@ struct PairRules {
   std::optional<LaplacianOptions> laplacian;
   double balance = 0.0;  ///< weight of the distance along the links in the mix, 0 unless linked
   long memory = 0;       ///< rows stored: 0 none, 1 distances, 2 paths too; Laplacian rows always are
+
+  /// Distances in space are stored where the mix has a share of them; nobody else reads whole rows often.
+  bool stores_space() const { return memory >= 1 && !(linked && balance == 1.0); }
 };
 
 /// Smallest and largest positive distance of a kind; 0 and 0 when there is none.

@@ -3,9 +3,12 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <random>
 #include <set>
 
 #include "quant/link_diameter.h"
+#include "quant/range_kernels.h"
+#include "support/levels.h"
 #include "support/quantizer.h"
 
 namespace qvtx::test {
@@ -153,16 +156,17 @@ TEST_F(Distances, AnythingTheyDependOnStartsAnotherComputation) {
 }
 
 TEST_F(Distances, StoredReadAndComputedRowsAreTheSame) {
-  for (long type : {0L, 2L}) {
+  for (const auto& [type, balance] : {std::pair{0L, 0.5}, {0L, 1.0}, {2L, 0.5}}) {
     quantize(40, 3);
     vq.setkey("tdgdtype", static_cast<double>(type));
+    vq.setkey("tdgb", balance);
     std::set<std::vector<double>> rows;
     for (long memory : {0L, 1L, 2L}) {
       vq.setkey("vgmemory", static_cast<double>(memory));
       ASSERT_EQ(1, vq.prot_fin("LBG", 1));
       ASSERT_EQ(1, vq.dist_ini(0));
       rows.insert(all_rows());
-      EXPECT_EQ(memory >= 1, vq.space_stored(7));
+      EXPECT_EQ(memory >= 1 && balance < 1.0, vq.space_stored(7));
       EXPECT_EQ(memory >= 1 || type == 2, vq.graph_stored(7));
       EXPECT_EQ(memory == 2, vq.path_stored(7));
     }
@@ -193,6 +197,39 @@ TEST_F(Distances, LaplacianOfAPathGivesTheRootsOfItsLengths) {
   EXPECT_EQ((std::vector<long>{-1, 0, -1, 1, -1, 2, -1, -1}), std::vector<long>(p, p + 8));
   EXPECT_NEAR(std::sqrt(2.0), vq.real("tdxg"), 1e-12);
   EXPECT_EQ(2, vq.number("tdxp"));
+}
+
+/// The ranges by single comparisons.
+PairRange plain_range(const std::vector<double>& numbers) {
+  PairRange range{infinity, 0.0};
+  for (const double v : numbers) {
+    if (v > 0.0 && v < range.min) range.min = v;
+    if (v > range.max) range.max = v;
+  }
+  return range;
+}
+
+TEST(RangeKernels, EqualPlainComparisonsInEveryLane) {
+  std::mt19937 draws(2);
+  const double odd[] = {-1.0, 0.0, std::nan(""), infinity, 5e-324, 1e-3, 7.0};
+  for (const Isa isa : instruction_sets()) {
+    const Level level(isa);
+    for (std::size_t n = 0; n < 75; ++n) {
+      std::vector<double> e(n), g(n), mixed(n);
+      for (std::size_t j = 0; j < n; ++j) {
+        e[j] = odd[draws() % (n % 2 == 0 ? 7 : 3)];
+        g[j] = odd[draws() % 7];
+        mixed[j] = g[j] > 0.0 ? (1.0 - 0.25) * e[j] + 0.25 * g[j] : 0.0;
+      }
+      PairRange own{infinity, 0.0}, mix{infinity, 0.0};
+      range_kernels().widen(e.data(), static_cast<long>(n), &own.min, &own.max);
+      range_kernels().widen_mixed(e.data(), g.data(), 0.25, static_cast<long>(n), &mix.min, &mix.max);
+      EXPECT_EQ(plain_range(e).min, own.min);
+      EXPECT_EQ(plain_range(e).max, own.max);
+      EXPECT_EQ(plain_range(mixed).min, mix.min);
+      EXPECT_EQ(plain_range(mixed).max, mix.max);
+    }
+  }
 }
 
 }  // namespace
