@@ -182,6 +182,33 @@ unsigned predecessors(const PathGraph& graph, const double* distance, long* cons
   return lanes_with_flat;
 }
 
+// One vector of sources of one node. Returns 1 in lanes within reach without a step.
+Bits step_to(const PathGraph& graph, long v, const double* distance, long long* step) {
+  const Vec infinite = broadcast(__builtin_inf());
+  const Vec here = load(distance + v * path_sources);
+  Bits found = Bits{} + no_step;
+  for (int e = graph.first[v + 1] - 1; e >= graph.first[v]; --e) {
+    const PathEdge& edge = graph.edges[e];
+    const Vec there = load(distance + static_cast<long>(edge.to) * path_sources);
+    const Bits leads = (there + broadcast(edge.length) == here) & (there < here) & (here < infinite);
+    found = leads ? Bits{} + (e - graph.first[v]) : found;
+  }
+  __builtin_memcpy(step, &found, sizeof found);
+  return (found == no_step) & (here < infinite) & 1;
+}
+
+void steps(const PathGraph& graph, const double* distance, unsigned char* step, long* ends) {
+  Bits without[vectors] = {};
+  for (long v = 0; v < graph.n; ++v) {
+    long long found[path_sources];
+    for (int i = 0; i < vectors; ++i)
+      without[i] += step_to(graph, v, distance + i * lanes, found + i * lanes);
+    for (int s = 0; s < path_sources; ++s) step[v * path_sources + s] = static_cast<unsigned char>(found[s]);
+  }
+  for (int i = 0; i < vectors; ++i)
+    for (int l = 0; l < lanes; ++l) ends[i * lanes + l] = without[i][l];
+}
+
 // Sixteen rows that begin at the same place of a page share one set of cache lines, so each gets a few lines
 // at a time.
 void collect(const double* distance, const int* place, long n, double* const* dist, long count) {
@@ -211,6 +238,6 @@ void collect(const double* distance, const int* place, long n, double* const* di
 
 }  // namespace
 
-const PathKernels path_kernels = {shorten, spread, predecessors, collect};
+const PathKernels path_kernels = {shorten, spread, predecessors, steps, collect};
 
 }  // namespace qvtx::QVTX_ISA

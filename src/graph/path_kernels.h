@@ -6,6 +6,7 @@
 namespace qvtx {
 
 inline constexpr int path_sources = 16;  ///< searched together, one in each lane
+inline constexpr int no_step = 255;
 
 /// A link as seen from one end.
 struct PathEdge {
@@ -56,6 +57,11 @@ struct PathKernels {
   /// several, -1 for none, for all lanes. Returns the lanes in which an edge adds nothing to a distance, as
   /// bits: there the order of settling is not that of the distances, and pred may be wrong.
   unsigned (*predecessors)(const PathGraph& graph, const double* distance, long* const* pred);
+  /// step[v path_sources + s] = which of the edges of node v, counted from its first, leads to it on a
+  /// shortest path from source s, no_step for the source and out of reach. ends[s] counts the nodes within
+  /// reach without a step; when it is not the source alone, there are edges that add nothing to a distance,
+  /// and the steps are of no use. No node has more than no_step edges.
+  void (*steps)(const PathGraph& graph, const double* distance, unsigned char* step, long* ends);
   /// dist[s][v] = the distance of the node at place[v] from source s (-1 where it is infinite or NaN), for n
   /// nodes and the first `count` sources.
   void (*collect)(const double* distance, const int* place, long n, double* const* dist, long count);

@@ -107,8 +107,7 @@ void PathRows::rows(const long* sources, long count, double* const* dist, long* 
     surplus_.resize(at(2 * n));
     long* every[group];
     for (long s = 0; s < group; ++s) every[s] = s < count ? pred[s] : surplus_.data();
-    searched_anew =
-        path_kernels().predecessors({n, first_.data(), edges_.data(), order_.data()}, distance_, every);
+    searched_anew = path_kernels().predecessors(graph(), distance_, every);
   }
   path_kernels().collect(distance_, place_.data(), n, dist, count);
   for (long s = 0; pred != nullptr && s < count; ++s) {
@@ -118,6 +117,11 @@ void PathRows::rows(const long* sources, long count, double* const* dist, long* 
       settle(dist[s], pred[s]);
     }
   }
+}
+
+void PathRows::steps(const long* sources, long count, unsigned char* step, long* ends) {
+  search(sources, count);
+  path_kernels().steps(graph(), distance_, step, ends);
 }
 
 /// Distances of the sources in the first lanes; the others stay at +infinity. The group before tells in which
@@ -183,26 +187,23 @@ void PathRows::arrange(long lane) {
 /// The nodes among the sources first, then all others along the sequence. False, without a result, when that
 /// is not the sequence in which shortest paths run.
 bool PathRows::search_along(const long* sources, long count) {
-  const long n = single_.nnode();
   long last = 0;
   for (long s = 0; s < count; ++s) last = std::max<long>(last, rank_[at(place(sources[s]))]);
   for (long r = 0; r <= last; ++r) {
     std::fill_n(distance_ + node_at_[at(r)] * group, group, no_bound);
     reach_[at(node_at_[at(r)])] = no_bound;
   }
-  const PathGraph graph{n, first_.data(), edges_.data(), order_.data()};
   const PathWorkspace sources_wait = enqueue(sources, count);
-  path_kernels().shorten(graph, rank_.data(), last, distance_, sources_wait);
+  path_kernels().shorten(graph(), rank_.data(), last, distance_, sources_wait);
   const PathSequence sequence{node_at_.data(), rank_.data(), back_.data(), back_end_.data()};
-  return path_kernels().spread(graph, sequence, last + 1, distance_, sources_wait) != 0;
+  return path_kernels().spread(graph(), sequence, last + 1, distance_, sources_wait) != 0;
 }
 
 void PathRows::search_anew(const long* sources, long count) {
   const long n = single_.nnode();
   std::fill_n(distance_, n * group, no_bound);
   std::fill(reach_.begin(), reach_.end(), no_bound);
-  path_kernels().shorten({n, first_.data(), edges_.data(), order_.data()}, place_.data(), n, distance_,
-                         enqueue(sources, count));
+  path_kernels().shorten(graph(), place_.data(), n, distance_, enqueue(sources, count));
 }
 
 PathWorkspace PathRows::enqueue(const long* sources, long count) {

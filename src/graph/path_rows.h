@@ -29,6 +29,15 @@ class PathRows {
   /// `order`, and for groups that do. REQUIRES: 1 <= count <= group.
   void rows(const long* sources, long count, double* const* dist, long* const* pred);
 
+  /// As `rows`, but what leads to each node: step and ends as PathKernels::steps gives them, by place, for
+  /// `group` lanes of which the first `count` count. REQUIRES: no node has more than no_step links.
+  void steps(const long* sources, long count, unsigned char* step, long* ends);
+  /// Distance of the node at a place from source s of the last call of `rows` or `steps`; +infinity out of
+  /// reach.
+  double found(long at_place, long s) const { return distance_[at_place * group + s]; }
+  /// The links between places.
+  PathGraph graph() const { return {single_.nnode(), first_.data(), edges_.data(), order_.data()}; }
+
   /// The distances of one node alone.
   void row(long source, double* dist) { single_.row(source, dist, nullptr); }
 

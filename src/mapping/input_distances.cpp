@@ -1,14 +1,18 @@
 #include "mapping/input_distances.h"
 
 #include <algorithm>
+#include <new>
 
 namespace qvtx {
 
 namespace {
 
-/// Rows of n numbers that are searched for together: 64 MiB, so that among them are many of near sources.
+/// For what takes the place of rows that are not stored.
+constexpr long most_bytes = 1L << 26;
+
+/// Rows of n numbers that are searched for together, so that among them are many of near sources.
 long rows_at_once(long n) {
-  constexpr long most_numbers = 1L << 23;
+  constexpr long most_numbers = most_bytes / static_cast<long>(sizeof(double));
   return std::min(n, std::max(most_numbers / n, PathRows::group));
 }
 
@@ -24,7 +28,8 @@ InputDistances::InputDistances(const VeQuan& prototypes, double w, bool across, 
   if (w != 0 && !prototypes.graph_stored(0) && !prototypes.has_laplacian()) {
     rows_.graph.setdim(n, 1);
     rows_.graph.setrows(n);
-    paths_.emplace(prototypes.getlink(), 1);
+    if (rows_.plant && !rows_.trees) plant();
+    if (!rows_.trees) paths_.emplace(prototypes.getlink(), 1);
   }
   stored_ = w == 0 ? !mask_components_ && prototypes.space_stored(0) : w == 1 && prototypes.graph_stored(0);
 }
@@ -34,7 +39,19 @@ const double* InputDistances::stored(long i) const {
   return w_ == 0 ? prototypes_.space_row(i, rows_.space) : prototypes_.graph_row(i, rows_.graph);
 }
 
+/// Without the memory for it rows are searched for each time.
+void InputDistances::plant() {
+  try {
+    rows_.trees = PathTrees::plant(prototypes_.getlink(), 1, most_bytes);
+  } catch (const std::bad_alloc&) {
+  }
+}
+
 const double* InputDistances::graph_row(long i) {
+  if (rows_.trees) {
+    rows_.trees->row(i, rows_.graph.data());
+    return rows_.graph.data();
+  }
   if (!paths_) return prototypes_.graph_row(i, rows_.graph);
   if (!slot_.empty()) {
     long& slot = slot_[static_cast<std::size_t>(i)];

@@ -13,7 +13,7 @@ namespace qvtx {
 /// Rows of input distances: space distances (w = 0), graph distances (w = 1) or their mix (1 - w) space + w
 /// graph, from the quantizer's stores or, where these are empty, computed. Neither the quantizer's prototypes
 /// nor its links may change during the object's life. Memory: the rows given, and when graph rows have to be
-/// computed copies of the links, and 64 MiB for rows that are computed together.
+/// computed copies of the links, and up to 64 MiB for rows that are computed together or for trees.
 class InputDistances {
  public:
   /// REQUIRES: at least one prototype, and the step "dist_ext" done or links as `prot_fin` left them.
@@ -33,6 +33,7 @@ class InputDistances {
   const double* stored(long i) const;
 
  private:
+  void plant();
   const double* graph_row(long i);
   void search_from(long position);
   long node_at(long position) const { return order_ ? order_[position] : position; }

@@ -1,8 +1,10 @@
 #pragma once
 // What the epochs of the mappings work in.
 
+#include <memory>
 #include <vector>
 
+#include "graph/path_trees.h"
 #include "mapping/kernels/image_arrays.h"
 #include "matrix/matfulld.h"
 
@@ -13,6 +15,25 @@ struct RowRoom {
   MatFullD space, graph, mixed;
   MatFullD block;             ///< rows along the links that are searched for together,
   std::vector<long> sources;  ///< and whose they are
+  /// What takes the place of rows along the links while `plant`: the prototypes and their links stay as they
+  /// are.
+  std::unique_ptr<PathTrees> trees;
+  bool plant = false;
+};
+
+/// While it lives, rows along the links that are not stored are added up from trees, where these fit.
+class PlantedPaths {
+ public:
+  explicit PlantedPaths(RowRoom& room) : room_(room) { room_.plant = true; }
+  ~PlantedPaths() {
+    room_.plant = false;
+    room_.trees.reset();
+  }
+  PlantedPaths(const PlantedPaths&) = delete;
+  PlantedPaths& operator=(const PlantedPaths&) = delete;
+
+ private:
+  RowRoom& room_;
 };
 
 /// What scaling found of the axes asked for.

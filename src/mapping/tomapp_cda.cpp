@@ -31,6 +31,7 @@ long ToMapp::cda(long dim, const MatParaD& sched) {
     refuse("cda: al not parametric");
     return 0;
   }
+  const PlantedPaths planted(memory.distances);
   run_epochs("cda: mapping ... ", sched.nrow(), {" E=", [this] { return mapr_err(); }},
              [&](long t) { return cda_itr(sched.get(t, 0), sched.get(t, 1)); });
   return mapr_fin("Curvilinear Component Analysis");

@@ -66,6 +66,7 @@ long ToMapp::sammon(long dim, const MatParaD& sched) {
     refuse("sammon: as not parametric");
     return 0;
   }
+  const PlantedPaths planted(memory.distances);
   run_epochs("sammon: mapping ... ", sched.nrow(), {" E=", [this] { return mapr_err(); }},
              [&](long t) { return sammon_itr(sched.get(t, 0), sched.get(t, 1)); });
   return mapr_fin("Sammon's Nonlinear Mapping");

@@ -83,7 +83,7 @@ TEST(Told, HowMuchMemoryACommandNeeds) {
   here.bring("iris.dat");
   const std::pair<const char*, const char*> cases[] = {
       {"ld many nq md mp m 2",
-       "  md: not enough memory (needs 256.0 MB): given up, the analysis is as it was\n"},
+       "  md: not enough memory (needs 128.0 MB): given up, the analysis is as it was\n"},
       {"ld iris km 5 ng 2000000000", "  ng: not enough memory (needs 64.0 GB): given up, "},
       {"ld iris km 5 md mp m 2000000000", "  md: not enough memory (needs 80.0 GB): given up, "},
   };

@@ -7,6 +7,7 @@
 #include <limits>
 #include <random>
 
+#include "graph/path_trees.h"
 #include "gtest/gtest.h"
 #include "support/levels.h"
 
@@ -37,10 +38,12 @@ double length(Lengths kind, std::mt19937& draws) {
   return 0.0;
 }
 
-/// n nodes with about `degree` links each: double links, links of a node with itself, several components.
+/// n nodes with about `degree` links each: double links, links of a node with itself, several components, and
+/// a node linked with many.
 void link(MatLinkD& links, long n, long degree, Lengths kind, std::mt19937& draws) {
   links.setdim(n, 2);
   links.addrow(n);
+  for (long i = 7; i < n; i += 7) links.setvalue(links.add_link(7, i), 1, length(kind, draws));
   for (long e = 0; e < n * degree / 2; ++e) {
     const auto a = static_cast<long>(draws()) % n;
     const long step = static_cast<long>(draws()) % 9;
@@ -95,6 +98,15 @@ Rows rows_of_groups(const MatLinkD& links, bool with_pred) {
   return rows;
 }
 
+/// The distances, row by row in another order than that of the search.
+std::vector<std::vector<double>> rows_of_trees(const MatLinkD& links) {
+  const auto n = static_cast<std::size_t>(links.nnode());
+  const std::unique_ptr<PathTrees> trees = PathTrees::plant(links, 1, n * n * 2);
+  std::vector<std::vector<double>> rows(n, std::vector<double>(n, -2.0));
+  for (std::size_t i = n; trees && i-- > 0;) trees->row(static_cast<long>(i), rows[i].data());
+  return rows;
+}
+
 TEST(PathRowsTest, EqualsTheSearchFromEachNode) {
   std::mt19937 draws(1);
   for (const Lengths kind : {Lengths::reals, Lengths::lattice, Lengths::near_ties, Lengths::some_zero,
@@ -113,9 +125,21 @@ TEST(PathRowsTest, EqualsTheSearchFromEachNode) {
         const Rows rows = rows_of_groups(links, true);
         EXPECT_EQ(expected.dist, rows.dist);
         EXPECT_EQ(expected.pred, rows.pred);
+        EXPECT_EQ(expected.dist, rows_of_trees(links));
       }
     }
   }
+}
+
+TEST(PathRowsTest, TreesKeepToTheirRoomAndCannotCountMoreLinksThanAByte) {
+  MatLinkD links;
+  links.setdim(300, 2);
+  links.addrow(300);
+  for (long i = 1; i < 254; ++i) links.setvalue(links.add_link(0, i), 1, 1.0);
+  EXPECT_EQ(nullptr, PathTrees::plant(links, 1, 300 * 151 - 1));
+  EXPECT_NE(nullptr, PathTrees::plant(links, 1, 300 * 151));
+  for (long i = 254; i < 256; ++i) links.setvalue(links.add_link(0, i), 1, 1.0);
+  EXPECT_EQ(nullptr, PathTrees::plant(links, 1, 300 * 151));
 }
 
 }  // namespace
