@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <limits>
@@ -163,6 +164,13 @@ bool read_int32(std::FILE* f, long& v) {
   for (int k = 3; k >= 0; --k) bits = bits << 8 | bytes[k];
   v = static_cast<std::int32_t>(bits);
   return true;
+}
+
+std::string why_unreadable(const std::string& name) {
+  struct stat status = {};
+  if (::stat(name.c_str(), &status) != 0) return std::strerror(errno);
+  if (S_ISDIR(status.st_mode)) return std::strerror(EISDIR);
+  return ::access(name.c_str(), R_OK) != 0 ? std::strerror(errno) : "";
 }
 
 long bytes_left(std::FILE* f) {

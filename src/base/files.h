@@ -82,6 +82,9 @@ WriteListener listen_to_writes(WriteListener listener);
 /// does not fit, and nothing is written; reading fails at a short read, and v is unchanged.
 bool write_int32(std::FILE* f, long v);
 bool read_int32(std::FILE* f, long& v);
+/// Why nothing can be read from a file; empty when something can. A directory opens, and then has no bytes.
+/// The file is not opened: a pipe would lose what it holds.
+std::string why_unreadable(const std::string& name);
 /// Bytes from the position to the end of a regular file; -1 when that is unknown.
 long bytes_left(std::FILE* f);
 

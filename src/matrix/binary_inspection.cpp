@@ -24,6 +24,8 @@ bool looks_like_text(const char* name) {
 }
 
 void inspect_binary(ReadReport& report, long width) {
+  report.remark = why_unreadable(report.file);
+  if (!report.remark.empty()) return;
   report.text = looks_like_text(report.file.c_str());
   std::FILE* const file = std::fopen(report.file.c_str(), "rb");
   if (file == nullptr) return;

@@ -1,7 +1,6 @@
 // Asking for the names of files, and telling what became of them.
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -62,13 +61,6 @@ Completion names_with(const std::string& extension) {
   };
 }
 
-std::string why_closed(const std::string& file) {
-  std::FILE* const in = std::fopen(file.c_str(), "rb");
-  if (in == nullptr) return std::strerror(errno);
-  std::fclose(in);
-  return "";
-}
-
 void Session::refuse(const std::string& reason) {
   tell(reason);
   refused_ = true;
@@ -80,6 +72,7 @@ void Session::ask_file(std::string& name, const FileKind& kind) {
     if (kind.load()) return;
     refused_ = true;
     if (manner_.strict) throw GivenUp();
+    if (name.ends_with(kind.extension)) tell(std::string("names are typed without ") + kind.extension);
     if (++refusals == names_before_listing) list_files(name, kind);
   }
 }
@@ -123,7 +116,7 @@ bool Session::read_data(const std::string& file, const std::function<bool()>& lo
   const bool loaded = load();
   collects_reads_ = false;
   if (reads_.empty()) {
-    refuse(file + ": " + why_closed(file));
+    refuse(file + ": " + why_unreadable(file));
   } else if (loaded || reads_.back().text) {
     tell_report(reads_.back());
   } else {
@@ -135,7 +128,7 @@ bool Session::read_data(const std::string& file, const std::function<bool()>& lo
 void Session::tell_snapshot(const std::string& file) {
   const MatFullD& data = analysis_.getdat();
   long rows = 0, columns = 0;
-  if (const std::string closed = why_closed(file); !closed.empty()) {
+  if (const std::string closed = why_unreadable(file); !closed.empty()) {
     refuse(file + ": " + closed);
   } else if (snapshot_shape(file, rows, columns) && (rows != data.nrow() || columns != data.ncol())) {
     refuse(file + " belongs to data of " + shape(rows, columns) + ", these are " +

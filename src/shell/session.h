@@ -214,7 +214,5 @@ class Session {
 
 /// What can be typed for the name of a file with this extension: those that are there, and folders.
 Completion names_with(const std::string& extension);
-/// Why a file cannot be opened; empty when it can.
-std::string why_closed(const std::string& file);
 
 }  // namespace qvtx

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -11,6 +10,7 @@
 #include <new>
 #include <string>
 
+#include "base/files.h"
 #include "base/interrupt.h"
 #include "base/memory.h"
 #include "base/prompts.h"
@@ -31,6 +31,18 @@ constexpr int wrong_usage = 2;
 int refuse_start(const std::string& reason) {
   tell(reason);
   return wrong_usage;
+}
+
+/// How to come by a preference file that does not open.
+void tell_missing(const std::string& name, bool named) {
+  const std::string data = name + ".dat";
+  if (!named) {
+    tell("run qvtx --init");
+  } else if (why_unreadable(data).empty()) {
+    tell("a preference file is named here: --data " + name + " loads " + data);
+  } else {
+    tell(name + ": " + why_unreadable(name));
+  }
 }
 
 /// True for a file that begins as data do: with a number, or with the bytes of a binary matrix.
@@ -55,8 +67,9 @@ class Input {
       terminal_ = console->is_terminal();
       bytes_ = std::move(console);
     } else {
+      trouble_ = why_unreadable(options.replay);
+      if (!trouble_.empty()) return;
       std::ifstream file(options.replay);
-      if (!file) return;
       auto script = std::make_unique<Script>(file, first);
       script_ = script.get();
       bytes_ = std::move(script);
@@ -70,13 +83,15 @@ class Input {
   Input(const Input&) = delete;
   Input& operator=(const Input&) = delete;
 
-  bool is_open() const { return bytes_ != nullptr; }
+  /// Why the script cannot be read; empty when it can.
+  const std::string& trouble() const { return trouble_; }
   bool is_terminal() const { return terminal_; }
 
  private:
   std::unique_ptr<std::streambuf> bytes_;
   Script* script_ = nullptr;
   bool terminal_ = false;
+  std::string trouble_;
   std::istream stream_{nullptr};
 };
 
@@ -86,14 +101,16 @@ int explore(const Options& options, OpenLineEditor editor) {
   std::ifstream file(preferences);
   if (!file) {
     os.ow("Preference file ").ow(preferences).ow(" is missing!").nl().flush();
-    if (!named) tell("run qvtx --init");
+    tell_missing(preferences, named);
     return 1;
   }
+  if (const std::string trouble = why_unreadable(preferences); !trouble.empty())
+    return refuse_start(preferences + ": " + trouble);
   if (looks_like_data(file))
     return refuse_start(preferences +
                         " looks like data, not like a preference file: --data NAME loads NAME.dat");
   const Input input(options, editor);
-  if (!input.is_open()) return refuse_start("--replay " + options.replay + ": " + std::strerror(errno));
+  if (!input.trouble().empty()) return refuse_start("--replay " + options.replay + ": " + input.trouble());
   catch_interrupts();
   Session session(file, {options.strict, options.quiet, input.is_terminal()});
   file.close();

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "console/program.h"
 #include "matrix/matfulld.h"
 
@@ -12,6 +14,7 @@ TEST(Told, WhatWasReadAndWhyAFileWasRefused) {
   Workplace here;
   here.bring("iris.dat");
   here.bring("wine.dat");
+  std::filesystem::create_directory(here.path("folder.dat"));
   here.write("na.dat", "5.1 3 1\n1 2 3\n4 NA 6\n7 8 9\n");
   here.write("sepal.dat", "sepal 1 2\n");
   MatFullD narrow(2, 3);
@@ -32,6 +35,7 @@ TEST(Told, WhatWasReadAndWhyAFileWasRefused) {
       {"ld iris ng 5", "  read 2 x 2, header\n"},
       {"ld iris km 5 md mp m 2 cc iv iris narrow", "  iris.dat: text where a binary matrix is needed\n"},
       {"ld iris km 5 md mp m 2 cc iv narrow", "  narrow.dat has 3 columns, the data have 4\n"},
+      {"ld folder iris", "  folder.dat: Is a directory\n"},
       {"ld x y iris", "  y.dat: No such file or directory\n  files that fit: iris na narrow sepal wine\n"},
       {"ld iris lm wine x", "  wine.mbf belongs to data of 178 x 13, these are 150 x 4\n"},
       {"ld iris lm wine x", "\n  no file *.mbf fits\n"},

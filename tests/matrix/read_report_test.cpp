@@ -55,6 +55,8 @@ TEST_F(Reads, TextIsToldWithWhatIsMissing) {
       {"5,1 3\n", "refused 1: '5,1' is not a number (decimals take a point)"},
       {"5.1,3,4\n",
        "refused 1: '5.1,3,4' is not a number (blanks or tabs stand between numbers, not commas)"},
+      {"1.5,2\n", "refused 1: '1.5,2' is not a number (blanks or tabs stand between numbers, not commas)"},
+      {"4 2", "refused: its only line has no line end"},
       {"2 0\n9 0\n1 2\n", "refused: the header declares 9 x 2, 2 numbers follow"},
       {"2 0\n2 0\n1 2\n3 x\n", "refused 4: 'x' in column 2 is not a number"},
       {"", "refused: no number in it"},

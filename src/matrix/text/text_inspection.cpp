@@ -39,10 +39,14 @@ long count_numbers(const std::string& word) {
 }
 
 std::string advice(const std::string& word) {
-  const auto commas = std::count(word.begin(), word.end(), ',');
-  const bool rest_is_number = count_numbers(word.substr(0, word.find(','))) == 1;
-  if (commas == 0 || !rest_is_number) return "";
-  return commas == 1 ? " (decimals take a point)" : " (blanks or tabs stand between numbers, not commas)";
+  if (word.starts_with("\xef\xbb\xbf")) return " (a byte order mark stands in front of it)";
+  const std::size_t sign = word.find_first_of(",;");
+  if (sign == std::string::npos || count_numbers(word.substr(0, sign)) != 1) return "";
+  if (word[sign] == ';') return " (blanks or tabs stand between numbers, not semicolons)";
+  // "1,5" is taken for a decimal; "1.5,2", "1,5,2" and "1," are lists.
+  const bool decimal = word.find(',', sign + 1) == std::string::npos && sign + 1 < word.size() &&
+                       word.find('.') == std::string::npos;
+  return decimal ? " (decimals take a point)" : " (blanks or tabs stand between numbers, not commas)";
 }
 
 /// Words and line ends of a text, one after the other.
@@ -54,20 +58,18 @@ class Words {
 
   /// A word is left in `word`; `line` is the line that it stands in.
   Kind next() {
-    std::streambuf& bytes = *in_.rdbuf();
     if (ended_) ++line;
     ended_ = false;
-    int c = bytes.sgetc();
-    while (is_blank(c)) c = bytes.snextc();
+    int c = in_.peek();
+    while (is_blank(c)) c = after();
     if (c == end) return Kind::end;
     if (c == '\n' || c == '\r') {
-      if (bytes.snextc() == '\n' && c == '\r') bytes.sbumpc();
+      if (after() == '\n' && c == '\r') in_.get();
       ended_ = true;
       return Kind::line_end;
     }
     word.clear();
-    for (; c != end && !is_blank(c) && c != '\n' && c != '\r'; c = bytes.snextc())
-      word += static_cast<char>(c);
+    for (; c != end && !is_blank(c) && c != '\n' && c != '\r'; c = after()) word += static_cast<char>(c);
     return Kind::word;
   }
 
@@ -76,6 +78,14 @@ class Words {
 
  private:
   static constexpr int end = std::char_traits<char>::eof();
+
+  /// The character behind the present one. The stream makes the end of its buffer's exceptions, which come
+  /// when a disk cannot be read.
+  int after() {
+    in_.get();
+    return in_.peek();
+  }
+
   std::ifstream in_;
   bool ended_ = false;  ///< a line end was the last thing read
 };
@@ -96,6 +106,7 @@ class Inspection {
       } else {
         line();
         if (kind == Words::Kind::end) break;
+        line_ended_ = total_ > 0;
       }
     }
     finish();
@@ -154,7 +165,7 @@ class Inspection {
 
   void finish() {
     if (!report_.loaded && report_.remark.empty()) {
-      report_.remark = total_ == 0 ? "no number in it" : total_ < 2 ? "no complete row in it" : declared();
+      report_.remark = total_ == 0 ? "no number in it" : declared();
       return;
     }
     // The earlier line is named; both leave rows that are not those of the file.
@@ -170,7 +181,9 @@ class Inspection {
 
   /// Why numbers alone made no matrix.
   std::string declared() const {
-    if (!report_.header) return "no line of it is a complete row";
+    if (!report_.header || total_ <= report_.columns)
+      return line_ended_ ? "a header line, and no line with the number of rows behind it"
+                         : "its only line has no line end";
     return "the header declares " + shape(report_.rows, report_.columns) + ", " +
            numbers(std::max(total_ - head_, 0L)) + (total_ - head_ == 1 ? " follows" : " follow");
   }
@@ -184,11 +197,14 @@ class Inspection {
   long first_line_ = 0;  ///< in the first line that holds any
   long odd_line_ = 0;    ///< first line with another count than a row
   long odd_count_ = 0;
+  bool line_ended_ = false;
 };
 
 }  // namespace
 
 void inspect_text(ReadReport& report) {
+  report.remark = why_unreadable(report.file);
+  if (!report.remark.empty()) return;
   report.text = looks_like_text(report.file.c_str());
   if (report.text) {
     Inspection(report).run();
