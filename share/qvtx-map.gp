@@ -32,6 +32,9 @@ do for [i=2:ARGC] {
   if (split < 2 || !strstrt(" picture labels classes format size view ", " ".key." ")) { eval stop }
   word_value = ARGV[i][split+1:*]
   eval key." = word_value"
+  pair = key eq "size" || key eq "view"
+  text = ARGV[i].": two numbers are needed, as in ".key."=".(key eq "size" ? "1000,420" : "65,25")
+  if (pair && system("echo '".word_value."' | grep -Ec '^[0-9.]*[0-9],[0-9.]*[0-9]$'") ne "1") { eval stop }
 }
 
 # ---- Reading ----

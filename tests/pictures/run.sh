@@ -54,6 +54,7 @@ for file in s.*; do cp "$file" "o'ne = two.${file#s.}"; done
 check "o'ne = two" 143 '' labels=iris.lab
 refuse 'no other.pro' other
 refuse 'what is colour=1' s colour=1
+refuse 'size=900: two numbers' s size=900
 for graph in sgd egd cgd; do
   draw s picture=$graph || fault "$graph: $(cat said)"
   [ "$(grep -c '<polygon\|<image' s-$graph.svg)" -ge 1 ] || fault "$graph: no histogram"
