@@ -173,7 +173,7 @@ class Session:
         said = self._run(steps)
         if refused := re.search(r"pref\. .*(out of range|does not exist).*", said):
             raise QvtxError(refused[0].strip(), said)
-        for rising in re.findall(r"^(\w+ is above \w+)", said, re.MULTILINE):
+        for rising in re.findall(r"(\w+ is above \w+)", said):
             warnings.warn(f"{rising}: a schedule must not rise", stacklevel=2)
         return self
 

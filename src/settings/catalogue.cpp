@@ -2,9 +2,10 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <iostream>
+#include <string>
 
 #include "base/files.h"
+#include "base/prompts.h"
 
 namespace qvtx {
 
@@ -36,12 +37,12 @@ int write_default_files() {
   const std::vector<DefaultFile> files = default_files();
   for (const DefaultFile& entry : files) {
     if (!taken(entry.name)) continue;
-    std::cerr << entry.name << " exists already, nothing written\n";
+    tell(std::string(entry.name) + " exists already, nothing written");
     return 0;
   }
   for (std::size_t i = 0; i < files.size(); ++i) {
     if (write_whole(files[i])) continue;
-    std::cerr << files[i].name << " cannot be written\n";
+    tell(std::string(files[i].name) + " cannot be written");
     while (i-- > 0) std::remove(files[i].name);  // so that the next try finds the way free
     return 0;
   }
@@ -55,7 +56,7 @@ void warn_rising_pairs(const MatPrefT<double>& dpref) {
     const std::string partner = key.substr(0, key.size() - 3) + "fin";
     const long last = dpref.getkey(partner.c_str());
     if (last >= 0 && dpref.getfut(last) > dpref.getfut(first))
-      std::cerr << partner << " is above " << key << '\n';
+      tell(partner + " is above " + key + ": a schedule must not rise");
   }
 }
 

@@ -24,8 +24,8 @@ std::vector<DefaultFile> default_files();
 int write_default_files();
 
 /// One line on standard error for each pair of future values that would stop a method ("vngafin is above
-/// vngaini"): by the scheme of the keys, "...aini" and "...lini" are the first and "...afin" and "...lfin"
-/// the last value of a decay that must not rise. A key without its partner makes no pair.
+/// vngaini: ..."): by the scheme of the keys, "...aini" and "...lini" are the first and "...afin" and
+/// "...lfin" the last value of a decay that must not rise. A key without its partner makes no pair.
 void warn_rising_pairs(const MatPrefT<double>& dpref);
 
 }  // namespace qvtx

@@ -219,6 +219,16 @@ bool MatPrefT<T>::consistent() const {
 }
 
 template <class T>
+std::vector<std::string> MatPrefT<T>::keys() const {
+  std::vector<std::string> keys;
+  for (long k = 0; k < count(); ++k) {
+    keys.emplace_back(getlabel(k));
+    keys.back().erase(keys.back().find_last_not_of(' ') + 1);
+  }
+  return keys;
+}
+
+template <class T>
 void MatPrefT<T>::duplicate(const MatPrefT& other) {
   labels_.duplicate(other.labels_);
   descriptions_.duplicate(other.descriptions_);

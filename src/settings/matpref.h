@@ -51,6 +51,7 @@ class MatPrefT {
   T getfut(long k) const;                    ///< future value
   const char* getlabel(long k) const;        ///< key as stored, with the blanks that the file gave it
   const char* getdescription(long k) const;  ///< at most 35 characters
+  std::vector<std::string> keys() const;     ///< of all entries, without these blanks
   /// Every named value of entry k, the newest first, those out of range included.
   std::vector<Meaning> meanings(long k) const;
   /// Copies the future value to the actual one and returns it.
@@ -79,6 +80,8 @@ class MatPrefT {
   /// to trace; returns the number of characters appended (0 when trace is null). An empty table returns at
   /// once. End of input ends the program (see base/prompts.h).
   long menu(Ostr& o, Istr& in, std::string* trace);
+  /// True when the last menu refused a command, a key or a value.
+  bool menu_refused() const { return menu_refused_; }
 
   /// Appends one block of a preference file (docs: file formats). 1 when the block was ended by its command,
   /// 0 after a bad command, at the end of the file and when a number cannot be read; entries read so far
@@ -105,6 +108,7 @@ class MatPrefT {
   MatFullL links_;           ///< per meaning: the next older one of the same entry, -1 at the end
   MatFullT<T> mvalues_;      ///< per meaning: the value it names
   MatFullC mtexts_;          ///< per meaning: its text, 9 characters a row
+  bool menu_refused_ = false;
 };
 
 extern template class MatPrefT<long>;

@@ -7,6 +7,7 @@
 #include "base/prompts.h"
 #include "base/trace.h"
 #include "settings/matpref.h"
+#include "settings/similar_words.h"
 #include "settings/value_text.h"
 
 namespace qvtx {
@@ -33,7 +34,8 @@ class Menu {
   Menu(MatPrefT<T>& table, Ostr& o, Istr& in, std::string& trace)
       : table_(table), o_(o), in_(in), trace_(trace) {}
 
-  void run() {
+  /// True when every command was obeyed.
+  bool run() {
     const Indent indent(o_);
     o_.nl();
     o_.ow("Type '?' to display menu").nl();
@@ -41,6 +43,7 @@ class Menu {
     }
     question() = {};
     trace_ += '\n';
+    return !refused_;
   }
 
  private:
@@ -49,6 +52,7 @@ class Menu {
     const char c = ask();
     if (std::string_view("?s+-hlxqb").find(c) == std::string_view::npos) {
       o_.ow("Bad command: ").ow(c).nl();
+      refused_ = true;
       return true;
     }
     const std::size_t before = trace_.size();
@@ -86,12 +90,8 @@ class Menu {
 
   /// The keys that begin with the word.
   std::vector<std::string> keys_from(const std::string& word) const {
-    std::vector<std::string> keys;
-    for (long k = 0; k < table_.count(); ++k) {
-      std::string key = table_.getlabel(k);
-      key.erase(key.find_last_not_of(' ') + 1);
-      if (key.starts_with(word)) keys.push_back(key);
-    }
+    std::vector<std::string> keys = table_.keys();
+    std::erase_if(keys, [&word](const std::string& key) { return !key.starts_with(word); });
     return keys;
   }
 
@@ -114,12 +114,13 @@ class Menu {
     const std::string word = next_word();
     if (!parse_long(word, k) && (k = table_.getkey(word.c_str())) < 0) {
       not_a_number(word);
-      tell("nor is it the key of a setting in this menu");
+      tell("nor is it the key of a setting in this menu" + suggestion(word, table_.keys()));
       return false;
     }
     trace_ += std::to_string(k) + ' ';
     if (k < 0 || k >= table_.count()) {
       o_.ow("pref. ").ow(k).ow(" does not exist!").nl();
+      refused_ = true;
       return true;
     }
     switch (c) {
@@ -160,6 +161,7 @@ class Menu {
   bool not_a_number(const std::string& word) {
     o_.flush();
     std::cerr << "not a number: " << word << '\n';
+    refused_ = true;
     return false;
   }
 
@@ -199,12 +201,14 @@ class Menu {
         .ow(",")
         .ow(value_text(table_.getmax(k)));
     o_.ow("]").nl();
+    refused_ = true;
   }
 
   MatPrefT<T>& table_;
   Ostr& o_;
   Istr& in_;
   std::string& trace_;
+  bool refused_ = false;
 };
 
 }  // namespace
@@ -230,11 +234,12 @@ void MatPrefT<T>::show(Ostr& o) const {
 
 template <class T>
 long MatPrefT<T>::menu(Ostr& o, Istr& in, std::string* trace) {
+  menu_refused_ = false;
   if (count() == 0) return 0;
   std::string unused;
   std::string& target = trace != nullptr ? *trace : unused;
   const std::size_t before = target.size();
-  Menu<T>(*this, o, in, target).run();
+  menu_refused_ = !Menu<T>(*this, o, in, target).run();
   return trace != nullptr ? static_cast<long>(target.size() - before) : 0;
 }
 

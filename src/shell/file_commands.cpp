@@ -122,6 +122,7 @@ Outcome Session::save_clusters() {
   std::string name;
   getfile(name, names_with(".pro"));
   const bool prototypes = analysis_.done(VeQuan::pinidone) != 0;
+  if (!prototypes) refuse("xg saves prototypes, and there are none: ng or another quantization");
   if (prototypes) analysis_.protsave((name + ".pro").c_str(), 0);
   if (analysis_.done(ToMapp::minidone)) analysis_.maprsave((name + ".map").c_str());
   MatFullL codes;

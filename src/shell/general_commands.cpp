@@ -39,6 +39,7 @@ Outcome Session::modify_settings() {
   alter().getlpref().menu(os, is, &comtrac);
   if (analysis_.verbose) prompt("Modify settings (menu for real):\n");
   analysis_.getdpref().menu(os, is, &comtrac);
+  refused_ = analysis_.getlpref().menu_refused() || analysis_.getdpref().menu_refused();
   warn_rising_pairs(analysis_.getdpref());
   return Outcome::quiet;
 }

@@ -21,6 +21,8 @@ namespace {
 constexpr double most_alone = 0.1;
 /// Share of the variance that one variable may hold.
 constexpr double most_of_one = 0.9;
+/// Below it the root of two terms is beyond every number: 2^1024.
+constexpr double least_exponent = 1.0 / 1024;
 /// How much longer the longest path may be than the longest straight line.
 constexpr double most_detour = 1.2;
 /// Data on the map whose ranks are measured.
@@ -75,8 +77,14 @@ void Session::hint_data() const {
 }
 
 void Session::hint_metric() const {
-  if (analysis_.verbose && analysis_.links_outdated())
-    tell("the links keep their lengths until the next quantization");
+  if (!analysis_.verbose) return;
+  if (analysis_.links_outdated()) tell("the links keep their lengths until the next quantization");
+  const Metric metric = Metric::in_force();
+  if (metric.is_cosine() || metric.miex >= least_exponent) return;
+  if (metric.miex == 0)
+    tell("with the exponent 0 every distance is 0");
+  else
+    tell("with so small an exponent distances are too large for a number");
 }
 
 bool Session::maps_along_links() {

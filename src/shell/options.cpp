@@ -60,14 +60,14 @@ std::string set_seed(Options& options, const std::string& value) {
 constexpr Option option_table[] = {
     {"--help", "-h", nullptr, "print this text", set_task<Options::Task::help>},
     {"--version", "-V", nullptr, "print the version", set_task<Options::Task::version>},
-    {"--init", nullptr, nullptr, "write Qvtx.prf, default.sam and default.rdp into this directory",
+    {"--init", nullptr, nullptr, "write Qvtx.prf, default.sam and default.rdp here",
      set_task<Options::Task::init>},
     {"--replay", nullptr, "FILE", "read a saved trace or a script instead of standard input",
      set_text<&Options::replay>},
     {"--set", nullptr, "KEY=VALUE", "change a setting of the preference file; can be repeated", add_setting},
     {"--data", nullptr, "NAME", "begin with ld NAME", set_text<&Options::data>},
     {"--seed", nullptr, "N", "state of the random numbers at the start (4357)", set_seed},
-    {"--strict", nullptr, nullptr, "end with status 1 at the first command that is refused or given up",
+    {"--strict", nullptr, nullptr, "end with status 1 at the first refused command or file",
      set_switch<&Options::strict>},
     {"--quiet", nullptr, nullptr, "begin with verbosity off: no progress lines", set_switch<&Options::quiet>},
 };
@@ -140,9 +140,9 @@ std::string usage() {
   std::string text =
       "usage: qvtx [options] [preference file]\n"
       "\n"
-      "Explores numeric data: vector quantization, graph distances and projection, driven by two-letter "
-      "commands\n"
-      "typed after the prompt \">> \" (hh lists them). The preference file is Qvtx.prf when none is named.\n"
+      "Explores numeric data: vector quantization, graph distances and projection,\n"
+      "driven by two-letter commands typed after the prompt \">> \" (hh lists them).\n"
+      "The preference file is Qvtx.prf when none is named.\n"
       "\n";
   constexpr std::size_t column = 20;
   for (const Option& option : option_table) {
@@ -153,9 +153,9 @@ std::string usage() {
     text += line + option.help + "\n";
   }
   return text +
-         "\nExit status: 0 after xt or at the end of the input, 1 when the preference file is missing, when "
-         "the\n"
-         "input ends inside a dialogue or with --strict, 2 for a wrong command line.\n";
+         "\nExit status: 0 after xt or at the end of the input; 1 when the preference file\n"
+         "is missing, the input ends inside a dialogue, standard output is closed, and with\n"
+         "--strict; 2 for a wrong command line; 128 + n after signal n.\n";
 }
 
 }  // namespace qvtx

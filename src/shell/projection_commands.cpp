@@ -55,9 +55,10 @@ Outcome Session::projection_menu(const char* title, Mapping method, bool sammon_
   if (is_command(c1, c2, "rd") && work_.prj.nrow() > 0) return reconstruct(sammon_variants);
   const bool interpolates = is_command(c1, c2, "il") || is_command(c1, c2, "iv");
   return bad_command(c1, c2,
-                     interpolates               ? "needs a mapping: mp"
-                     : is_command(c1, c2, "rd") ? "needs projected data: il or iv"
-                                                : "");
+                     interpolates ? "needs a mapping: mp"
+                     : is_command(c1, c2, "rd")
+                         ? "needs projected data: il or iv"
+                         : std::string("is no choice of ") + command_ + ", which has mp, il, iv and rd");
 }
 
 bool Session::ask_dimension(long& dimension) {

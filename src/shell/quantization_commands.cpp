@@ -1,5 +1,6 @@
 // Commands that quantize the data.
 
+#include <cstdio>
 #include <iostream>
 
 #include "base/prompts.h"
@@ -21,6 +22,14 @@ Outcome Session::quantized(const char* name) {
 Outcome Session::quantized(const char* name, long n) {
   if (n >= 1) return quantized(name);
   refuse(std::string(name) + " needs at least 1 prototype, not " + std::to_string(n));
+  return Outcome::done;
+}
+
+Outcome Session::grown(const char* name, double radius) {
+  if (radius > 0) return quantized(name);
+  char text[64];
+  std::snprintf(text, sizeof text, "%s needs a radius above 0, not %.3g", name, radius);
+  refuse(text);
   return Outcome::done;
 }
 
@@ -60,14 +69,14 @@ Outcome Session::exin() {
   double radius = 0;
   if (!ask_radius("  Action radius (numeric) ? ", radius)) return Outcome::given_up;
   alter().xn(radius);
-  return quantized("xn");
+  return grown("xn", radius);
 }
 
 Outcome Session::neural_water() {
   double radius = 0;
   if (!ask_radius("  Action radius (numeric) ? ", radius)) return Outcome::given_up;
   alter().nw(radius, data_file(".nwp").c_str());
-  return quantized("nw");
+  return grown("nw", radius);
 }
 
 Outcome Session::competitive_learning() {

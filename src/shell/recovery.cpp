@@ -51,7 +51,8 @@ void recover(const ToMapp& analysis, std::string_view trace) try {
   if (saved)
     tell("the analysis was not saved: it is in " + name + ".mbf" + (traced ? " and " + name + ".trc" : ""));
   else
-    tell("the analysis was not saved, and " + name + ".mbf cannot be written");
+    tell(std::string("the analysis was not saved, nor can it be") +
+         (traced ? ": " + name + ".trc holds its commands" : ""));
 } catch (const std::bad_alloc&) {
   tell("the analysis was not saved: there is no memory for its recovery");
 }

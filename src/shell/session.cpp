@@ -14,6 +14,7 @@
 #include "base/script.h"
 #include "base/trace.h"
 #include "settings/catalogue.h"
+#include "settings/similar_words.h"
 #include "settings/value_text.h"
 #include "shell/command_table.h"
 #include "shell/recovery.h"
@@ -54,7 +55,6 @@ bool word_goes_on() {
 
 Session::Session(std::ifstream& prefs, Manner manner) : analysis_(prefs), manner_(manner) {
   analysis_.verbose = manner.quiet ? 0 : 1;
-  warn_rising_pairs(analysis_.getdpref());
   listen_to_reads([this](const ReadReport& report) { hear_read(report); });
   listen_to_writes([this](const std::string& name, int error) { unwritten_.emplace_back(name, error); });
   set_last_action([this] { recover_unsaved(); });
@@ -69,8 +69,11 @@ Session::~Session() {
 std::string Session::set(const std::string& key, const std::string& value) {
   std::string trouble;
   if (!set_in(analysis_.getlpref(), key, value, trouble) &&
-      !set_in(analysis_.getdpref(), key, value, trouble))
-    trouble = "there is no such setting";
+      !set_in(analysis_.getdpref(), key, value, trouble)) {
+    std::vector<std::string> keys = analysis_.getlpref().keys();
+    for (std::string& real : analysis_.getdpref().keys()) keys.push_back(std::move(real));
+    trouble = "there is no such setting" + suggestion(key, keys);
+  }
   if (!trouble.empty()) return "--set " + key + "=" + value + ": " + trouble;
   trace_note(comtrac, "set", key + "=" + value);
   return "";
@@ -86,6 +89,7 @@ int Session::run() {
   const long count = analysis_.getlpref().count() + analysis_.getdpref().count();
   if (!manner_.quiet) tell("read " + std::to_string(count) + " settings");
   take_notes();
+  warn_rising_pairs(analysis_.getdpref());
   if (manner_.quiet) trace_word(comtrac, "tv");
   return obey();
 }
@@ -187,8 +191,10 @@ void Session::tell_lack(double bytes) {
   char asked[48] = "";
   if (bytes >= 1e9) {
     std::snprintf(asked, sizeof asked, " (needs %.1f GB)", bytes / 1e9);
-  } else if (bytes > 0) {
+  } else if (bytes >= 1e5) {
     std::snprintf(asked, sizeof asked, " (needs %.1f MB)", bytes / 1e6);
+  } else if (bytes > 0) {
+    std::snprintf(asked, sizeof asked, " (needs %.0f bytes)", bytes);
   }
   char line[120];
   std::snprintf(line, sizeof line, "%s: not enough memory%s: given up, the analysis is as it was", command_,
@@ -200,8 +206,12 @@ bool Session::perform() {
   char c1 = 0;
   char c2 = 0;
   asking_ = true;
-  if (!getc1c2(c1, c2)) return false;
+  const bool typed = getc1c2(c1, c2);
   asking_ = false;
+  if (!typed) {
+    if (manner_.terminal) recover_unsaved();  // Ctrl-D asks for no confirmation
+    return false;
+  }
   const Command* command = find_command(c1, c2);
   if (!command || !allowed(*command)) {
     bad_command(c1, c2, command ? missing_state(*command) : "");
@@ -209,7 +219,10 @@ bool Session::perform() {
   }
   command_ = command->name;
   const Outcome outcome = (this->*command->handler)();
-  if (outcome == Outcome::given_up) undo();
+  if (outcome == Outcome::given_up) {
+    undo();
+    expect_leftovers();
+  }
   finish(*command, outcome);
   tell_unwritten();
   return outcome != Outcome::leave;
@@ -249,9 +262,10 @@ bool Session::leave(int status) {
 void Session::recover_unsaved() {
   // A command that cannot be completed is taken back.
   if (before_) undo();
-  if (unsaved_ && analysis_.done(VeQuan::pinidone))
+  if (std::exchange(unsaved_, false) && analysis_.done(VeQuan::pinidone)) {
     recover(analysis_, std::string_view(comtrac).substr(0, mark_));
-  unsaved_ = false;
+    tell_unwritten();
+  }
 }
 
 Outcome Session::bad_command(char c1, char c2, const std::string& reason) {
@@ -260,12 +274,23 @@ Outcome Session::bad_command(char c1, char c2, const std::string& reason) {
   std::cerr << "Bad command : " << name << '\n';
   if (!reason.empty()) {
     refuse(name + " " + reason);
-  } else if (word_goes_on()) {
-    refuse("a command has two letters: what follows " + name + " is read as the next one");
-  } else {
-    refuse("there is no command " + name + ": hh lists what there is");
+    expect_leftovers();
+    return Outcome::quiet;
   }
+  refuse(word_goes_on() ? "a command has two letters: what follows " + name + " is read as the next one"
+                        : "there is no command " + name + ": hh lists what there is");
+  tell_leftovers();
   return Outcome::quiet;
+}
+
+void Session::expect_leftovers() {
+  if (leftovers_ == Leftovers::none && !manner_.terminal && !manner_.strict) leftovers_ = Leftovers::likely;
+}
+
+void Session::tell_leftovers() {
+  if (leftovers_ != Leftovers::likely) return;
+  tell("answers to a command that was refused are read as commands: --strict ends a script there");
+  leftovers_ = Leftovers::told;
 }
 
 bool Session::ask_long(const char* text, long& v) const {

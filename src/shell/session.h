@@ -35,9 +35,8 @@ struct Manner {
 };
 
 /// What goes beyond the record on standard output, such as why something was refused, is told on standard
-/// error
-/// (`tell`). An analysis that was not saved is recovered (shell/recovery.h) when the program ends in any
-/// other way than by `xt` or at the end of the input of the loop. One session at a time.
+/// error (`tell`). An analysis that was not saved is recovered (shell/recovery.h) when the program ends in
+/// any other way than by `xt` or where a script ends at the prompt of the loop. One session at a time.
 class Session {
  public:
   Session(std::ifstream& prefs, Manner manner);
@@ -178,12 +177,17 @@ class Session {
   Outcome interpolate_validation(bool sammon_variants);
   Outcome reconstruct(bool sammon_variants);
   Outcome bad_command(char c1, char c2, const std::string& reason);
+  /// A command that was refused in a script may leave its answers, which are read as commands then.
+  void expect_leftovers();
+  void tell_leftovers();
   /// Tells why a command was refused, which a strict session takes as its end.
   void refuse(const std::string& reason);
   /// A quantization by the command `name` that left no final prototypes is a refusal.
   Outcome quantized(const char* name);
   /// The same for those that are told how many.
   Outcome quantized(const char* name, long n);
+  /// The same for those that grow until a prototype lies within a radius of every datum.
+  Outcome grown(const char* name, double radius);
 
   /// What a command may change and does not want to.
   struct Before {
@@ -206,7 +210,9 @@ class Session {
   int status_ = 0;            ///< what `run` returns
   bool asking_ = false;       ///< the prompt of the loop waits for a command
   bool refused_ = false;      ///< the command at hand was refused something
-  bool unsaved_ = false;      ///< the analysis has changed since it was saved or loaded
+  /// Whether words that come may be answers to a command that was refused.
+  enum class Leftovers { none, likely, told } leftovers_ = Leftovers::none;
+  bool unsaved_ = false;  ///< the analysis has changed since it was saved or loaded
   bool collects_reads_ = false;
   std::vector<ReadReport> reads_;
   std::vector<std::pair<std::string, int>> unwritten_;  ///< files that could not be written, and why

@@ -147,6 +147,17 @@ TEST(Signals, EndADialogueAtOnce) {
   expect_recovered(here, "recovered", "7 prototypes");
 }
 
+TEST(Recovery, WhatCtrlDLeavesWithoutAQuestion) {
+  const Workplace here = with_iris();
+  Terminal t(here);
+  t.type("ld\niris\nkm\n7\n");
+  t.find("strength");
+  t.find(">> ");
+  t.type("\x04");
+  EXPECT_EQ(t.end(), 0);
+  expect_recovered(here, "recovered", "7 prototypes");
+}
+
 TEST(Recovery, WhatASessionLosesWithoutItsWill) {
   const struct {
     const char* session;

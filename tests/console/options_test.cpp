@@ -18,6 +18,8 @@ TEST(Options, WrongOnesAreNamedInOneLine) {
       {"--set vglink_p=9", "  --set vglink_p=9: out of range [0,5]\n"},
       {"--set vglink_p=two", "  --set vglink_p=two: 'two' is not a number\n"},
       {"--set nothing=1", "  --set nothing=1: there is no such setting\n"},
+      {"--set vlnbr=1", "  --set vlnbr=1: there is no such setting (vlnnbr, vldnbr?)\n"},
+      {"--replay .", "  --replay .: Is a directory\n"},
       {"--set vglink_p", "  --set vglink_p: it takes KEY=VALUE\n"},
       {"--seed 0", "  --seed 0: it takes a number in [1,4294967295]\n"},
       {"--seed", "  --seed needs a value: N\n"},
@@ -52,7 +54,8 @@ TEST(Strict, EndsAtTheFirstTrouble) {
   for (const char* trouble :
        {"zz", "km", "ld nothing", "ld iris km ten", "ld iris km 0", "ld iris sm missing/a",
         "ld iris st missing/a", "ld iris lm nothing", "la iris", "ld iris km 5 mm mp m 0",
-        "ld iris km 5 us mp", "ld iris km 5 md mp m 2 bw 5 x", "ld iris km 5 cc il"}) {
+        "ld iris km 5 us mp", "ld iris km 5 md mp m 2 bw 5 x", "ld iris km 5 cc il", "ms s none 1 x x",
+        "ms s vglink_p 9 x x", "ld iris nw m 0", "ld iris xg a"}) {
     const Result strict = here.run(words(std::string(trouble) + " hh"), "--strict");
     EXPECT_EQ(strict.status, 1) << trouble;
     EXPECT_EQ(occurrences(strict.err, "AVAILABLE"), 0) << trouble;

@@ -54,7 +54,10 @@ TEST(Told, WhyACommandWasRefused) {
   const std::pair<std::string, const char*> cases[] = {
       {"km", "Bad command : km\n  km needs data: ld\n"},
       {"zz", "  there is no command zz: hh lists what there is\n"},
+      {"cc mp",
+       "  there is no command mp: hh lists what there is\n  answers to a command that was refused are"},
       {"quit", "Bad command : qu\n  a command has two letters: what follows qu is read as the next one\n"},
+      {prototypes + "cc xt", "  xt is no choice of cc, which has mp, il, iv and rd\n"},
       {prototypes + "cc il", "  il needs a mapping: mp\n"},
       {prototypes + "md mp m 2 mm rd", "  rd needs projected data: il or iv\n"},
       {"ld iris km 0", "  km needs at least 1 prototype, not 0\n"},

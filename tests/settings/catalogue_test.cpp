@@ -104,7 +104,10 @@ TEST(RisingPairs, EachPairOfFutureValuesThatRisesIsNamed) {
   }
   const ConsoleRedirect console;
   warn_rising_pairs(table);
-  EXPECT_EQ("vnglfin is above vnglini\ntcdafin is above tcdaini\n", console.err());
+  EXPECT_EQ(
+      "  vnglfin is above vnglini: a schedule must not rise\n"
+      "  tcdafin is above tcdaini: a schedule must not rise\n",
+      console.err());
 }
 
 }  // namespace
