@@ -1,6 +1,7 @@
 // Commands that work in every state.
 
 #include <iostream>
+#include <string_view>
 
 #include "base/prompts.h"
 #include "base/random.h"
@@ -12,7 +13,10 @@
 
 namespace qvtx {
 
-Outcome Session::exit() { return confirm() ? Outcome::leave : Outcome::quiet; }
+Outcome Session::exit() {
+  if (manner_.terminal && unsaved()) tell("the analysis was not saved: sm saves it");
+  return confirm() ? Outcome::leave : Outcome::quiet;
+}
 
 Outcome Session::initialize_seed() {
   prompt("Initialize Seed: Deterministic ? ");
@@ -64,6 +68,8 @@ Outcome Session::modify_class() {
   getc1(distance);
   alter();
   MatFullD::mesp = distance;
+  if (std::string_view("mac").find(distance) == std::string_view::npos)
+    refuse(std::string("there is no distance class ") + distance + " (m, a, c): it counts as m");
   hint_metric();
   return Outcome::done;
 }

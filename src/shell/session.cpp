@@ -262,7 +262,9 @@ bool Session::leave(int status) {
 void Session::recover_unsaved() {
   // A command that cannot be completed is taken back.
   if (before_) undo();
-  if (std::exchange(unsaved_, false) && analysis_.done(VeQuan::pinidone)) {
+  const bool lost = unsaved();
+  unsaved_ = false;
+  if (lost) {
     recover(analysis_, std::string_view(comtrac).substr(0, mark_));
     tell_unwritten();
   }

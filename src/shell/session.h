@@ -109,6 +109,7 @@ class Session {
   /// What signals, a closed console and strictness make of a command that is over; false when the loop ends.
   bool settle(bool goes_on);
   bool leave(int status);
+  bool unsaved() const { return unsaved_ && analysis_.done(VeQuan::pinidone) != 0; }
   void recover_unsaved();
   void banner() const;
   void take_notes();

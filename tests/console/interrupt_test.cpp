@@ -152,6 +152,9 @@ TEST(Recovery, WhatCtrlDLeavesWithoutAQuestion) {
   Terminal t(here);
   t.type("ld\niris\nkm\n7\n");
   t.find("strength");
+  t.type("xt\n");
+  t.find("sm saves it");
+  t.type("n\n");
   t.find(">> ");
   t.type("\x04");
   EXPECT_EQ(t.end(), 0);

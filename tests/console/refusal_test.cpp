@@ -63,6 +63,7 @@ TEST(Told, WhyACommandWasRefused) {
       {"ld iris km 0", "  km needs at least 1 prototype, not 0\n"},
       {prototypes + "mm mp m 6",
        "  a map of 5 prototypes with 4 variables has at most 5 dimensions, not 6\n"},
+      {"dc q", "  there is no distance class q (m, a, c): it counts as m\n"},
       {"mx -1", "  an exponent is not negative: 2 stays\n"},
       {prototypes + "mm mp m 0", "  a map has at least 1 dimension, not 0\n"},
       {prototypes + "mm mp a 1.5", "  no number of dimensions reaches a confidence of 1.5\n"},
