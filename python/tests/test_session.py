@@ -62,7 +62,7 @@ def test_seeds_choose_the_random_numbers():
 @pytest.mark.parametrize(
     ("attempt", "line"),
     [
-        (lambda s: s.quantize("xn", -1.0), r"xn: arad<=0"),
+        (lambda s: s.quantize("xn", -1.0), "xn needs a radius above 0, not -1"),
         (lambda s: s.quantize("km", 0), "km needs at least 1 prototype"),
         (lambda s: s.map("us"), "us needs the prototypes of a self-organizing map"),
         (lambda s: s.map("cc", 0), "a map has at least 1 dimension"),
