@@ -71,8 +71,8 @@ void Session::ask_file(std::string& name, const FileKind& kind) {
     getfile(name, names_with(kind.extension));
     if (kind.load()) return;
     refused_ = true;
-    if (manner_.strict) throw GivenUp();
     if (name.ends_with(kind.extension)) tell(std::string("names are typed without ") + kind.extension);
+    if (manner_.strict) throw GivenUp();
     if (++refusals == names_before_listing) list_files(name, kind);
   }
 }
