@@ -102,7 +102,7 @@ void Session::hint_links(bool along_links) {
   const Torn& torn = analysis_.gettorn();
   if (torn.links > 0) {
     tell(count(torn.links, "link was", "links were") + " torn, of length " + fixed(torn.shortest, 2) +
-         " and more; vgteartt 0 keeps them");
+         (torn.links == 1 ? "; vgteartt 0 keeps it" : " and more; vgteartt 0 keeps them"));
     hint_stress();
   }
   if (along_links || analysis_.ncomp() > 1) return;
@@ -141,7 +141,7 @@ void Session::hint_mapping() {
   }
   if (scaled) hint_spectrum();
   const double alone = static_cast<double>(data_alone(analysis_));
-  const double all = static_cast<double>(analysis_.getdat().nrow());
+  const double all = static_cast<double>(analysis_.getused().nrow());
   if (alone > most_alone * all)
     tell(fixed(100 * alone / all, 1) + " % of the data are alone with their prototype");
 }
