@@ -17,10 +17,12 @@ import numpy as np
 import numpy.typing as npt
 from matplotlib import pyplot
 from matplotlib.axes import Axes
+from matplotlib.axis import Axis
 from matplotlib.collections import LineCollection, PatchCollection
 from matplotlib.colors import ListedColormap, LogNorm, TwoSlopeNorm
 from matplotlib.figure import Figure
 from matplotlib.patches import RegularPolygon
+from matplotlib.ticker import LogLocator, NullFormatter
 from scipy.sparse.csgraph import dijkstra
 from scipy.spatial.distance import cdist
 
@@ -34,6 +36,8 @@ NUMBERS = "cividis"
 LEAST, MOST = 12.0, 110.0  # areas of the smallest and largest prototype, in square points
 NARROWEST = 0.4  # shorter side of a map's axes, in longer sides
 CONFIDENCE = 0.95
+MOST_NAMED = 40  # classes in a legend
+LONGEST = 24  # characters of a class in it
 PANELS = 24  # component planes in one picture
 
 
@@ -98,7 +102,7 @@ def map(
     saved = Saved.of(source)
     points = _plane(saved, _images(saved), axes)
     shown = colouring(saved, colour)
-    ax = ax or pyplot.subplots(figsize=(7, 6), layout="constrained")[1]
+    ax = ax or _axes(wider=_legend_width(shown))
     if links and saved.links is not None:
         ax.add_collection(LineCollection(points[saved.links.ends], colors="0.6", linewidths=0.7, zorder=1))
     if data and saved.positions is not None:
@@ -111,8 +115,8 @@ def map(
     drawn = _scatter(
         ax, points, shown.prototypes, shown, s=areas, edgecolors="0.15", linewidths=0.5, zorder=3
     )
-    _explain(ax, drawn, shown)
     _as_map(ax, saved, axes)
+    _explain(ax, drawn, shown)
     ax.set_title(f"{_title(saved)}: {len(points)} prototypes of {len(saved.codes)} data")
     return ax
 
@@ -152,33 +156,67 @@ def _mark(place: int) -> str:
 def _explain(ax: Axes, drawn: Any, shown: Colouring) -> None:
     """A colour bar, or a legend that names the classes."""
     if shown.classes is None:
-        ax.figure.colorbar(drawn, ax=ax, label=shown.title, shrink=0.8)
+        ax.figure.colorbar(drawn, ax=ax, label=shown.title, shrink=_bar_share(ax))
     elif len(shown.classes) > 1:
+        names = _legend(shown.classes)
         marks = [
             ax.scatter([], [], color=CLASSES[place % 10], marker=_mark(place), label=name)
-            for place, name in enumerate(shown.classes.values())
+            for place, name in enumerate(names[:MOST_NAMED])
         ]
+        marks += [ax.scatter([], [], alpha=0, label=name) for name in names[MOST_NAMED:]]
         ax.legend(
-            handles=marks[:40],
+            handles=marks,
             title=shown.title,
             loc="center left",
             bbox_to_anchor=(1.0, 0.5),
             frameon=False,
-            ncols=1 + len(marks) // 21,
+            ncols=_legend_columns(names),
         )
+
+
+def _legend(classes: dict[int, str]) -> list[str]:
+    """The names in a legend, the long ones cut; more than it holds are counted in its last line."""
+    names = [name if len(name) <= LONGEST else name[: LONGEST - 1] + "…" for name in classes.values()]
+    more = len(names) - MOST_NAMED
+    return names if more <= 0 else [*names[:MOST_NAMED], f"and {more} more"]
+
+
+def _legend_columns(names: list[str]) -> int:
+    return 1 + len(names) // 22
+
+
+def _legend_width(shown: Colouring) -> float:
+    """Inches that a legend wants beyond those that a colour bar takes."""
+    names = _legend(shown.classes or {})
+    columns = _legend_columns(names)
+    return max(0.0, columns * (0.6 + 0.08 * max((len(name) for name in names), default=0)) - 1.2)
+
+
+def _axes(height: float = 6, wider: float = 0) -> Axes:
+    return pyplot.subplots(figsize=(7 + wider, height), layout="constrained")[1]
+
+
+def _bar_share(ax: Axes) -> float:
+    """Length of a colour bar beside axes of equal units, as a share of the room, so that it is no longer than
+    they are high."""
+    wide, high = np.ptp(ax.get_xlim()), np.ptp(ax.get_ylim())
+    return float(min(0.8, high / wide))
 
 
 def _as_map(ax: Axes, saved: Saved, axes: tuple[int, int] = (0, 1)) -> None:
     """Equal axes; a narrow map is given some room so that it stays legible."""
     ax.set_aspect("equal", adjustable="box")
     ax.autoscale_view()
+    ax.locator_params(nbins=7)
     spans = [np.ptp(ax.get_xlim()), np.ptp(ax.get_ylim())]
     for limits, set_limits, span in zip((ax.get_xlim(), ax.get_ylim()), (ax.set_xlim, ax.set_ylim), spans):
         room = max(0.0, NARROWEST * max(spans) - span) / 2
         set_limits(limits[0] - room, limits[1] + room)
-    ax.set(
-        xlabel=f"map, axis {axes[0]}", ylabel=f"map, axis {axes[1]}" if _images(saved).shape[1] > 1 else ""
-    )
+    ax.set_xlabel(f"map, axis {axes[0]}")
+    if _images(saved).shape[1] > 1:
+        ax.set_ylabel(f"map, axis {axes[1]}")
+    else:
+        ax.set_yticks([])
 
 
 def _title(saved: Saved) -> str:
@@ -187,25 +225,30 @@ def _title(saved: Saved) -> str:
 
 def links(source: Any, ax: Axes | None = None, axes: tuple[int, int] = (0, 1)) -> Axes:
     """The links in the map, coloured by their length there against their length in the data: red links are
-    stretched (false gaps), blue ones squeezed (false neighbours), grey ones true."""
+    stretched (false gaps), blue ones squeezed (false neighbours), grey ones true. A map of another scale than
+    the data's (Isotop, the grid of a self-organizing map) is measured by its median link."""
     saved = Saved.of(source)
     if saved.links is None or not len(saved.links):
         raise ValueError(f"{saved.name}: no links were saved")
     points = _plane(saved, _images(saved), axes)
     ends = saved.links.ends
     lengths = np.linalg.norm(_images(saved)[ends[:, 0]] - _images(saved)[ends[:, 1]], axis=1)
-    ratio = np.log2(np.maximum(lengths, 1e-12) / np.maximum(saved.links.length, 1e-12)).clip(-2, 2)
+    ratio = np.log2(np.maximum(lengths, 1e-12) / np.maximum(saved.links.length, 1e-12))
+    median = np.median(ratio)
+    unit = f", over its median {2**median:.2g}" if abs(median) > 1 else ""
+    ratio = (ratio - median if unit else ratio).clip(-2, 2)
     order = np.argsort(np.abs(ratio), kind="stable")  # the worst on top
-    ax = ax or pyplot.subplots(figsize=(7, 6), layout="constrained")[1]
+    ax = ax or _axes()
     colours = ListedColormap(_diverging())
     lines = LineCollection(
         points[ends[order]], array=ratio[order], cmap=colours, norm=TwoSlopeNorm(0, -2, 2), linewidths=1.6
     )
     ax.add_collection(lines)
     ax.plot(*points.T, ".", color="0.25", markersize=2.5)
-    bar = ax.figure.colorbar(lines, ax=ax, shrink=0.8, label="length in the map / length in the data")
-    bar.set_ticks([-2, -1, 0, 1, 2], labels=["1/4 or less", "1/2", "1", "2", "4 or more"])
     _as_map(ax, saved, axes)
+    label = "length in the map / length in the data" + unit
+    bar = ax.figure.colorbar(lines, ax=ax, shrink=_bar_share(ax), label=label)
+    bar.set_ticks([-2, -1, 0, 1, 2], labels=["1/4 or less", "1/2", "1", "2", "4 or more"])
     ax.set_title(f"{_title(saved)}: links, blue squeezed, red stretched")
     return ax
 
@@ -233,11 +276,15 @@ def shepard(source: Any, graph: str | None = None, ax: Axes | None = None) -> Ax
     saved = Saved.of(source)
     graph = graph or next((letter for letter in "ces" if letter in saved.gods), "c")
     if graph not in saved.gods:
-        raise ValueError(f"{saved.name}: no GoD graph {graph!r} was saved (type ag before sm)")
+        raise ValueError(
+            f"{saved.name}: no GoD graph {graph!r} was saved (ag, or rate() of a session, makes it)"
+        )
     counts, statistics = saved.gods[graph]
+    if not counts.sum():
+        raise ValueError(f"{saved.name}: no two prototypes are apart")
     width = statistics[-1, 0] / (len(statistics) - 0.5)  # the rows hold the centres of the bins
     x, y = (width * np.arange(size + 1) for size in counts.shape)
-    ax = ax or pyplot.subplots(figsize=(7, 6), layout="constrained")[1]
+    ax = ax or _axes()
     shades = ax.pcolormesh(
         x,
         y,
@@ -247,9 +294,10 @@ def shepard(source: Any, graph: str | None = None, ax: Axes | None = None) -> Ax
         rasterized=True,
     )
     end = max(x[-1], y[-1])
-    ax.plot([0, end], [0, end], color="0.2", linewidth=0.8)
+    ax.plot([0, end], [0, end], color="0.2", linewidth=0.8, zorder=0.5)
     ax.set(aspect="equal", xlim=(0, x[-1]), ylim=(0, y[-1]), xlabel=GRAPHS[graph][0], ylabel=GRAPHS[graph][1])
-    ax.figure.colorbar(shades, ax=ax, label="pairs of prototypes", shrink=0.8)
+    bar = ax.figure.colorbar(shades, ax=ax, label="pairs of prototypes", shrink=_bar_share(ax))
+    _whole_numbers(bar.ax.yaxis)
     ax.set_title(f"{_title(saved)}: {counts.sum()} pairs, mean ratio y / x = {statistics[-1, 2]:.3f}")
     return ax
 
@@ -291,27 +339,35 @@ def rank(source: Any, ax: Axes | None = None) -> Axes:
     number in the legend is the mean over K weighted with 1 / K."""
     saved = Saved.of(source)
     table = rank_quality(saved)
-    ax = ax or pyplot.subplots(figsize=(7, 4.5), layout="constrained")[1]
+    ax = ax or _axes(4.5)
     for column, (name, colour, style) in enumerate(
         (("space", CLASSES[0], "-"), ("graph", CLASSES[6], "--")), 1
     ):
         if column < table.shape[1]:
             known = np.isfinite(table[:, column])
             mean = np.average(table[known, column], weights=1 / table[known, 0])
-            ax.plot(
-                table[:, 0], table[:, column], style, color=colour, label=f"against the {name}: {mean:.3f}"
-            )
+            marker = "." if len(table) < 10 else ""
+            told = f"against the {name}: {mean:.3f}"
+            ax.plot(table[:, 0], table[:, column], style, marker=marker, color=colour, label=told)
     ax.axhline(0, color="0.6", linewidth=0.8)
     ax.set(
         xscale="log",
+        xlim=(0.9, 1.1 * max(2, len(table))),
         ylim=(min(-0.02, np.nanmin(table[:, 1:])), 1.02),
         xlabel="neighbours K",
         ylabel="neighbours kept beyond chance, R_NX(K)",
     )
-    ax.xaxis.set_major_formatter("{x:.0f}")
+    _whole_numbers(ax.xaxis)
     ax.legend(frameon=False)
     ax.set_title(f"{_title(saved)}: rank quality (1: all kept, 0: chance)")
     return ax
+
+
+def _whole_numbers(axis: Axis) -> None:
+    """Ticks 1, 2, 5, 10, ... of a logarithmic axis of counts."""
+    axis.set_major_locator(LogLocator(subs=(1, 2, 5)))
+    axis.set_major_formatter("{x:.0f}")
+    axis.set_minor_formatter(NullFormatter())
 
 
 # ---- Local dimension ----
@@ -358,8 +414,10 @@ def profile(source: Any, ax: Axes | None = None) -> Axes:
     components of a local PCA explain, over all regions, and how many reach 95 % on average."""
     saved = Saved.of(source)
     least, lower, mean, upper, most = local_profile(saved)
+    if mean[0] >= CONFIDENCE:
+        raise ValueError(f"{saved.name}: too few data round the prototypes for a local PCA, or no variance")
     components = np.arange(len(mean))
-    ax = ax or pyplot.subplots(figsize=(7, 4.5), layout="constrained")[1]
+    ax = ax or _axes(4.5)
     ax.fill_between(components, least, most, color=CLASSES[0], alpha=0.18, linewidth=0, label="all regions")
     ax.fill_between(
         components,
