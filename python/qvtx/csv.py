@@ -299,6 +299,8 @@ def _variables(
         if column.min() < column.max()
         else "variable, constant"
     )
+    if len(column) > 2 and (column.diff().iloc[1:] == 1).all():
+        told += " (numbers the rows: --drop it?)"
     return column.to_frame(name), told
 
 
@@ -473,7 +475,8 @@ def _convert(given: argparse.Namespace) -> None:
     for name, told in data.story:
         print(f"  {name:{width}}  {told}")
     kinds = ".dat" + (", .lab" if data.labels is not None else "") + ", .names"
-    print(f"{given.target} ({kinds}): {data.values.shape[0]} data, {data.values.shape[1]} variables")
+    rows, columns = data.values.shape
+    print(f"{given.target} ({kinds}): {rows} data, {columns} variable{'s' if columns > 1 else ''}")
 
 
 def main(arguments: list[str] | None = None) -> int:

@@ -18,7 +18,16 @@ Steps = list[Any]  # answers for `Console.run`
 
 
 def matrix(values: npt.ArrayLike, name: str) -> Array:
-    """float64 (rows, columns), at least one of each. ValueError for another shape or what is no number."""
+    """float64 (rows, columns), at least one of each; what is missing or masked is NaN. ValueError for another
+    shape or what is no number, with the columns of a data frame that hold such."""
+    if hasattr(values, "toarray"):
+        raise TypeError(f"{name} is sparse: give {name}.toarray()")
+    if hasattr(values, "columns") and hasattr(values, "iloc"):
+        values = _of_frame(values, name)
+    elif isinstance(values, np.ma.MaskedArray):
+        values = values.astype(float).filled(np.nan)
+    elif np.iscomplexobj(values):
+        raise ValueError(f"{name} holds complex numbers")
     table = np.ascontiguousarray(values, dtype=float)
     if table.ndim != 2:
         raise ValueError(f"{name} must have two dimensions (rows, columns), not {table.ndim}")
@@ -27,11 +36,33 @@ def matrix(values: npt.ArrayLike, name: str) -> Array:
     return table
 
 
-def known(method: str, table: Mapping[str, str]) -> None:
-    """ValueError with the methods that there are when this one is not among them."""
-    if method not in table:
+def _of_frame(frame: Any, name: str) -> Array:
+    """The numbers of a data frame."""
+    parts, refused = [], []
+    for k, title in enumerate(frame.columns):
+        column = frame.iloc[:, k]
+        try:
+            if column.dtype.kind in "mM":  # dates and spans would become nanoseconds
+                raise TypeError
+            parts.append(np.asarray(column.astype(float)))
+        except (TypeError, ValueError):
+            refused.append(repr(title))
+    if refused:
+        raise ValueError(f"{name} has columns that hold no numbers: {', '.join(refused)}")
+    return np.column_stack(parts) if parts else np.empty(frame.shape)
+
+
+def column_names(values: Any) -> list[str] | None:
+    """Names of a data frame's columns; None where there are none, or not all are texts."""
+    names = list(getattr(values, "columns", []))
+    return names if names and all(isinstance(name, str) for name in names) else None
+
+
+def known(word: str, table: Mapping[str, str], kind: str = "method") -> None:
+    """ValueError with the words that there are when this one is not among them."""
+    if word not in table:
         names = ", ".join(f"{key} ({name})" for key, name in table.items())
-        raise ValueError(f"no method {method!r}; there are {names}")
+        raise ValueError(f"no {kind} {word!r}; there are {names}")
 
 
 def schedule_file(method: str) -> str:

@@ -47,5 +47,14 @@ class Estimator(BaseEstimator):
 
 
 def first_and_last(first: str, last: str, values: Pair | None) -> dict[str, float]:
-    """The two settings between which a schedule runs; none for None."""
-    return {} if values is None else dict(zip((first, last), map(float, values)))
+    """The two settings between which a schedule runs; none for None. It must not rise."""
+    if values is None:
+        return {}
+    if np.shape(values) != (2,):
+        raise TypeError(
+            f"a pair is needed for {first} and {last}, the first and the last value, not {values!r}"
+        )
+    begin, end = map(float, values)
+    if begin < end:
+        raise ValueError(f"{first} must not be below {last}, as in {values!r}")
+    return {first: begin, last: end}

@@ -33,7 +33,7 @@ def find_program() -> str:
     """Path of the program `qvtx`: $QVTX; else the one in this package; else the newest that the repository
     around this package has built; else the one on the search path. FileNotFoundError when there is none."""
     if named := os.environ.get("QVTX"):
-        if not os.access(named, os.X_OK):
+        if not (os.path.isfile(named) and os.access(named, os.X_OK)):
             raise FileNotFoundError(f"$QVTX names no program: {named}")
         return str(Path(named).resolve())
     built = HERE.parents[1].glob("build/*/qvtx")
@@ -48,10 +48,17 @@ def find_program() -> str:
 
 @functools.lru_cache(maxsize=None)
 def default_preferences(program: str) -> str:
-    """Text of the preference file that `qvtx --init` writes."""
+    """Text of the preference file that `qvtx --init` writes. QvtxError from a program that writes none."""
     with tempfile.TemporaryDirectory(prefix="qvtx-") as folder:
-        subprocess.run([program, "--init"], cwd=folder, check=True, capture_output=True)
-        return Path(folder, "Qvtx.prf").read_text("latin-1")
+        said = ""
+        try:
+            ran = subprocess.run(
+                [program, "--init"], cwd=folder, capture_output=True, text=True, errors="replace"
+            )
+            said = ran.stdout + ran.stderr
+            return Path(folder, "Qvtx.prf").read_text("latin-1")
+        except OSError:
+            raise QvtxError(f"{program} is not qvtx, or too old: it wrote no preferences", said) from None
 
 
 @functools.lru_cache(maxsize=None)

@@ -99,17 +99,23 @@ class Saved:
             with tempfile.TemporaryDirectory() as folder:
                 source.save(Path(folder) / "session")
                 saved = cls.load(Path(folder) / "session")
-            saved = dataclasses.replace(saved, name=Path("session"), data_name=Path("session"), data=source.X)
+            here = Path("session")
+            saved = dataclasses.replace(saved, name=here, data_name=here, data=source.X)
+            if source.variables:
+                saved.names["variables"] = source.variables
+            if not source.interpolated_data:
+                saved = dataclasses.replace(saved, positions=None, rebuilt=None)
         else:
             file = labels if isinstance(labels, (str, os.PathLike)) else None
             saved = cls.load(source, data, file)
         if labels is not None and not isinstance(labels, (str, os.PathLike)):
-            saved = saved._labelled(np.asarray(labels))
+            saved = saved._labelled(np.asarray(labels), getattr(labels, "name", None))
         return saved
 
-    def _labelled(self, labels: Array) -> Saved:
-        """The same with labels (n,): integers, truth values, reals, or texts, which become classes."""
-        names = self.names
+    def _labelled(self, labels: Array, title: Any = None) -> Saved:
+        """The same with labels (n,): integers, truth values, reals, or texts, which become classes. `title`:
+        what they are, when it is a text."""
+        names = {**self.names, "label": title} if isinstance(title, str) else self.names
         if labels.dtype.kind in "bu":
             labels = labels.astype(np.int64)
         elif labels.dtype.kind not in "if":

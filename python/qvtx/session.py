@@ -19,6 +19,7 @@ from qvtx.blend import Reconstruction
 from qvtx.dialogue import (
     Progress,
     Steps,
+    column_names,
     count,
     figure,
     known,
@@ -55,6 +56,8 @@ MAPPINGS = {
 _SIZED = ("km", "cl", "fc", "ng", "om")
 _BOUNDED = {"dk": "  Mean Error (numeric) ? ", "xn": "  Action radius (numeric) ? "}
 _BOUNDED["nw"] = _BOUNDED["xn"]
+_CLASSES = {"minkowski": "powers of differences", "area": "between curves", "cosine": "of the angle"}
+_SINGLES = {"lost": "no datum", "copies": "a single datum"}
 _FILE = "extension? "
 
 
@@ -82,7 +85,8 @@ class ReconstructionError:
 
 
 class Session:
-    """An analysis of data X (n rows, d columns) by the program. Rows that are not finite have the code -1.
+    """An analysis of data X (n rows, d columns; an array or a data frame, whose names the pictures show) by
+    the program. Rows that are not finite have the code -1.
 
     ::
 
@@ -109,7 +113,7 @@ class Session:
         settings: Mapping[str, float | str] | None = None,
         progress: Progress | bool | None = None,
     ) -> None:
-        self._start(matrix(X, "X"), progress, _state(seed))
+        self._start(X, progress, _state(seed))
         try:
             if settings:
                 self.set(**settings)
@@ -125,7 +129,7 @@ class Session:
         """The session saved as name.mbf (or a `Snapshot`) on the same data X, with the settings it had."""
         snapshot = name if isinstance(name, Snapshot) else files.read(with_extension(name, ".mbf"))
         session = cls.__new__(cls)
-        session._start(matrix(X, "X"), progress)
+        session._start(X, progress)
         try:
             files.write(session._file("data.mbf"), snapshot)
             session._load("la")
@@ -136,8 +140,9 @@ class Session:
             raise
         return session
 
-    def _start(self, X: Array, progress: Progress | bool | None, seed: int = 0) -> None:
-        self.X = X
+    def _start(self, X: npt.ArrayLike, progress: Progress | bool | None, seed: int = 0) -> None:
+        self.X = matrix(X, "X")
+        self.variables = column_names(X)  # d texts, or None
         self._program = find_program()
         self._settings = settings_of(self._program)
         self._console = Console(self._program, listener_for(progress), ["--seed", str(seed)] if seed else [])
@@ -147,6 +152,7 @@ class Session:
         self._method = ""
         self._metric = ("m", 2.0)
         self._projected: Array | None = None
+        self._projected_data = False  # whether these are positions of the data themselves
         self._reconstructed: Array | None = None
 
     def _load(self, command: str) -> None:
@@ -192,6 +198,8 @@ class Session:
             if value not in named:
                 raise TypeError(f"{key} has no value {value!r}; it has {', '.join(named) or 'numbers only'}")
             value = named[value]
+        if not np.isfinite(float(value)):
+            raise ValueError(f"{key} must be finite, not {value}")
         if not real and float(value) != int(value):
             raise TypeError(f"{key} is an integer, not {value}")
         return repr(float(value)) if real else str(int(value))
@@ -199,7 +207,8 @@ class Session:
     def distance(self, kind: str = "minkowski", exponent: float = 2) -> Session:
         """Distance class ("minkowski", "area" or "cosine") and Minkowski exponent (2: Euclidean, 1: city
         block, 8 and more: the largest difference) of the methods to come."""
-        letter = {"minkowski": "m", "area": "a", "cosine": "c"}[kind]
+        known(kind, _CLASSES, "distance class")
+        letter = kind[0]
         if not 0 <= exponent < np.inf:
             raise ValueError(f"the exponent must be finite and not negative, not {exponent}")
         self._forget()
@@ -240,17 +249,21 @@ class Session:
         if method == "fc":
             steps.append(("[0|1] ", str(int(fast))))
         if schedule is not None:
-            files.write(self._file("data" + schedule_file(method)), matrix(schedule, "schedule"))
+            epochs = matrix(schedule, "schedule")
+            if not np.isfinite(epochs).all():
+                raise ValueError("schedule must be finite")
+            files.write(self._file("data" + schedule_file(method)), epochs)
         self._forget()
         said = self._run(steps)
-        if not re.search(r"prot_fin: .*done!", said):
+        if not re.search(r"prot_fin: .*done!", said) or "_itr: " in said:  # an epoch that was refused
             raise QvtxError(refusal(said, f"{method}: refused"), said)
         return self
 
     def remove(self, which: str = "lost") -> int:
         """Removes the prototypes that no datum ("lost") or a single one ("copies") belongs to; returns how
         many."""
-        said = self._run([{"lost": "rl", "copies": "rc"}[which]])
+        known(which, _SINGLES, "prototypes")
+        said = self._run(["rl" if which == "lost" else "rc"])
         self._forget()
         match = re.search(r"(\d+) \w+ prototypes removed", said)
         return int(match[1]) if match else 0
@@ -283,6 +296,7 @@ class Session:
         made.
         """
         if like:
+            known(like, MAPPINGS)
             self._method = like
         menu = self._menu()
         if Xnew is None:
@@ -291,6 +305,9 @@ class Session:
             table = matrix(Xnew, "Xnew")
             if table.shape[1] != self.X.shape[1]:
                 raise ValueError(f"Xnew has {table.shape[1]} columns, the data have {self.X.shape[1]}")
+            names = column_names(Xnew)
+            if names and self.variables and names != self.variables:
+                raise ValueError(f"Xnew has the columns {names}, the data {self.variables}")
             self._validations += 1
             name = f"new{self._validations}"
             files.write(self._file(name + ".dat"), table, binary=True)
@@ -299,6 +316,7 @@ class Session:
             raise QvtxError(refusal(said, "interpolation refused"), said)
         self._reconstructed = None
         self._projected = self._saved_positions(".prj")
+        self._projected_data = Xnew is None
         return self._projected
 
     def reconstruct(self, Y: npt.ArrayLike | None = None) -> Array:
@@ -458,6 +476,11 @@ class Session:
         if self._projected is None:
             raise ValueError("nothing was interpolated yet")
         return self._projected
+
+    @property
+    def interpolated_data(self) -> bool:
+        """Whether `projected` holds the positions of the data themselves."""
+        return self._projected is not None and self._projected_data
 
     @property
     def reconstructed(self) -> Array:

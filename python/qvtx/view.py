@@ -13,6 +13,7 @@ from __future__ import annotations
 
 import argparse
 import base64
+import dataclasses
 import html
 import json
 import sys
@@ -97,7 +98,8 @@ def content(saved: Saved, rows: int = MOST_ROWS, seed: int = 0) -> dict[str, Any
         raise ValueError(f"{saved.name}: {len(data)} data are too few to explore")
     false, missing = lies(data, table)
     rebuilt = saved.prototypes[codes] if saved.rebuilt is None else saved.rebuilt[chosen]
-    turned = PCA(n_components=min(TOUR, *data.shape)).fit(data)
+    with np.errstate(invalid="ignore"):  # no variance has no shares
+        turned = PCA(n_components=min(TOUR, *data.shape)).fit(data)
     links = saved.links.ends if saved.links is not None else np.zeros((0, 2))
     return {
         "name": saved.name.name,
@@ -108,7 +110,7 @@ def content(saved: Saved, rows: int = MOST_ROWS, seed: int = 0) -> dict[str, Any
         "labelName": saved.names.get("label") or "label",
         "classes": _classes(saved, chosen),
         "palette": list(CLASSES),
-        "seen": float(turned.explained_variance_ratio_.sum()),
+        "seen": float(np.nan_to_num(turned.explained_variance_ratio_, nan=1.0).sum()),
         "unit": (saved.names.get("scale") or [1.0] * data.shape[1]),
         "arrays": {
             "row": _packed(chosen, "<i4"),
@@ -146,7 +148,7 @@ def _packed(table: Any, kind: str = "<f4") -> dict[str, Any]:
 def page(source: Any, data: Any = None, labels: Any = None, rows: int = MOST_ROWS) -> str:
     """The HTML page about a name, a `qvtx.Session` or a `Saved`."""
     saved = Saved.of(source, data, labels)
-    told = json.dumps(content(saved, rows), ensure_ascii=False).replace("<", "\\u003c")
+    told = json.dumps(content(saved, rows), ensure_ascii=False, allow_nan=False).replace("<", "\\u003c")
     text = (TEMPLATES / "view.html").read_text(encoding="utf-8")
     for key, value in (
         ("TITLE", html.escape(saved.name.name)),
@@ -173,6 +175,8 @@ def view(
     source: the name given to `sm`, a `qvtx.Session` or a `Saved`; data: name of the data, when it is another
     one; labels: (n,) or the name of their file. Returns the page's path."""
     saved = Saved.of(source, data, labels)
+    if out and hasattr(source, "save"):  # a session has no name but the page's
+        saved = dataclasses.replace(saved, name=Path(Path(out).stem))
     target = Path(out) if out else beside(saved.name, ".html")
     target.write_text(page(saved, rows=rows), encoding="utf-8")
     if show:

@@ -7,6 +7,7 @@ import sys
 from pathlib import Path
 
 import numpy as np
+import pandas as pd
 import pytest
 
 import qvtx
@@ -51,6 +52,18 @@ def test_commands_repeat_the_session_at_the_console(analyse, program, tmp_path):
     assert (tmp_path / "repeated.mbf").read_bytes() == (tmp_path / "expected.mbf").read_bytes()
 
 
+def test_cells_that_are_missing_or_masked_are_left_out():
+    frame = pd.DataFrame(
+        {"whole": pd.array([1, None, 3, 4], dtype="Int64"), "true": [True, False, True, True]}
+    )
+    masked = np.ma.masked_equal([[1, 1], [2, 0], [3, 1], [4, 1]], 2)
+    for table in (frame, masked):
+        session = qvtx.Session(table).quantize("km", 2)
+        assert (session.codes < 0).tolist() == [False, True, False, False]
+    with pytest.raises(ValueError, match="columns"):
+        qvtx.Session(frame).quantize("km", 2).map("md", 1).interpolate(frame[["true", "whole"]])
+
+
 def test_seeds_choose_the_random_numbers():
     first = {}
     for seed in (0, 1, 2, 1):
@@ -69,6 +82,7 @@ def test_seeds_choose_the_random_numbers():
         (lambda s: s.set(vlnnbr=0), r"vlnnbr.*out of range \[1,1000000\]"),
         (lambda s: s.path(10), "bw needs distances"),
         (lambda s: s.quantize("jp", schedule=[[0]]), "jp: k not parametric"),
+        (lambda s: s.quantize("ng", 9, schedule=[[0.5, 1], [5, 1]]), "ng_itr: anow not parametric"),
     ],
 )
 def test_refusals_raise_the_line_of_the_program_and_leave_the_session_alive(attempt, line):
@@ -84,6 +98,11 @@ def test_refusals_raise_the_line_of_the_program_and_leave_the_session_alive(atte
         (lambda s: qvtx.Session(IRIS[0]), ValueError),
         (lambda s: qvtx.Session(IRIS[:0]), ValueError),
         (lambda s: qvtx.Session([["a"]]), ValueError),
+        (lambda s: qvtx.Session(pd.DataFrame({"day": pd.to_datetime(["2024-02-29"])})), ValueError),
+        (lambda s: s.distance("chebyshev"), ValueError),
+        (lambda s: s.set(tdgb=np.nan), ValueError),
+        (lambda s: s.quantize("ng", 9, schedule=[[np.nan, 1]]), ValueError),
+        (lambda s: s.map("md").interpolate(like="none"), ValueError),
         (lambda s: qvtx.Session(IRIS, seed=-1), ValueError),
         (lambda s: s.quantize("kmeans", 3), ValueError),
         (lambda s: s.quantize("km", 3.5), TypeError),

@@ -5,6 +5,7 @@ import shutil
 import subprocess
 
 import numpy as np
+import pandas as pd
 import pytest
 from scipy.spatial.distance import cdist
 
@@ -108,6 +109,13 @@ def test_a_session_writes_its_page(tmp_path, monkeypatch):
         with pytest.raises(ValueError, match="59"):
             session.view(page, labels=range(59))
     assert len(shown) == 1
+
+
+def test_data_without_variance_have_a_page(tmp_path):
+    data = pd.DataFrame({"ones": np.ones(9)})
+    page = Session(data).quantize("nq").map("md", 1).view(tmp_path / "flat.html", show=False)
+    assert '"name": "flat"' in (text := page.read_text(encoding="utf-8"))
+    assert '"variables": ["ones"]' in text
 
 
 def test_a_sample_stands_for_too_many_data(saved):

@@ -561,7 +561,7 @@ function find(text) {
 
 function begin() {
   const share = (table) => (100 * table.reduce((sum, value) => sum + value, 0) / n).toFixed(1);
-  byId("facts").textContent = `${n < content.total ? `${n} of ${content.total}` : n} data, ${d} variables, ` +
+  byId("facts").textContent = `${n < content.total ? `${n} of ${content.total}` : n} data, ${d} variable${d > 1 ? "s" : ""}, ` +
     `${arrays.hits.length} prototypes; false neighbours ${share(arrays.false)} %, missing ${share(arrays.missing)} %`;
   choices.forEach((choice, k) => byId("colour").add(new Option(choice.name, k)));
   drawMap();
@@ -572,7 +572,7 @@ function begin() {
   new ResizeObserver(fitCanvas).observe(canvas);
   fitCanvas();
   byId("seen").textContent = dims < d ? `through ${dims} principal components, ` +
-    `${(100 * content.seen).toFixed(1)} % of the variance` : `through all ${d} dimensions`;
+    `${(100 * content.seen).toFixed(1)} % of the variance` : `through ${d > 1 ? `all ${d} dimensions` : "one dimension"}`;
   byId("colour").onchange = (event) => showColour(choices[event.target.value]);
   byId("links").onchange = (event) => Plotly.restyle("map", {visible: event.target.checked}, [TRACE.links]);
   byId("prototypes").onchange = (event) => Plotly.restyle("map", {visible: event.target.checked}, [TRACE.prototypes]);
