@@ -41,7 +41,7 @@ from qvtx.saved import Saved, beside
 
 MOST_CLASSES = 50  # texts of one column that --encode turns into variables; more are names, not classes
 NUMBER = r"\s*[+-]?(\d+\.?\d*|\.\d+)([eE][+-]?\d+)?\s*"
-LIKE_A_NUMBER = r"\s*[+-]?[\d.,' ]*\d\s*"  # in another form than the one found: to be told, not left out
+LIKE_A_NUMBER = r"\s*[+-]?[$€£]?[\d.,' ]*\d\s*[%$€£]?\s*"  # in another form than the one found: to be told
 
 
 class Refused(ValueError):
@@ -263,6 +263,8 @@ def _variables(
     """The variables that a column becomes, None for none, and what to say of it."""
     if column.isna().all():
         return None, "left out: empty"
+    if column.dtype == object and column.dropna().map(type).eq(bool).all() and name not in (encode or []):
+        column = column.astype(float)  # truth values, some missing
     if (
         encode
         and name in encode
@@ -326,7 +328,7 @@ def _complete(
         raise table.refuse(
             int(rows[0]),
             name,
-            f"missing; {len(rows)} rows lack a number (--missing drop "
+            f"missing; {len(rows)} row{'s lack' if len(rows) > 1 else ' lacks'} a number (--missing drop "
             "leaves them out, --missing mean fills in the mean of the column)",
         )
     if missing == "mean":

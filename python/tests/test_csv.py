@@ -47,6 +47,8 @@ def test_the_program_reads_every_table(tmp_path, program, first):
     [
         ("x,y\n1,2\n\n3,four\n5,6\n", [], "line 4: column 'y': 'four'"),
         ('x,t\n1,"a\nb"\n,c\n', [], "line 4: column 'x': missing"),
+        ("x,f\n1,True\n2,\n", [], "line 3: column 'f': missing"),
+        ("x,p\n1,12 %\n2,7 %\n", [], "line 2: column 'p': '12 %'"),
         ("x,y\n1,2\n3,-inf\n", [], "line 3: column 'y': an infinite"),
         ("x;y\n3,5;4\n1.234,5;2\n", ["--decimal", ","], "line 3: column 'x': '1.234,5'"),
         ("x,y\n1,2\n1,2,3\n", [], "line 3, saw 3"),
