@@ -30,6 +30,7 @@ from sklearn.cluster import KMeans
 from sklearn.metrics import pairwise_distances_argmin_min
 from threadpoolctl import threadpool_limits
 
+from qvtx.dialogue import column_names
 from qvtx.files import write
 from qvtx.session import Session
 from qvtx.snapshot import Snapshot, read_snapshot, write_snapshot
@@ -56,6 +57,10 @@ def _blocks(data: Data) -> list[Delayed]:
     """The partitions as delayed float64 arrays (rows, d)."""
     if isinstance(data, dd.DataFrame):
         parts = data.to_delayed()
+    elif not isinstance(data, da.Array):
+        raise TypeError(
+            "a Dask array or data frame is needed (dask.array.from_array, dask.dataframe.from_pandas)"
+        )
     else:
         parts = data.rechunk({1: -1}).to_delayed().ravel()
     return [_numbers(part) for part in parts]
@@ -129,12 +134,14 @@ def _total(blocks: list[Delayed], prototypes: Array) -> Sums:
 @dataclasses.dataclass
 class Found:
     """`prototypes` (p, d); `hits` (p,) data nearest to each; `error` half the mean squared distance of the
-    data from their prototypes, as the program's quantization error; `history`: that error at each epoch."""
+    data from their prototypes, as the program's quantization error; `history`: that error at each epoch;
+    `variables`: names of the d columns, None without."""
 
     prototypes: Array
     hits: Array
     error: float
     history: list[float]
+    variables: list[str] | None = None
 
 
 def kmeans(
@@ -163,7 +170,7 @@ def kmeans(
             len(history) > epochs or len(history) > 1 and history[-2] - history[-1] <= tolerance * history[-2]
         )
         if done and total.counts.all() or len(history) > 2 * epochs:
-            return Found(prototypes, total.counts, history[-1], history)
+            return Found(prototypes, total.counts, history[-1], history, column_names(data))
         prototypes = _moved(prototypes, total)
 
 
@@ -287,13 +294,19 @@ def session(found: Found | npt.ArrayLike, data: npt.ArrayLike, **settings: float
     )  # one epoch of steps of length 0: the data find their prototypes, which stay
     linked.set(**still).quantize("cl", len(prototypes)).set(**usual)
     schedule.unlink()
+    if isinstance(found, Found) and found.variables:
+        linked.variables = found.variables
     return linked
 
 
 def interpolate(data: Data, session: Session) -> Data:
     """Positions of all data in the map of a session: a Dask array (rows, q), or a data frame with the columns
     position_0 ... and the index of the data; nothing is computed yet. Every partition starts a session of its
-    own, so partitions of 100,000 rows and more are worth while."""
+    own, so partitions of 100,000 rows and more are worth while. A data frame has the columns of the session,
+    in their order."""
+    names = column_names(data)
+    if names and session.variables and names != session.variables:
+        raise ValueError(f"the data have the columns {names}, the session {session.variables}")
     text = io.BytesIO()
     write_snapshot(text, session.snapshot)
     state = dask.delayed((text.getvalue(), session.X, session.mapping))

@@ -102,6 +102,9 @@ def test_csv_files_are_partitions(tmp_path, alone):
     assert found.error == pytest.approx(alone.error, rel=1e-6)
     with pytest.raises(FileNotFoundError):
         large.open(str(tmp_path / "*.tsv"))
+    with large.session(found, large.sample(data, 200)).map("md", 2) as session:
+        with pytest.raises(ValueError, match="columns"):
+            large.interpolate(data[["z", "y", "x"]], session)
 
 
 @pytest.mark.parametrize("method", ["cc", "mm"])
