@@ -25,7 +25,7 @@ def matrix(values: npt.ArrayLike, name: str) -> Array:
     if hasattr(values, "columns") and hasattr(values, "iloc"):
         values = _of_frame(values, name)
     elif isinstance(values, np.ma.MaskedArray):
-        values = values.astype(float).filled(np.nan)
+        values = np.ma.filled(values.astype(float), np.nan)
     elif np.iscomplexobj(values):
         raise ValueError(f"{name} holds complex numbers")
     table = np.ascontiguousarray(values, dtype=float)

@@ -60,7 +60,7 @@ def colouring(saved: Saved, colour: str | None = None) -> Colouring:
     if colour == "label" and saved.labels is not None:
         if not saved.classified:
             return Colouring("label", _means(saved, saved.labels), saved.labels, None)
-        classes = {int(label): saved.class_name(label) for label in np.unique(saved.labels)}
+        classes = dict(saved.classes(saved.labels))
         return Colouring(saved.names.get("label") or "label", saved.majority(), saved.labels, classes)
     if colour == "component":
         classes = {int(number): str(number) for number in np.unique(saved.components)}

@@ -73,8 +73,14 @@ class Saved:
         return self.labels is not None and self.labels.dtype.kind == "i"
 
     def class_name(self, label: int) -> str:
-        """What a label stands for."""
-        return self.names.get("classes", {}).get(str(label), str(label))
+        """What a label stands for; -1 for none, where classes have names."""
+        classes = self.names.get("classes", {})
+        return classes.get(str(label), "none" if classes and label == -1 else str(label))
+
+    def classes(self, labels: Array) -> list[tuple[int, str]]:
+        """The different labels and what they stand for, -1 last."""
+        found = sorted(map(int, np.unique(labels)), key=lambda label: (label == -1, label))
+        return [(label, self.class_name(label)) for label in found]
 
     def original(self, values: Array) -> Array:
         """Rows (m, d) in data units as values of the table that they came from."""
@@ -109,17 +115,21 @@ class Saved:
             file = labels if isinstance(labels, (str, os.PathLike)) else None
             saved = cls.load(source, data, file)
         if labels is not None and not isinstance(labels, (str, os.PathLike)):
-            saved = saved._labelled(np.asarray(labels), getattr(labels, "name", None))
+            saved = saved._labelled(_plain(labels), getattr(labels, "name", None))
         return saved
 
     def _labelled(self, labels: Array, title: Any = None) -> Saved:
-        """The same with labels (n,): integers, truth values, reals, or texts, which become classes. `title`:
-        what they are, when it is a text."""
+        """The same with labels (n,): integers, truth values, reals, or texts, which become classes, -1 where
+        one is missing. `title`: what they are, when it is a text."""
         names = {**self.names, "label": title} if isinstance(title, str) else self.names
         if labels.dtype.kind in "bu":
             labels = labels.astype(np.int64)
         elif labels.dtype.kind not in "if":
-            texts, labels = np.unique(labels.astype(str), return_inverse=True)
+            known = labels == labels  # neither NaN nor NaT
+            known &= np.array([label is not None for label in labels])
+            texts, codes = np.unique(labels[known].astype(str), return_inverse=True)
+            labels = np.full(len(labels), -1)
+            labels[known] = codes
             names = {**names, "classes": {str(code): str(text) for code, text in enumerate(texts)}}
         return dataclasses.replace(self, labels=_checked(labels, len(self.codes)), names=names)
 
@@ -167,6 +177,18 @@ class Saved:
             rank=_rank(name),
             **parts,
         )
+
+
+def _plain(labels: Any) -> Array:
+    """Labels as an array; what is missing in a column of pandas is NaN."""
+    if not hasattr(labels, "isna"):
+        return np.asarray(labels)
+    kind = labels.dtype.kind
+    if kind in "biuf":  # of numpy's or a nullable type
+        return np.asarray(
+            labels.astype(float if labels.isna().any() else {"b": bool, "f": float}.get(kind, int))
+        )
+    return np.asarray(labels.astype(object).where(labels.notna(), np.nan))
 
 
 def _without(name: Name, extension: str) -> Path:

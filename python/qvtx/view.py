@@ -136,7 +136,7 @@ def _classes(saved: Saved, chosen: Array) -> list[list[Any]] | None:
     """Pairs of a label and its name; None for labels that are no classes."""
     if saved.labels is None or not saved.classified:
         return None
-    return [[int(label), saved.class_name(label)] for label in np.unique(saved.labels[chosen])]
+    return [[label, name] for label, name in saved.classes(saved.labels[chosen])]
 
 
 def _packed(table: Any, kind: str = "<f4") -> dict[str, Any]:

@@ -102,9 +102,9 @@ def test_a_session_writes_its_page(tmp_path, monkeypatch):
     with Session(random.normal(size=(60, 3))).quantize("km", 9) as session:
         with pytest.raises(ValueError, match="no mapping"):
             session.view(tmp_path / "page.html")
-        page = session.map("md").view(tmp_path / "page.html", labels=["a", "b"] * 30)
+        page = session.map("md").view(tmp_path / "page.html", labels=["a", None, "b"] * 20)
         assert shown == [page.as_uri()]
-        assert '"classes": [[0, "a"], [1, "b"]]' in page.read_text(encoding="utf-8")
+        assert '"classes": [[0, "a"], [1, "b"], [-1, "none"]]' in page.read_text(encoding="utf-8")
         session.view(page, show=False)
         with pytest.raises(ValueError, match="59"):
             session.view(page, labels=range(59))
