@@ -26,11 +26,10 @@ from matplotlib.ticker import LogLocator, NullFormatter
 from scipy.sparse.csgraph import dijkstra
 from scipy.spatial.distance import cdist
 
-from qvtx.saved import Saved, beside
+from qvtx.saved import CLASSES, Saved, beside
 
 Array = npt.NDArray[Any]
 
-CLASSES = "#3f90da #ffa90e #bd1f01 #94a4a2 #832db6 #a96b59 #e76300 #b9ac70 #717581 #92dadb".split()
 MARKS = "osD^vP*X"  # the next ten classes differ by their marks
 NUMBERS = "cividis"
 LEAST, MOST = 12.0, 110.0  # areas of the smallest and largest prototype, in square points

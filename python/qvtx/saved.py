@@ -18,6 +18,9 @@ from qvtx.snapshot import Links
 
 Array = npt.NDArray[Any]
 
+# Colours of classes in pictures and in the explorer, which does without matplotlib: the ten of Petroff (2021).
+CLASSES = "#3f90da #ffa90e #bd1f01 #94a4a2 #832db6 #a96b59 #e76300 #b9ac70 #717581 #92dadb".split()
+
 
 def beside(name: Name, extension: str) -> Path:
     """The file `name` + extension; dots in the name stay."""

@@ -27,8 +27,7 @@ from plotly.offline import get_plotlyjs
 from sklearn.decomposition import PCA
 from sklearn.neighbors import NearestNeighbors
 
-from qvtx.plot import CLASSES
-from qvtx.saved import Saved, beside
+from qvtx.saved import CLASSES, Saved, beside
 
 Array = npt.NDArray[Any]
 

@@ -31,3 +31,21 @@ def test_example_runs(example, tmp_path):
 def test_commands_of_the_shell_tell_their_use(command, tmp_path):
     assert f"usage: qvtx-{command}" in run("-m", f"qvtx.{command}", "--help", folder=tmp_path)
     assert f'qvtx-{command} = "qvtx.{command}:main"' in (PACKAGE / "pyproject.toml").read_text()
+
+
+@pytest.mark.parametrize(
+    ("module", "others"),
+    [
+        ("session", "scipy pandas matplotlib plotly sklearn dask"),
+        ("csv", "scipy matplotlib plotly sklearn dask"),
+        ("plot", "pandas plotly sklearn dask"),
+        ("view", "pandas matplotlib dask"),
+        ("estimators", "pandas matplotlib plotly dask"),
+    ],
+)
+def test_a_module_needs_no_package_of_other_extras(module, others, tmp_path):
+    run(
+        "-c",
+        f"import sys; sys.modules.update(dict.fromkeys({others.split()})); import qvtx.{module}",
+        folder=tmp_path,
+    )
