@@ -395,6 +395,8 @@ def back(name: Name, out: Name, data: Name | None = None) -> list[str]:
         raise Refused(f"{source}: {'changed since it became data' if source.exists() else 'not there'}")
     form = Form(**saved.names["form"])
     frame = _read(source, form, dtype=str, keep_default_na=False, na_values=[], skipinitialspace=False)
+    if form.header:  # as they stand: empty or twice the same, to which pandas gives names of its own
+        frame.columns = next(_records(source, form))[1]
     joined = _results(saved)
     kept = np.setdiff1d(np.arange(len(frame)), saved.names["dropped"])
     if len(kept) != len(joined):

@@ -92,18 +92,18 @@ def test_scaling_can_be_undone_and_spares_constant_columns(tmp_path):
 
 
 def test_back_joins_results_with_the_rows_that_had_data(tmp_path, program, capsys):
-    lines = [f"{x},5;{x * x};kind {x % 2}" for x in range(40)]
-    lines[3] = "?;1;kind 1"
-    assert convert(tmp_path, "x;y;k\n" + "\n".join(lines) + "\n", "--label", "k", "--missing", "drop") == 0
+    lines = [f"{x},5;{x * x};kind {x % 2};" for x in range(40)]
+    lines[3] = "?;1;kind 1;"
+    assert convert(tmp_path, "x;x;k;\n" + "\n".join(lines) + "\n", "--label", "k", "--missing", "drop") == 0
     subprocess.run([program, "--init"], cwd=tmp_path, check=True, capture_output=True)
     script = "ld t km 5 cc mp m 2 cc il sp run sm run xt y".replace(" ", "\n") + "\n"
     subprocess.run([program], cwd=tmp_path, input=script, check=True, capture_output=True, text=True)
     back = ["--back", str(tmp_path / "run"), str(tmp_path / "out.csv"), "--data", str(tmp_path / "t")]
     assert csv.main(back) == 0
     out = (tmp_path / "out.csv").read_text().splitlines()
-    assert out[0] == "x;y;k;prototype;component;map_0;map_1;position_0;position_1"
-    assert out[4] == "?;1;kind 1;;;;;;"
-    assert [int(line.split(";")[3]) for line in out[1:4]] == read(tmp_path / "run.cod")[:3].tolist()
+    assert out[0] == "x;x;k;;prototype;component;map_0;map_1;position_0;position_1"
+    assert out[4] == "?;1;kind 1;;;;;;;"
+    assert [int(line.split(";")[4]) for line in out[1:4]] == read(tmp_path / "run.cod")[:3].tolist()
     (tmp_path / "t.csv").write_text("x;y;k\n1;2;3\n")
     assert csv.main(back) == 1
     assert "changed since" in capsys.readouterr().err
