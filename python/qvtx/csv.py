@@ -35,6 +35,7 @@ from typing import Any, Iterator
 import numpy as np
 import pandas as pd
 
+from qvtx.dialogue import listed
 from qvtx.files import Name, write
 from qvtx.matrices import header_lines
 from qvtx.saved import Saved, beside
@@ -219,7 +220,7 @@ def convert(
     """
     for name in (*([label] if label else []), *(drop or []), *(encode or [])):
         if name not in table.frame:
-            raise Refused(f"{table.path}: no column {name!r}; there are {', '.join(map(repr, table.frame))}")
+            raise Refused(f"{table.path}: no column {name!r}; there are {listed(list(table.frame))}")
     parts, story = [], []
     for name, column in table.frame.items():
         part, told = (

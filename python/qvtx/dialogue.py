@@ -5,7 +5,7 @@ from __future__ import annotations
 import re
 import sys
 from pathlib import Path
-from typing import Any, Callable, Mapping
+from typing import Any, Callable, Mapping, Sequence
 
 import numpy as np
 import numpy.typing as npt
@@ -14,6 +14,7 @@ from qvtx.files import Name
 from qvtx.matrices import Array
 
 Progress = Callable[[str, int, int], None]
+MOST_LISTED = 20  # names in a refusal
 Steps = list[Any]  # answers for `Console.run`
 
 
@@ -46,10 +47,23 @@ def _of_frame(frame: Any, name: str) -> Array:
                 raise TypeError
             parts.append(np.asarray(column.astype(float)))
         except (TypeError, ValueError):
-            refused.append(repr(title))
+            refused.append(str(title))
     if refused:
-        raise ValueError(f"{name} has columns that hold no numbers: {', '.join(refused)}")
+        raise ValueError(f"{name} has columns that hold no numbers: {listed(refused)}")
     return np.column_stack(parts) if parts else np.empty(frame.shape)
+
+
+def listed(names: Sequence[str]) -> str:
+    """The names in quotes, of many the first ones."""
+    more = len(names) - MOST_LISTED
+    return ", ".join(map(repr, names[:MOST_LISTED])) + (f" and {more} more" if more > 0 else "")
+
+
+def same_columns(values: Any, name: str, variables: list[str] | None) -> None:
+    """ValueError for a data frame whose columns are not those of the session, in their order."""
+    names = column_names(values)
+    if names and variables and names != variables:
+        raise ValueError(f"{name} has the columns {listed(names)}, the session {listed(variables)}")
 
 
 def column_names(values: Any) -> list[str] | None:

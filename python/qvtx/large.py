@@ -30,7 +30,7 @@ from sklearn.cluster import KMeans
 from sklearn.metrics import pairwise_distances_argmin_min
 from threadpoolctl import threadpool_limits
 
-from qvtx.dialogue import column_names
+from qvtx.dialogue import column_names, same_columns
 from qvtx.files import write
 from qvtx.session import Session
 from qvtx.snapshot import Snapshot, read_snapshot, write_snapshot
@@ -304,9 +304,7 @@ def interpolate(data: Data, session: Session) -> Data:
     position_0 ... and the index of the data; nothing is computed yet. Every partition starts a session of its
     own, so partitions of 100,000 rows and more are worth while. A data frame has the columns of the session,
     in their order."""
-    names = column_names(data)
-    if names and session.variables and names != session.variables:
-        raise ValueError(f"the data have the columns {names}, the session {session.variables}")
+    same_columns(data, "data", session.variables)
     text = io.BytesIO()
     write_snapshot(text, session.snapshot)
     state = dask.delayed((text.getvalue(), session.X, session.mapping))

@@ -26,6 +26,7 @@ from matplotlib.ticker import LogLocator, NullFormatter
 from scipy.sparse.csgraph import dijkstra
 from scipy.spatial.distance import cdist
 
+from qvtx.dialogue import listed
 from qvtx.saved import CLASSES, Saved, beside
 
 Array = npt.NDArray[Any]
@@ -75,7 +76,7 @@ def colouring(saved: Saved, colour: str | None = None) -> Colouring:
         return Colouring(colour, saved.original(saved.prototypes)[:, k], data, None)
     raise ValueError(
         f"nothing to colour by is called {colour!r}: label, hits, component, error, or a variable: "
-        + ", ".join(saved.variables)
+        + listed(saved.variables)
     )
 
 

@@ -26,6 +26,7 @@ from qvtx.dialogue import (
     listener_for,
     manual_or_automatic,
     matrix,
+    same_columns,
     schedule_file,
     with_extension,
 )
@@ -305,9 +306,7 @@ class Session:
             table = matrix(Xnew, "Xnew")
             if table.shape[1] != self.X.shape[1]:
                 raise ValueError(f"Xnew has {table.shape[1]} columns, the data have {self.X.shape[1]}")
-            names = column_names(Xnew)
-            if names and self.variables and names != self.variables:
-                raise ValueError(f"Xnew has the columns {names}, the data {self.variables}")
+            same_columns(Xnew, "Xnew", self.variables)
             self._validations += 1
             name = f"new{self._validations}"
             files.write(self._file(name + ".dat"), table, binary=True)

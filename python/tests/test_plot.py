@@ -38,7 +38,7 @@ def test_the_shell_draws_every_picture_that_it_can(folder, capsys):
     assert "no grid was saved" in capsys.readouterr().err
     assert plot.main([str(folder / "grid"), "grid", "--format", "svg", *data]) == 0
     assert plot.main([str(folder / "run"), "map", "--colour", "nonsense", *data]) == 1
-    assert "'nonsense': label, hits, component, error, or a variable: v0, v1" in capsys.readouterr().err
+    assert "'nonsense': label, hits, component, error, or a variable: 'v0', 'v1'" in capsys.readouterr().err
 
 
 def test_the_map_places_images_links_and_colours(folder):
