@@ -6,6 +6,10 @@ cc
 mp
 m
 2
+cc
+il
+sp
+results/digits
 sm
 results/digits
 st
