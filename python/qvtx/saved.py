@@ -188,9 +188,8 @@ def _plain(labels: Any) -> Array:
         return np.asarray(labels)
     kind = labels.dtype.kind
     if kind in "biuf":  # of numpy's or a nullable type
-        return np.asarray(
-            labels.astype(float if labels.isna().any() else {"b": bool, "f": float}.get(kind, int))
-        )
+        whole = {"b": "bool", "f": "float64"}.get(kind, "int64")
+        return np.asarray(labels.astype("float64" if labels.isna().any() else whole))
     return np.asarray(labels.astype(object).where(labels.notna(), np.nan))
 
 
