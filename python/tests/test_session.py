@@ -223,15 +223,3 @@ def test_nothing_stays_behind_the_interpreter(end, private):
     assert not list(private.iterdir())
 
 
-def test_rows_that_are_not_finite_are_left_out(tmp_path):
-    holed = np.insert(IRIS, [0, 75], np.nan, axis=0)
-    rows = np.isfinite(holed).all(axis=1)
-    with qvtx.Session(IRIS) as whole, qvtx.Session(holed) as session:
-        for one in (whole, session):
-            one.quantize("km", 10).map("cc", 2)
-        assert np.array_equal(session.prototypes, whole.prototypes)
-        assert np.array_equal(session.codes[rows], whole.codes)
-        assert set(session.codes[~rows]) == {-1}
-        assert np.array_equal(session.interpolate()[rows], whole.interpolate())
-        saved = Saved.of(session)
-        assert saved.hits.sum() == len(IRIS)

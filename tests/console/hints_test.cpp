@@ -120,17 +120,5 @@ TEST(Report, TellsHugeNumbersByPowersOfTen) {
       << r.out;
 }
 
-TEST(Ranks, AreReportedAndSaved) {
-  Workplace here;
-  for (const char* file : {"Qvtx.prf", "iris.dat"}) here.bring(file);
-  const Result r = here.run(words("ld iris ng 30 cc mp m 2 sm r xt y"));
-  EXPECT_NE(r.out.find("\n  rank quality: space = 0."), std::string::npos);
-  MatFullD curves;
-  ASSERT_TRUE(curves.load_asc(here.path("r.rnk").c_str(), 0));
-  EXPECT_EQ(curves.nrow(), 28);
-  EXPECT_EQ(curves.ncol(), 3);
-  EXPECT_EQ(curves(27, 0), 28);
-}
-
 }  // namespace
 }  // namespace qvtx::console

@@ -45,30 +45,5 @@ TEST(Numbers, AWordThatIsNoNumberGivesTheCommandUp) {
   EXPECT_EQ(here.read("t.trc"), "ld\niris\nxt\ny\n");
 }
 
-TEST(Files, DamagedAndForeignOnesAreRefusedAndTheSessionGoesOn) {
-  Workplace here;
-  here.bring("iris.dat");
-  here.bring("wine.dat");
-  here.write("empty.dat", "");
-  here.write("short.dat", "3\t0\t0\n5\t0\t0\n1\t2\t3\n4\n");
-  here.write("words.dat", "no numbers\n");
-  ASSERT_EQ(here.run(words("ld wine km 12 sm foreign xt y")).status, 0);
-  const Result asked = here.run(words("ld missing empty short words iris ng 12 cc mp m 2 sm good xt y"));
-  EXPECT_EQ(asked.status, 0);
-  EXPECT_EQ(occurrences(asked.err, "  File name without extension? "), 5 + 1);
-  const std::string good = here.read("good.mbf");
-  std::string names;
-  for (const std::size_t length :
-       {std::size_t{0}, std::size_t{3}, std::size_t{40}, good.size() / 2, good.size() - 1}) {
-    names += "cut" + std::to_string(length) + " ";
-    here.write("cut" + std::to_string(length) + ".mbf", good.substr(0, length));
-  }
-  const Result r = here.run(words("ld iris lm " + names + "foreign good cc mp m 3 xt y"));
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(occurrences(r.err, "  File name without extension? "), 1 + 7);
-  EXPECT_NE(r.out.find("size mismatch ... "), std::string::npos);
-  EXPECT_NE(r.out.find("Mapping: Curvilinear Component Analysis, 3 dimensions"), std::string::npos);
-}
-
 }  // namespace
 }  // namespace qvtx::console

@@ -83,15 +83,5 @@ TEST_F(LeftOutSession, ValidationSetMayHoldThem) {
   }
 }
 
-TEST_F(LeftOutSession, SessionGoesOnAfterALoad) {
-  ASSERT_EQ(here.run(words("ld holed om 20 1 us mp sm holed xt y")).status, 0);
-  const std::string codes = here.read("holed.cod"), prototypes = here.read("holed.pro");
-  const Result r = here.run(words("la holed sm again us il sp again xt y"));
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(here.read("again.cod"), codes);
-  EXPECT_EQ(here.read("again.pro"), prototypes);
-  EXPECT_EQ(lines("again.prj", false).size(), 152u);
-}
-
 }  // namespace
 }  // namespace qvtx::console

@@ -47,23 +47,12 @@ Result Workplace::run(const std::vector<std::string>& input, const std::string& 
 
 Result Workplace::feed(const std::string& input, const std::string& arguments,
                        const std::string& options) const {
-  std::string errors;
-  errors.append("'").append(directory_.string()).append(".err'");
-  return execute(input, options + " timeout 300 '" QVTX_PROGRAM "' " + arguments, errors);
-}
-
-std::string Workplace::watch(const std::string& input) const {
-  return execute(input, "timeout 300 '" QVTX_PROGRAM "'", "&1").out;
-}
-
-Result Workplace::execute(const std::string& input, const std::string& command,
-                          const std::string& errors) const {
   // The streams are kept beside the directory, so that the session sees its own files only.
   const std::string base = directory_.string();
   std::ofstream(base + ".in", std::ios::binary) << input;
-  const std::string line =
-      "cd '" + base + "' && " + command + " < '" + base + ".in' > '" + base + ".out' 2>" + errors;
-  const int status = std::system(line.c_str());
+  const std::string command = options + " timeout 300 '" QVTX_PROGRAM "' " + arguments;
+  const std::string streams = " < '" + base + ".in' > '" + base + ".out' 2>'" + base + ".err'";
+  const int status = std::system(("cd '" + base + "' && " + command + streams).c_str());
   Result result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(base + ".out"), slurp(base + ".err")};
   for (const char* end : {".in", ".out", ".err"}) fs::remove(base + end);
   return result;

@@ -24,8 +24,6 @@ class Workplace {
   /// name, such as an environment variable; arguments: behind it.
   Result run(const std::vector<std::string>& words, const std::string& arguments = "",
              const std::string& options = "") const;
-  /// Both streams in one, as a terminal shows them.
-  std::string watch(const std::string& input) const;
   /// The same as `run` with the input as it stands.
   Result feed(const std::string& input, const std::string& arguments = "",
               const std::string& options = "") const;
@@ -40,8 +38,6 @@ class Workplace {
   std::filesystem::path path(const std::string& name) const { return directory_ / name; }
 
  private:
-  Result execute(const std::string& input, const std::string& command, const std::string& errors) const;
-
   std::filesystem::path directory_;
 };
 

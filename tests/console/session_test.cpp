@@ -53,19 +53,6 @@ TEST(StartUp, InitWritesAScratchOnce) {
   EXPECT_FALSE(here.has("default.sam"));
 }
 
-TEST(StartUp, AMissingKeyIsNamedBeforeTheProgramStops) {
-  Workplace here = with_iris();
-  std::string text = here.read("Qvtx.prf");
-  const std::size_t at = text.find("p {vngaini }");
-  ASSERT_NE(at, std::string::npos);
-  text.erase(at, text.find('\n', at) - at + 1);
-  here.write("Qvtx.prf", text);
-  const Result r = here.run(words(quantize + leave));
-  EXPECT_EQ(r.status, 0);
-  EXPECT_NE(r.err.find("  missing key: vngaini\n"), std::string::npos);
-  EXPECT_NE(r.out.find("MatPrefT: bad key"), std::string::npos);
-}
-
 TEST(Session, TypicalRunSavesEverythingAndTheTrace) {
   Workplace here = with_iris();
   const Result r = here.run(words(project + "sm a st a" + leave));
@@ -155,35 +142,6 @@ TEST(Session, HelpCountsLostAndCopiedPrototypes) {
   EXPECT_EQ(occurrences(r.err, "Remove Lost prototypes"), 1);
 }
 
-TEST(Session, CommandsOutOfStateAreBadCommands) {
-  Workplace here = with_iris();
-  for (const std::string& session :
-       {std::string("km"), std::string("hx"), std::string("??"), load + "cc", load + "bw", quantize + "eg",
-        quantize + "bw", project + "sp", interpolate + "mq", quantize + "cc il", quantize + "cc rd",
-        project + "md il", quantize + "mm zz"}) {
-    const Result r = here.run(words(session + leave));
-    EXPECT_EQ(r.status, 0) << session;
-    EXPECT_NE(r.err.find("Bad command : " + words(session).back() + "\n"), std::string::npos) << session;
-    EXPECT_EQ(occurrences(r.err, "Bad command"), 1) << session;
-  }
-}
-
-TEST(Session, LettersOfACommandMayBeApart) {
-  Workplace here = with_iris();
-  const Result r = here.feed("l\td\r\niris\r\nk\n\nm 5\rx t\nq\nO");
-  EXPECT_EQ(r.status, 0);
-  EXPECT_NE(r.out.find("Prototypes: LBG, 5 prototypes"), std::string::npos);
-}
-
-TEST(Session, ExitAsksUntilItGetsAnAnswer) {
-  Workplace here;
-  for (const char* yes : {"y", "Y", "o", "O"})
-    EXPECT_EQ(here.run({"xt", "n", "xt", "N", "xt", "q", yes}).status, 0);
-  const Result r = here.run(words("xt n hh xt y"));
-  EXPECT_EQ(occurrences(r.err, "[y|n] "), 2);
-  EXPECT_EQ(occurrences(r.err, "AVAILABLE"), 1);
-}
-
 TEST(Session, SeedMakesRunsRepeat) {
   Workplace here = with_iris();
   ASSERT_EQ(
@@ -205,25 +163,6 @@ TEST(Session, LoadedMapIsAMapStill) {
     };
     EXPECT_NE(line(fresh.out), "") << text;
     EXPECT_EQ(line(loaded.out), line(fresh.out));
-  }
-}
-
-TEST(Session, QuietSessionReportsOnlyResults) {
-  Workplace here = with_iris();
-  const Result r = here.run(words("tv " + project + leave));
-  EXPECT_NE(r.err.find("Toggle verbosity\n"), std::string::npos);
-  EXPECT_EQ(r.out.find("ToMapp."), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("Mapping: Curvilinear Component Analysis"), std::string::npos);
-}
-
-TEST(Session, StreamsInterleaveAsTheyHappened) {
-  Workplace here = with_iris();
-  const std::string screen = here.watch("ld\niris\ngc\nxt\ny\n");
-  std::size_t at = 0;
-  for (const char* text : {"Type hh to display some help", ">> ", "File name without extension? ",
-                           "iris.dat ... done!", ">> ", "G-center computed", ">> ", "[y|n] "}) {
-    at = screen.find(text, at);
-    ASSERT_NE(at, std::string::npos) << text << " is missing or late in\n" << screen;
   }
 }
 

@@ -273,22 +273,5 @@ TEST(LinkStore, DamagedSnapshotLeavesTheStoreAsItWas) {
   }
 }
 
-TEST(LinkStore, TextHoldsOneLinePerLiveLink) {
-  MatLinkT<long> store(3, 1);
-  store.addrow(3);
-  store.setvalue(store.add_link(1, 0), 0, 7);
-  store.add_link(0, 2);
-  store.setvalue(store.add_link(2, 1), 0, -5);
-  store.del_link(1);
-  const test::Scratch scratch;
-  ASSERT_EQ(1, store.save_asc("text", 0, 1));
-  EXPECT_EQ(
-      "     3\t     0\t     0\t\n"
-      "     2\t     0\t     0\t\n"
-      "         0\t         1\t         7\t\n"
-      "         1\t         2\t        -5\t\n",
-      test::read_file("text"));
-}
-
 }  // namespace
 }  // namespace qvtx

@@ -75,13 +75,16 @@ class God : public ReferenceMappingTest {
   void expect_reference(const ReferenceMapping& m, Variant v, int bits) {
     SCOPED_TRACE(::testing::Message() << "variant " << v << ", bits " << bits);
     const ReferenceGod expected(m, v, bits);
-    ASSERT_EQ(1, run(v, bits));
-    ASSERT_EQ(expected.hist, dense());
-    ASSERT_EQ(expected.stats.size(), static_cast<std::size_t>(stats.nrow()));
-    for (long r = 0; r < stats.nrow(); ++r) {
-      for (long c = 0; c < 4; ++c) {
-        const double value = expected.stats[static_cast<std::size_t>(r)][static_cast<std::size_t>(c)];
-        ASSERT_NEAR(value, stats(r, c), 1e-12 * std::max(1.0, std::fabs(value))) << r << " " << c;
+    for (const Isa isa : instruction_sets()) {
+      const Level level(isa);
+      ASSERT_EQ(1, run(v, bits));
+      ASSERT_EQ(expected.hist, dense());
+      ASSERT_EQ(expected.stats.size(), static_cast<std::size_t>(stats.nrow()));
+      for (long r = 0; r < stats.nrow(); ++r) {
+        for (long c = 0; c < 4; ++c) {
+          const double value = expected.stats[static_cast<std::size_t>(r)][static_cast<std::size_t>(c)];
+          ASSERT_NEAR(value, stats(r, c), 1e-12 * std::max(1.0, std::fabs(value))) << r << " " << c;
+        }
       }
     }
   }
