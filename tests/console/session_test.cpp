@@ -142,14 +142,6 @@ TEST(Session, HelpCountsLostAndCopiedPrototypes) {
   EXPECT_EQ(occurrences(r.err, "Remove Lost prototypes"), 1);
 }
 
-TEST(Session, SeedMakesRunsRepeat) {
-  Workplace here = with_iris();
-  ASSERT_EQ(
-      here.run(words(project + "sm a is y " + project + "sm b is y " + project + "sm c" + leave)).status, 0);
-  EXPECT_EQ(here.read("b.map"), here.read("c.map"));
-  EXPECT_EQ(here.read("a.map"), here.read("b.map"));  // a fresh start has the deterministic seed
-}
-
 TEST(Session, LoadedMapIsAMapStill) {
   Workplace here = with_iris();
   ASSERT_EQ(here.run(words("ld iris om 32 2 sm iris" + leave)).status, 0);

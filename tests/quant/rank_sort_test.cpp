@@ -9,24 +9,13 @@
 #include <numeric>
 #include <random>
 
-#include "base/isa.h"
 #include "gtest/gtest.h"
 #include "matrix/distance/packed_rows.h"
 #include "quant/gas_kernels.h"
+#include "support/levels.h"
 
 namespace qvtx {
 namespace {
-
-/// Runs a check with every instruction set.
-template <class Check>
-void on_every_set(Check check) {
-  for (const Isa isa : {Isa::baseline, Isa::avx2, Isa::avx512}) {
-    SCOPED_TRACE(testing::Message() << "instruction set " << int(isa));
-    set_isa_level(isa);
-    check();
-  }
-  set_isa_level(isa_best());
-}
 
 double uniform(std::mt19937& draws) { return std::ldexp(static_cast<double>(draws()), -32); }
 
@@ -52,7 +41,9 @@ void select_ranks(std::vector<long>& list, long m, const std::vector<double>& su
 
 TEST(RankSortTest, EqualsASelectionSortThatKeepsItsList) {
   std::mt19937 draws(1);
-  on_every_set([&] {
+  for (const Isa isa : test::instruction_sets()) {
+    const test::Level level(isa);
+    SCOPED_TRACE(testing::Message() << "instruction set " << int(isa));
     for (const long n : {1L, 2L, 7L, 8L, 9L, 63L, 65L, 200L, 300L, 1025L}) {
       for (const long m : {1L, (n + 9) / 10, n / 2 + 1, n - 1, n}) {
         if (m < 1 || m > n) continue;
@@ -71,13 +62,15 @@ TEST(RankSortTest, EqualsASelectionSortThatKeepsItsList) {
         }
       }
     }
-  });
+  }
 }
 
 // The test above would pass if the network left everything to the tournament.
 TEST(RankSortTest, TheNetworkDecidesAmongNumbersThatDiffer) {
   std::mt19937 draws(3);
-  on_every_set([&] {
+  for (const Isa isa : test::instruction_sets()) {
+    const test::Level level(isa);
+    SCOPED_TRACE(testing::Message() << "instruction set " << int(isa));
     for (const long n : {1L, 9L, 65L, 300L, 1025L}) {
       std::vector<double> numbers(static_cast<std::size_t>(n));
       std::iota(numbers.begin(), numbers.end(), 0.0);
@@ -86,7 +79,7 @@ TEST(RankSortTest, TheNetworkDecidesAmongNumbersThatDiffer) {
       order.sort(numbers.data());
       EXPECT_FALSE(order.close()) << n << " numbers";
     }
-  });
+  }
 }
 
 /// row -= h (row - x), unless h is NaN; returns the squared distance from the row to `next`.
@@ -105,7 +98,9 @@ TEST(GasKernelTest, MovesAndMeasuresLikeThePlainLoop) {
   std::mt19937 draws(2);
   constexpr double stays = std::numeric_limits<double>::quiet_NaN();
   const auto drawn = [&draws] { return uniform(draws); };
-  on_every_set([&] {
+  for (const Isa isa : test::instruction_sets()) {
+    const test::Level level(isa);
+    SCOPED_TRACE(testing::Message() << "instruction set " << int(isa));
     for (const auto& [n, d] : {std::pair(1L, 3L), {7L, 1L}, {8L, 8L}, {9L, 17L}, {33L, 3L}, {33L, 8L}}) {
       std::vector<double> rows, steps, x(static_cast<std::size_t>(d)), next(x.size()), moved(x.size());
       // Zeros of both signs: a row that stays keeps its sign, one that moves by a step of 0 need not.
@@ -125,7 +120,7 @@ TEST(GasKernelTest, MovesAndMeasuresLikeThePlainLoop) {
         ASSERT_EQ(0, std::memcmp(row, moved.data(), x.size() * sizeof(double))) << "row " << i << " of " << n;
       }
     }
-  });
+  }
 }
 
 }  // namespace
