@@ -11,7 +11,6 @@ import pandas as pd
 import pytest
 
 import qvtx
-from qvtx.saved import Saved
 
 PACKAGE = Path(__file__).resolve().parents[1]
 IRIS = qvtx.read(PACKAGE.parent / "examples/iris.dat")
@@ -221,5 +220,3 @@ def test_nothing_stays_behind_the_interpreter(end, private):
     ran = subprocess.run([sys.executable, "-c", script], env=environment, capture_output=True, text=True)
     assert ran.stdout == "True\n"
     assert not list(private.iterdir())
-
-
