@@ -1,9 +1,11 @@
 #include "base/memory.h"
 
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
@@ -49,6 +51,17 @@ void limit_memory() {
   if (set.rlim_cur != RLIM_INFINITY && set.rlim_cur <= most) return;
   set.rlim_cur = std::min(most, set.rlim_max);
   ::setrlimit(RLIMIT_DATA, &set);
+}
+
+void will_be_filled(void* block, std::size_t bytes) {
+#if defined(MADV_HUGEPAGE)
+  constexpr std::uintptr_t page = std::uintptr_t{1} << 21;
+  const auto begin = reinterpret_cast<std::uintptr_t>(block);
+  const std::uintptr_t first = (begin + page - 1) / page * page, last = (begin + bytes) / page * page;
+  if (first < last) ::madvise(static_cast<char*>(block) + (first - begin), last - first, MADV_HUGEPAGE);
+#else
+  static_cast<void>(block), static_cast<void>(bytes);
+#endif
 }
 
 }  // namespace qvtx

@@ -1,6 +1,7 @@
 #pragma once
 // What becomes of a program whose memory is short.
 
+#include <cstddef>
 #include <new>
 
 namespace qvtx {
@@ -40,5 +41,9 @@ double memory_limit();
 /// Keeps the process within the memory of the machine: what is beyond is refused when it is asked for,
 /// instead of ending the program when it is written to. Does nothing under a sanitizer.
 void limit_memory();
+
+/// Says of a block that it will soon be written to as a whole: where it spans large pages, the system gives
+/// it such, which is the faster way to memory. It may refuse, and nothing else changes.
+void will_be_filled(void* block, std::size_t bytes);
 
 }  // namespace qvtx

@@ -203,6 +203,18 @@ bool MatFullT<T>::grow(long rows) {
 }
 
 template <class T>
+void MatFullT<T>::expect(long rows) {
+  const long needed = element_count<T>(rows, ncol_);
+  if (needed > room_) {
+    void* block = std::realloc(data_, static_cast<std::size_t>(needed) * sizeof(T));
+    if (block == nullptr) return;
+    data_ = static_cast<T*>(block);
+    room_ = needed;
+  }
+  will_be_filled(data_, static_cast<std::size_t>(room_) * sizeof(T));
+}
+
+template <class T>
 long MatFullT<T>::realloc(long n) {
   long rows = 0;
   bool fits = !__builtin_add_overflow(nrow_, n, &rows);

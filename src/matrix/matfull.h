@@ -74,6 +74,9 @@ class MatFullT {
   void setrows(long n);
   /// Room for n more rows; returns nrow + n, or nrow when the allocation failed. Does not change `nrow`.
   long realloc(long n);
+  /// Makes ready for so many rows in use, which are to come soon; where memory is short, for less. Changes
+  /// neither `nall` nor `nrow`.
+  void expect(long rows);
   /// Appends a copy of row i of src (which may be this matrix); returns the new `nrow`, amortised O(ncol).
   /// Fatal: other ncol (m 123, dimensions form, 1), i (m 123, 2).
   long addrow(const MatFullT& src, long i);

@@ -64,6 +64,17 @@ TEST_F(Reads, TextIsToldWithWhatIsMissing) {
   for (const auto& [text, told] : cases) EXPECT_EQ(load(text), told) << testing::PrintToString(text);
 }
 
+/// Rows are read by the piece; a line that ends early must be noticed wherever in a piece it does.
+TEST_F(Reads, ALineThatEndsEarlyIsFoundAmongMany) {
+  for (std::size_t line = 2; line < 40; ++line) {
+    std::string text;
+    for (int i = 0; i < 40; ++i) text += "1.25 2.5 3.75 4\n";
+    text[text.find("3.75", (line - 1) * 16) - 1] = '\n';
+    EXPECT_EQ(load(text), "40 x 4 " + std::to_string(line) +
+                              ": 2 numbers where a row has 4: rows were filled across line ends");
+  }
+}
+
 TEST_F(Reads, ARefusedBinaryFileSaysWhyAndLeavesTheMatrix) {
   MatFullD two(2, 3);
   two.setrows(2, 1.5);

@@ -1,8 +1,10 @@
 // Text files: the number scanner, the reader and the writer of the dense matrix.
 
 #include <bit>
+#include <cstring>
 #include <iomanip>
 
+#include "base/isa.h"
 #include "base/support.h"
 #include "matrix/matfullc.h"
 #include "matrix/matfulld.h"
@@ -197,6 +199,45 @@ TEST_F(Text, FilesAreReadAsStreams) {
     loads += rows == 9000 || text.size() < 1000 ? 1 : 0;
   }
   EXPECT_GT(loads, 2000);
+}
+
+/// A number in one of the forms that programs write.
+std::string formed(Engine& engine, std::size_t form) {
+  const char* const forms[] = {"%.6f", "%10.6f", "%.0f", "%+.3f", "%#.0f", "%.15f", "%.17g", "%.18e", "%G"};
+  char text[64];
+  const double x =
+      static_cast<double>(static_cast<std::int64_t>(engine())) / std::pow(10.0, draw(engine, 22));
+  std::snprintf(text, sizeof text, forms[form], form == 5 ? std::fmod(x, 1e4) : x);
+  return text;
+}
+
+/// Lines that are rows are read many numbers at a time; one thing that is odd must not be lost among them.
+TEST_F(Text, LinesAreReadAsStreamsOnEveryInstructionSet) {
+  Engine engine(9);
+  const char* const odd[] = {"",      "\n",    " ",   "x",  ".",     "-",       "1e",
+                             "1e999", "1.2.3", "1-2", "\v", "\t.5 ", "\n\n5.\n"};
+  int loads = 0;
+  for (int k = 0; k < 900; ++k) {
+    const std::size_t columns = 1 + draw(engine, 12), form = draw(engine, 10);
+    std::string zeros, text;
+    for (std::size_t n = 1; n < columns; ++n) zeros += " 0";
+    if (k % 4 == 0) text = std::to_string(columns) + zeros + "\n40" + zeros + "\n";
+    for (std::size_t n = 0; n < 40 * columns; ++n)
+      (text += formed(engine, form < 9 ? form : draw(engine, 9))) += (n + 1) % columns == 0 ? "\r\n" : "\t ";
+    if (k % 3 != 0) text.insert(draw(engine, text.size()), pick(engine, odd));
+    std::istringstream in(text);
+    Istr from(in);
+    MatFullD m, loaded;
+    const long rows = m.read(from);
+    set_isa_level(pick(engine, {Isa::baseline, Isa::avx2, Isa::avx512}));
+    if (load(loaded, text) == 0) continue;
+    ++loads;
+    ASSERT_EQ(loaded.nrow(), rows) << text;
+    ASSERT_EQ(loaded.ncol(), m.ncol()) << text;
+    ASSERT_EQ(std::memcmp(loaded.data(), m.data(), contents(m).size() * sizeof(double)), 0) << text;
+  }
+  set_isa_level(isa_best());
+  EXPECT_GT(loads, 500);
 }
 
 TEST_F(Text, IntegersAreRoundedAndClamped) {

@@ -178,13 +178,15 @@ class TextReader {
   bool data_rows() {
     const long columns = target_.ncol();
     for (bool more = at_number(); more; more = next_line()) {
-      if (!add_row(target_)) return false;
-      const long i = target_.nrow() - 1;
-      T* const values = target_.data() + i * columns;
-      values[0] = to_element<T>(source_.number());
-      for (long j = 1; j < columns; ++j) {
-        if (!same_line()) {
-          target_.setrows(i);
+      RowPlace place = {columns, columns, true};
+      if (!lines(place, std::numeric_limits<double>::infinity())) return false;
+      const bool full = place.column == columns;
+      if (full && !(place.line_end && at_number())) continue;
+      if (full && !add_row(target_)) return false;
+      T* const values = last_row();
+      for (long j = full ? 0 : place.column; j < columns; ++j) {
+        if (j > 0 && !same_line()) {
+          target_.setrows(target_.nrow() - 1);
           break;
         }
         values[j] = to_element<T>(source_.number());
@@ -192,6 +194,32 @@ class TextReader {
     }
     if (source_.failed() || source_.look() >= 0) odd_ = true;
     return true;
+  }
+
+  /// Appends the numbers of lines that are rows, up to so many rows, as long as the source gives them at
+  /// once; the last row may be incomplete. False without storage.
+  bool lines(RowPlace& place, double rows) {
+    double numbers[1024];
+    for (;;) {
+      const long filled = target_.nrow() * place.columns - (place.columns - place.column);
+      const double left = rows * static_cast<double>(place.columns) - static_cast<double>(filled);
+      const long most = left < std::size(numbers) ? static_cast<long>(left) : std::ssize(numbers);
+      const long count = source_.lines(place, numbers, most);
+      if (count == 0) return true;
+      expect_rows(place.columns);
+      const long needed = (filled + count + place.columns - 1) / place.columns;
+      target_.setrows(needed, 0);
+      if (target_.nrow() != needed) return false;
+      std::transform(numbers, numbers + count, target_.data() + filled, to_element<T>);
+    }
+  }
+
+  /// Room for all rows at once, when the source tells how many are to come: once, a few more than that.
+  void expect_rows(long columns) {
+    if (expected_) return;
+    expected_ = true;
+    const long more = source_.expected() / columns;
+    target_.expect(target_.nrow() + more + more / 32);
   }
 
   bool at_number() {
@@ -223,18 +251,24 @@ class TextReader {
     const long reserved = fits ? static_cast<long>(rows) : 0;
     if (target_.setdim(reserved, columns) < reserved) return false;
     bool complete = true;
-    for (double i = 0; complete && i < rows; ++i) {
-      if (!is_line_end(source_.look())) odd_ = true;
-      complete = add_row(target_) && read_row(target_.data() + (target_.nrow() - 1) * columns, columns);
+    while (complete && static_cast<double>(target_.nrow()) < rows) {
+      RowPlace place = {columns, columns, false};
+      complete = lines(place, rows) && finish_row(place, rows);
     }
     // A stream may go on with other things, which are not to be touched.
     if (policy_ == Incomplete::refused && (at_number() || source_.look() >= 0)) odd_ = true;
     return complete;
   }
 
-  /// Reads one row of the target, its last one; drops it when the text ends or fails.
-  bool read_row(T* values, long columns) {
-    for (long j = 0; j < columns; ++j) {
+  /// Reads what the row in hand lacks or, when it is full, the next of so many rows. A row that the text does
+  /// not complete is dropped.
+  bool finish_row(const RowPlace& place, double rows) {
+    const bool full = place.column == place.columns;
+    if (full && static_cast<double>(target_.nrow()) >= rows) return true;
+    if (full && !place.line_end && !is_line_end(source_.look())) odd_ = true;
+    if (full && !add_row(target_)) return false;
+    T* const values = last_row();
+    for (long j = full ? 0 : place.column; j < place.columns; ++j) {
       if (j > 0 && is_line_end(source_.look())) odd_ = true;
       values[j] = to_element<T>(source_.number());
       if (!source_.failed()) continue;
@@ -243,6 +277,8 @@ class TextReader {
     }
     return true;
   }
+
+  T* last_row() { return target_.data() + (target_.nrow() - 1) * target_.ncol(); }
 
   /// Puts one more row into use; false without storage.
   static bool add_row(MatFullT<T>& m) {
@@ -257,6 +293,7 @@ class TextReader {
   MatFullT<T> line_;  ///< numbers of the first row, a column as long as their count is unknown
   bool touched_ = false;
   bool odd_ = false;
+  bool expected_ = false;  ///< room for the rows to come has been asked for
   double declared_rows_ = -1;
   long declared_columns_ = 0;
 };

@@ -1,5 +1,6 @@
 #include "matrix/text/number_scanner.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -83,6 +84,10 @@ bool convert_extended(const Decimal& d, double& value) {
   return false;
 }
 
+bool convert(const Decimal& d, double& value) {
+  return convert_exactly(d, value) || convert_extended(d, value);
+}
+
 /// Any number, from its characters without the sign. The C function decides between overflow and underflow,
 /// which std::from_chars reports alike.
 double convert_text(const char* begin, const char* end) {
@@ -108,7 +113,7 @@ inline ScannedNumber scan(const char* text) {
   if (decimal.digits == 0) return {0, p, false};
   if ((*p == 'e' || *p == 'E') && !scan_exponent(p, decimal.exponent)) return {0, p, false};
   double value;
-  if (decimal.digits > 19 || !(convert_exactly(decimal, value) || convert_extended(decimal, value))) {
+  if (decimal.digits > 19 || !convert(decimal, value)) {
     value = convert_text(begin, p);
   }
   const bool valid = value <= std::numeric_limits<double>::max();
@@ -120,20 +125,25 @@ inline ScannedNumber scan(const char* text) {
 
 ScannedNumber scan_number(const char* text) { return scan(text); }
 
+bool convert_decimal(std::uint64_t mantissa, long exponent, double& value) {
+  return convert({mantissa, 0, exponent}, value);
+}
+
 FileNumbers::FileNumbers(std::FILE* f)
-    : file_(f), block_(block_bytes + 1), next_(block_.data()), end_(next_) {}
+    : file_(f), block_(line_margin + block_bytes + 1), next_(block_.data() + line_margin), end_(next_) {}
 
 /// Reads further bytes behind the unread ones, which move to the front; false at the end of the file.
 bool FileNumbers::refill() {
   if (exhausted_) return false;
   const auto unread = static_cast<std::size_t>(end_ - next_);
-  std::memmove(block_.data(), next_, unread);
+  std::memmove(block_.data() + line_margin, next_, unread);
   // A number that fills the whole block goes on behind it. Doubling keeps the repeated scans of it linear.
-  if (unread == block_.size() - 1) block_.resize(2 * block_.size() - 1);
-  const std::size_t got = std::fread(block_.data() + unread, 1, block_.size() - 1 - unread, file_);
+  if (line_margin + unread == block_.size() - 1) block_.resize(2 * block_.size() - 1);
+  char* const front = block_.data() + line_margin;
+  const std::size_t got = std::fread(front + unread, 1, block_.size() - 1 - line_margin - unread, file_);
   exhausted_ = got == 0;
-  block_[unread + got] = '\0';
-  next_ = block_.data();
+  front[unread + got] = '\0';
+  next_ = front;
   end_ = next_ + unread + got;
   return got > 0;
 }
@@ -161,6 +171,24 @@ double FileNumbers::number() {
   next_ = scanned.end;
   failed_ = !scanned.valid;
   return scanned.value;
+}
+
+long FileNumbers::lines(RowPlace& place, double* numbers, long most) {
+  constexpr int most_vain = 63;
+  if (rest_ > 0) return --rest_, 0;
+  if (end_ - next_ < line_piece) refill();
+  const char* const begin = next_;
+  const long count = line_kernels().read(next_, end_, place, numbers, most);
+  if (count > 0) width_ = static_cast<double>(next_ - begin) / static_cast<double>(count);
+  // A text of another layout is not looked at in vain each time.
+  vain_ = count > 0 ? 0 : std::min(2 * vain_ + 1, most_vain);
+  rest_ = vain_;
+  return count;
+}
+
+long FileNumbers::expected() const {
+  if (width_ == 0) return 0;
+  return static_cast<long>(static_cast<double>(bytes_left(file_) + (end_ - next_)) / width_);
 }
 
 long FileNumbers::capacity() const {

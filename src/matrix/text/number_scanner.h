@@ -2,15 +2,20 @@
 // Numbers read from text: what `std::istream >> double` of the C locale reads, from a stream or, much faster,
 // from a file taken in blocks.
 //
-// Both sources offer the same four operations, for which the reader of the text matrices is a template:
+// Both sources offer the same operations, for which the reader of the text matrices is a template:
 //   number()   the next number, white space before it skipped; after a failure 0, and nothing more can be
 //   read failed()   whether an extraction has failed look()     the next character after blanks and tabs, not
 //   consumed; -1 at the end or after a failure take()     consumes the character that look() returned
 //   capacity() an upper bound of how many numbers can still follow; -1 when it is unknown
+//   expected() how many numbers may follow, a guess
+//   lines()    as many of the next numbers as stand in lines that are rows, at most `most`, and maybe fewer
 
+#include <cstdint>
 #include <cstdio>
 #include <istream>
 #include <vector>
+
+#include "matrix/text/line_kernels.h"
 
 namespace qvtx {
 
@@ -27,6 +32,10 @@ struct ScannedNumber {
 /// failure. The result is the double nearest to the decimal number. REQUIRES: no white space at `text`; the
 /// text ends with a zero character.
 ScannedNumber scan_number(const char* text);
+
+/// The double nearest to mantissa * 10^exponent, when one operation can tell it: true for most numbers with
+/// exponents from -27 to 0 and for small mantissas with exponents up to 22.
+bool convert_decimal(std::uint64_t mantissa, long exponent, double& value);
 
 /// The numbers of a C stream, read in blocks of 64 KiB; only a single number longer than that takes more.
 class FileNumbers {
@@ -47,17 +56,24 @@ class FileNumbers {
   void take() { ++next_; }
   /// The first number takes one byte, each further one at least two.
   long capacity() const;
+  /// Not behind a failure, and at a gap or the begin of a number. See `LineKernels::read`.
+  long lines(RowPlace& place, double* numbers, long most);
+  /// How many numbers may follow, going by those that `lines` read last.
+  long expected() const;
 
  private:
   bool skip_space();
   bool refill();
 
   std::FILE* file_;
-  std::vector<char> block_;  ///< unread bytes, then a zero character that stops every scan
+  std::vector<char> block_;  ///< a margin, unread bytes, then a zero character that stops every scan
   const char* next_;         ///< first unread byte
   const char* end_;          ///< the zero character
   bool exhausted_ = false;   ///< the file has no further bytes
   bool failed_ = false;
+  double width_ = 0;  ///< characters of a number, as `lines` found last
+  int vain_ = 0;      ///< calls of `lines` that will not try, and
+  int rest_ = 0;      ///< how many of them are left
 };
 
 /// The numbers of a standard stream. Takes no character beyond those that the extractions and `take` consume,
@@ -75,6 +91,8 @@ class StreamNumbers {
   int look();
   void take() { in_.get(); }
   long capacity() const { return -1; }
+  long lines(RowPlace&, double*, long) { return 0; }
+  long expected() const { return 0; }
 
  private:
   std::istream& in_;
