@@ -1,22 +1,28 @@
-// Text matrices: reading against a bare std::from_chars loop over the same bytes, writing against an iostream
-// loop.
+// Text matrices: the whole command `ld` and its reader against a bare std::from_chars loop over the same
+// bytes, writing against an iostream loop.
 //
 // Arguments: rows of ten columns, and the number of decimals: 6 as the program writes them, 15 as other
-// programs do.
+// programs do; decimals below 0: so many in scientific notation.
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
 #include <charconv>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
+#include <iostream>
+#include <map>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/random.h"
 #include "matrix/matfulld.h"
+#include "preferences.h"
+#include "shell/session.h"
 
 namespace {
 
@@ -38,7 +44,7 @@ void write(const qvtx::MatFullD& m, std::ostream& out) {
 
 std::string iostream_text(const qvtx::MatFullD& m, int decimals) {
   std::ostringstream out;
-  out << std::fixed << std::setprecision(decimals);
+  out << (decimals < 0 ? std::scientific : std::fixed) << std::setprecision(std::abs(decimals));
   write(m, out);
   return out.str();
 }
@@ -56,10 +62,16 @@ class TemporaryFile {
   std::string name_;
 };
 
-std::string random_text(const benchmark::State& state) {
-  qvtx::MatFullD m;
-  fill(m, state.range(0));
-  return iostream_text(m, static_cast<int>(state.range(1)));
+/// Made once for all repetitions, which takes longer than they do.
+const std::string& random_text(const benchmark::State& state) {
+  static std::map<std::pair<long, long>, std::string> texts;
+  std::string& text = texts[{state.range(0), state.range(1)}];
+  if (text.empty()) {
+    qvtx::MatFullD m;
+    fill(m, state.range(0));
+    text = iostream_text(m, static_cast<int>(state.range(1)));
+  }
+  return text;
 }
 
 void report(benchmark::State& state, std::size_t bytes) {
@@ -68,11 +80,50 @@ void report(benchmark::State& state, std::size_t bytes) {
 }
 
 void sizes(benchmark::internal::Benchmark* b) {
-  b->Args({100000, 6})->Args({1000000, 6})->Args({100000, 15})->Unit(benchmark::kMillisecond);
+  for (const long decimals : {6, 15, -6, -18}) b->Args({100000, decimals});
+  b->Args({1000000, 6})->Unit(benchmark::kMillisecond);
 }
 
+/// Console and messages go nowhere, and are there for a look.
+class Redirect {
+ public:
+  Redirect() : errors_(std::cerr.rdbuf(aside_.rdbuf())), output_(std::exchange(qvtx::os.stream, &record_)) {}
+  ~Redirect() {
+    qvtx::is = qvtx::Istr();
+    qvtx::os.stream = output_;
+    std::cerr.rdbuf(errors_);
+  }
+  bool said(const std::string& text) const { return aside_.str().find(text) != std::string::npos; }
+
+ private:
+  std::ostringstream record_, aside_;
+  std::streambuf* errors_;
+  std::ostream* output_;
+};
+
+/// The command as it is typed in a new session: both forms of files are tried, what was read is looked
+/// through and told.
+void LoadCommand(benchmark::State& state) {
+  const std::string& text = random_text(state);
+  const TemporaryFile file;
+  std::ofstream(file.name(), std::ios::binary) << text;
+  const std::string stem = std::filesystem::path(file.name()).replace_extension("").string();
+  const std::string told = "read " + std::to_string(state.range(0)) + " x " + std::to_string(columns);
+  for (auto _ : state) {
+    const Redirect redirect;
+    std::istringstream typed("ld\n" + stem + "\n");
+    qvtx::is = qvtx::Istr(typed);
+    std::ifstream preferences = qvtx::default_preferences();
+    qvtx::Session session(preferences, {});
+    session.obey();
+    if (!redirect.said(told)) state.SkipWithError("not loaded");
+  }
+  report(state, text.size());
+}
+BENCHMARK(LoadCommand)->Apply(sizes);
+
 void LoadAsc(benchmark::State& state) {
-  const std::string text = random_text(state);
+  const std::string& text = random_text(state);
   const TemporaryFile file;
   std::ofstream(file.name(), std::ios::binary) << text;
   for (auto _ : state) {
@@ -87,7 +138,7 @@ BENCHMARK(LoadAsc)->Apply(sizes);
 /// The text stands in memory and the result has its size from the start: less than any reader of files can
 /// do.
 void FromCharsLoop(benchmark::State& state) {
-  const std::string text = random_text(state);
+  const std::string& text = random_text(state);
   for (auto _ : state) {
     std::vector<double> values(static_cast<std::size_t>(state.range(0) * columns));
     const char* p = text.data();
