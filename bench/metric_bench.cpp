@@ -1,8 +1,10 @@
 // Epochs of the methods that move prototypes datum by datum, and their moves alone, under other exponents
-// than 2: on examples/digits.dat (1797 x 64), 20 prototypes.
+// than 2: on examples/digits.dat (1797 x 64), 20 prototypes. One move against one distance, in every class.
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <vector>
 
@@ -85,6 +87,82 @@ void MovesTogether(benchmark::State& state) {
     rows.move(all.data(), steps.data(), prototypes, dat, j);
   });
 }
+/// Pairs of rows of random numbers.
+class Pairs {
+ public:
+  static constexpr long count = 200;
+
+  explicit Pairs(long columns) {
+    setseed(default_seed);
+    for (MatFullD* m : {&first_, &to_}) {
+      m->setdim(count, columns);
+      m->setrows(count, 0.0);
+      for (long c = 0; c < count * columns; ++c) m->data()[c] = u_rand();
+    }
+    rows_.copy(first_);
+  }
+
+  /// The sum of their distances.
+  double distances() const {
+    double sum = 0.0;
+    for (long i = 0; i < count; ++i) sum += rows_.sdas(i, to_, i, no_bound);
+    return sum;
+  }
+  void move(double step) {
+    for (long i = 0; i < count; ++i) rows_.move(i, to_, i, step);
+  }
+  /// Twenty rows at a time towards one.
+  void move_together(double step) {
+    const std::vector<double> steps(prototypes, step);
+    long rows[prototypes];
+    for (long first = 0; first < count; first += prototypes) {
+      for (long r = 0; r < prototypes; ++r) rows[r] = first + r;
+      rows_.move(rows, steps.data(), prototypes, to_, first);
+    }
+  }
+  void move_back() { rows_.copy(first_); }
+
+ private:
+  MatFullD rows_, first_, to_;
+};
+
+using Clock = std::chrono::steady_clock;
+double seconds_since(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+/// The move of a row by a step towards another, and its time over that of the distance between the two. The
+/// arguments are the exponent in tenths, the columns, the step in hundredths and the class. Both are timed in
+/// turn, and the best times of many turns count: other programs disturb each of them.
+template <class Move>
+void run_pairs(benchmark::State& state, Move move) {
+  const Exponent exponent(state);
+  MatFullD::mesp = static_cast<char>(state.range(3));
+  Pairs pairs(state.range(1));
+  double moving = no_bound, measuring = no_bound;
+  for (auto _ : state) {
+    pairs.move_back();
+    const auto start = Clock::now();
+    benchmark::DoNotOptimize(pairs.distances());
+    measuring = std::min(measuring, seconds_since(start));
+    const auto middle = Clock::now();
+    move(pairs, static_cast<double>(state.range(2)) / 100.0);
+    const double time = seconds_since(middle);
+    moving = std::min(moving, time);
+    state.SetIterationTime(time);
+  }
+  MatFullD::mesp = 'm';
+  state.counters["move_ns"] = 1e9 * moving / Pairs::count;
+  state.counters["distance_ns"] = 1e9 * measuring / Pairs::count;
+  state.counters["ratio"] = moving / measuring;
+}
+void OneMove(benchmark::State& state) {
+  run_pairs(state, [](Pairs& pairs, double step) { pairs.move(step); });
+}
+void OneOfTwenty(benchmark::State& state) {
+  run_pairs(state, [](Pairs& pairs, double step) { pairs.move_together(step); });
+}
+
 /// Every derivative is measured anew, and the distance before and after the move.
 void MovesPlain(benchmark::State& state) {
   run_moves(state, [](MatFullD& rows, const MatFullD& dat, long j) {
@@ -102,11 +180,23 @@ void exponents(benchmark::internal::Benchmark* b) {
   for (const long tenths : {20, 10, 30, 40, 70, 80}) b->Arg(tenths);
   b->Unit(benchmark::kMicrosecond);
 }
+void moves_of_every_class(benchmark::internal::Benchmark* b) {
+  const auto add = [b](char kind, long tenths) {
+    for (const long columns : {8, 64})
+      for (const long hundredths : {50, 5}) b->Args({tenths, columns, hundredths, kind});
+  };
+  for (const char kind : {'m', 'a'})
+    for (const long tenths : {5, 6, 10, 12, 20, 30, 40, 80, 90}) add(kind, tenths);
+  add('c', 20);
+  b->UseManualTime();
+}
 BENCHMARK(CompetitiveLearning)->Apply(exponents);
 BENCHMARK(NeuralGas)->Apply(exponents);
 BENCHMARK(SelfOrganizingMap)->Apply(exponents);
 BENCHMARK(MovesTogether)->Apply(exponents);
 BENCHMARK(MovesPlain)->Apply(exponents);
+BENCHMARK(OneMove)->Apply(moves_of_every_class);
+BENCHMARK(OneOfTwenty)->Apply(moves_of_every_class);
 
 }  // namespace
 }  // namespace qvtx
