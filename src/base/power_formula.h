@@ -5,23 +5,13 @@
 //
 // Tang, "Table-driven implementation of the logarithm function in IEEE floating-point arithmetic", ACM Trans.
 // Mathematical Software 16(4), 1990, and "... of the exponential function", 15(2), 1989. The tables are in
-// elementary.cpp.
+// power_tables.h.
 
 #include <cstdint>
 
+#include "base/power_tables.h"
+
 namespace qvtx {
-
-/// The sum of two numbers, `low` small beside `high`.
-template <class Real>
-struct PairOf {
-  Real high;
-  Real low;
-};
-using Pair = PairOf<double>;
-
-inline constexpr int log_first = 46;
-extern const Pair log_table[46];  ///< entry i is log((i + log_first) / 64), within 2^-110
-extern const Pair exp_table[64];  ///< entry i is 2^(i / 64), within 2^-107
 
 /// What the formulas ask of a kind of numbers: its bits, and back; the table's entry of the number that
 /// stands in the lowest 32 bits.
@@ -31,7 +21,8 @@ template <>
 struct Access<double> {
   [[gnu::always_inline]] static std::uint64_t bits(double x) { return __builtin_bit_cast(std::uint64_t, x); }
   [[gnu::always_inline]] static double number(std::uint64_t bits) { return __builtin_bit_cast(double, bits); }
-  [[gnu::always_inline]] static Pair entry(const Pair* table, std::uint64_t bits) {
+  template <int entries>
+  [[gnu::always_inline]] static Pair entry(const Pair (&table)[entries], std::uint64_t bits) {
     return table[static_cast<std::uint32_t>(bits)];
   }
 };

@@ -7,7 +7,7 @@ namespace qvtx {
 
 struct PowerKernels {
   /// x[i] becomes fixed_pow(x[i], y) for n numbers, to the bit, but several at a time. REQUIRES: x[i] >= 0 or
-  /// NaN, 0 < y <= 2^64.
+  /// NaN, 0 < |y| <= 2^64. A power of 0 is 0, also where y is negative.
   void (*powers)(double* x, long n, double y);
 };
 

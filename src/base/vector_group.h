@@ -35,6 +35,11 @@ struct VecGroup {
     a.keep_order();
     return a;
   }
+  friend VecGroup operator/(VecGroup a, const VecGroup& b) {
+    for (int i = 0; i < count; ++i) a.part[i] /= b.part[i];
+    a.keep_order();
+    return a;
+  }
 
  private:
   // The compilers would take one vector through the whole formula, then the next, but they do not look into
