@@ -174,7 +174,7 @@ class MatFullD : public MatFullT<double> {
   /// first to last. The form that the online methods use.
   void move(long i, const MatFullD& b, long j, double a);
   /// The same for n different rows, row rows[r] by the step steps[r], with the bits of n moves; in the
-  /// Minkowski class with a whole exponent several rows at a time.
+  /// Minkowski class several rows at a time.
   void move(const long* rows, const double* steps, long n, const MatFullD& b, long j);
 
   /// Number of the row of this matrix nearest to row j of b within the bound, or `nrow`. Equal distances: the

@@ -1,6 +1,7 @@
 // Norms, distances, extreme pairs, the derivative of the distance and the move along it.
 
 #include "matrix/distance_support.h"
+#include "support/reference_move.h"
 
 namespace qvtx {
 namespace {
@@ -146,7 +147,7 @@ TEST(Distance, DerivativeIsZeroWhereTheDistanceHasNoSlope) {
 
 /// Row 1 moves by derivatives that are each measured anew, and straight where that does not lead nearer. True
 /// when the derivatives led there.
-bool plain_move(MatFullD& m, const MatFullD& b, double a) {
+bool measured_move(MatFullD& m, const MatFullD& b, double a) {
   const Reference plain;
   const double before = plain.distance(m, 1, b, 1, no_bound);
   MatFullD old;
@@ -170,7 +171,7 @@ TEST(Distance, MovesAlongTheDerivativeOrStraightWhereThatDoesNotLeadNearer) {
         const double before = moved.sdas(1, b, 1, no_bound);
         moved.move(1, b, 1, a);
         EXPECT_TRUE(moved.sdas(1, b, 1, no_bound) < before || c.p == 0);
-        ++(plain_move(expected, b, a) ? along : straight);
+        ++(measured_move(expected, b, a) ? along : straight);
         // The sum of the terms is the same but for its order, which the exponents 2 and infinity do not feel.
         const double rounding = c.p == 2 && c.kind == 'm' ? 0.0 : 1e-12;
         for (long k = 0; k < 3 * cols; ++k) EXPECT_NEAR(expected.data()[k], moved.data()[k], rounding);
@@ -178,6 +179,35 @@ TEST(Distance, MovesAlongTheDerivativeOrStraightWhereThatDoesNotLeadNearer) {
     EXPECT_TRUE(c.p > 1 || c.kind == 'c' || straight > 0) << describe(c);
     EXPECT_EQ(c.p != 0, along > 0) << describe(c);
   }
+}
+
+// Rows of one sign and those that leave at once, too: short cuts are taken there.
+TEST(Distance, MovesHaveTheBitsOfThePlainLoop) {
+  for (const Isa isa : instruction_sets())
+    for (const Case& c : all_cases)
+      for (const Fill fill : all_fills)
+        for (const long cols : {1, 2, 3, 7, 8, 9, 17, 40})
+          for (const double a : {0.0, 0.01, 0.1, 0.5, 1.0}) {
+            if (c.kind == 'c') continue;  // has one form
+            const Level level(isa);
+            const Settings settings(c.kind, c.p);
+            SCOPED_TRACE(testing::Message()
+                         << describe(c) << " columns " << cols << " step " << a << " isa " << int(isa));
+            const MatFullD b = filled(1, cols, fill, 15);
+            MatFullD moved = filled(6, cols, fill, 16), expected;
+            for (long i = 0; i < 3; ++i)
+              for (long k = 0; k < cols; ++k)
+                moved(i, k) = b(0, k) + 0.1 * moved(i, k) + (i == 2 ? 0.4 : 0.0);
+            expected.copy(moved);
+            for (long i = 0; i < 6; ++i) {
+              moved.move(i, b, 0, a);
+              plain_move(expected.row(i), b.row(0), cols, a);
+            }
+            for (long e = 0; e < 6 * cols; ++e) {
+              const double found = moved.data()[e], wanted = expected.data()[e];
+              ASSERT_TRUE(same_bits(wanted, found) || (std::isnan(wanted) && std::isnan(found))) << e;
+            }
+          }
 }
 
 TEST(Distance, MovingTogetherHasTheBitsOfMovingOneByOne) {

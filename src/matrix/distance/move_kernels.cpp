@@ -23,24 +23,34 @@ inline Vec where_sloped(Vec t, Vec total, Vec value) {
 }
 
 // `joined` adds a term to a sum, and a sum to a sum; `derivative` is that of half the squared distance with
-// respect to the term t, `below` being what the coordinates before it add up to.
+// respect to the term t, `below` being what the coordinates before it add up to. Rules whose distance is a
+// power of the sum have the exponent p; those that need powers for terms and derivatives, too, leave them to
+// the group.
 struct Moduli {
-  static constexpr int power = 1;
   static Vec term(Vec t) { return t; }
   static Vec joined(Vec s, Vec t) { return s + t; }
   static Vec derivative(Vec t, Vec total, Vec) { return where_sloped(t, total, total); }
 };
-template <int p>
+struct Roots {
+  static Vec term(Vec t) { return root(t); }
+  static Vec joined(Vec s, Vec t) { return s + t; }
+  static Vec finish(Vec s) { return s * s; }
+  static Vec derivative(Vec t, Vec total, Vec) { return where_sloped(t, total, total * root(total / t)); }
+};
+template <int whole>
 struct Powers {
-  static constexpr int power = p;
-  static Vec term(Vec t) { return whole_power<p>(t); }
+  static constexpr double p = whole;
+  static Vec term(Vec t) { return whole_power<whole>(t); }
   static Vec joined(Vec s, Vec t) { return s + t; }
   static Vec derivative(Vec t, Vec total, Vec) {
-    return where_sloped(t, total, total * whole_power<p - 1>(t / total));
+    return where_sloped(t, total, total * whole_power<whole - 1>(t / total));
   }
 };
+struct AnyPowers {
+  double p;
+  static Vec joined(Vec s, Vec t) { return s + t; }
+};
 struct Largest {
-  static constexpr int power = 1;
   static Vec term(Vec t) { return t > Vec{} ? t : Vec{}; }  // a NaN is passed over
   static Vec joined(Vec s, Vec t) { return t > s ? t : s; }
   static Vec derivative(Vec t, Vec total, Vec below) {
@@ -49,14 +59,24 @@ struct Largest {
   }
 };
 
+template <class Rule>
+constexpr bool has_power = requires(Rule rule) {
+  rule.p;
+};
+template <class Rule>
+constexpr bool has_terms = requires {
+  &Rule::term;
+};
+
 /// Up to `width` rows, coordinate by coordinate.
 template <class Rule, int parts>
 class Group {
  public:
   static constexpr int width = parts * lanes;
 
-  Group(const RowMoves& moves, long first)
-      : rows_(moves.rows + first),
+  Group(const RowMoves& moves, const Rule& rule, long first)
+      : rule_(rule),
+        rows_(moves.rows + first),
         steps_(moves.steps + first),
         count_(moves.n - first < width ? moves.n - first : width),
         d_(moves.d),
@@ -82,13 +102,16 @@ class Group {
 
   // Row k of below_: what the terms before k add up to; before_: all, as the distance takes them.
   void sum_below() {
+    for (long k = 0; k < d_; ++k)
+      for (int i = 0; i < parts; ++i) {
+        Vec t = modulus(load(column_ + k * width + i * lanes) - broadcast(to_[k]));
+        if constexpr (has_terms<Rule>) t = Rule::term(t);
+        store(below_ + (k + 1) * width + i * lanes, t);
+      }
+    if constexpr (!has_terms<Rule>) power_kernels.powers(below_ + width, d_ * width, rule_.p);
     for (int i = 0; i < parts; ++i) {
       Vec sum = {};
-      for (long k = d_ - 1; k >= 0; --k) {
-        const Vec t = Rule::term(modulus(load(column_ + k * width + i * lanes) - broadcast(to_[k])));
-        store(below_ + (k + 1) * width + i * lanes, t);
-        sum = Rule::joined(sum, t);
-      }
+      for (long k = d_; k > 0; --k) sum = Rule::joined(sum, load(below_ + k * width + i * lanes));
       before_[i] = sum;
       sum = Vec{};
       store(below_ + i * lanes, sum);
@@ -129,23 +152,49 @@ class Group {
       apart |= x[i] != to;
       total[i] = Rule::joined(settled_[i], load(below + width + i * lanes));
     }
-    if (Rule::power > 1 && any(apart)) take_roots(total);
+    if (any(apart)) finish(total);
+    Vec slope[parts], left[parts];
+    for (int i = 0; i < parts; ++i) slope[i] = modulus(x[i] - to);
+    derive(slope, total, below);
     for (int i = 0; i < parts; ++i) {
-      const Vec difference = x[i] - to;
-      const Vec slope = Rule::derivative(modulus(difference), total[i], load(below + i * lanes));
-      x[i] -= step[i] * (difference < Vec{} ? -slope : slope);
+      x[i] -= step[i] * (x[i] - to < Vec{} ? -slope[i] : slope[i]);
       store(column + i * lanes, x[i]);
-      settled_[i] = Rule::joined(settled_[i], Rule::term(modulus(x[i] - to)));
+      left[i] = modulus(x[i] - to);
+    }
+    if constexpr (!has_terms<Rule>) raise(left, rule_.p);
+    for (int i = 0; i < parts; ++i) {
+      if constexpr (has_terms<Rule>) left[i] = Rule::term(left[i]);
+      settled_[i] = Rule::joined(settled_[i], left[i]);
       nearer_[i] &= settled_[i] < before_[i];
     }
   }
 
-  // Sums to distances. Rows that are given up may have run far away: a 1 in their place needs no care.
-  void take_roots(Vec (&total)[parts]) const {
-    double sums[width];
-    for (int i = 0; i < parts; ++i) store(sums + i * lanes, nearer_[i] ? total[i] : broadcast(1.0));
-    power_kernels.powers(sums, width, 1.0 / Rule::power);
-    for (int i = 0; i < parts; ++i) total[i] = load(sums + i * lanes);
+  // Sums to distances.
+  void finish(Vec (&total)[parts]) const {
+    if constexpr (has_power<Rule>) raise(total, 1.0 / rule_.p);
+    if constexpr (requires { &Rule::finish; })
+      for (Vec& v : total) v = Rule::finish(v);
+  }
+
+  // Terms to derivatives.
+  void derive(Vec (&t)[parts], const Vec (&total)[parts], const double* below) const {
+    if constexpr (has_terms<Rule>) {
+      for (int i = 0; i < parts; ++i) t[i] = Rule::derivative(t[i], total[i], load(below + i * lanes));
+    } else {
+      Vec share[parts];
+      for (int i = 0; i < parts; ++i) share[i] = where_sloped(t[i], total[i], t[i] / total[i]);
+      raise(share, rule_.p - 1.0);
+      for (int i = 0; i < parts; ++i) t[i] = where_sloped(t[i], total[i], total[i] * share[i]);
+    }
+  }
+
+  // Numbers to powers. Rows that are given up may have run far away: a 1 in their place needs no care. A 0 in
+  // the place of a flat term's share meets no use of its power.
+  void raise(Vec (&v)[parts], double y) const {
+    double numbers[width];
+    for (int i = 0; i < parts; ++i) store(numbers + i * lanes, nearer_[i] ? v[i] : broadcast(1.0));
+    power_kernels.powers(numbers, width, y);
+    for (int i = 0; i < parts; ++i) v[i] = load(numbers + i * lanes);
   }
 
   void scatter() const {
@@ -159,6 +208,7 @@ class Group {
     }
   }
 
+  const Rule rule_;
   double* const* const rows_;
   const double* const steps_;
   const long count_;
@@ -171,22 +221,106 @@ class Group {
 };
 
 template <class Rule, int parts = most_parts>
-void move(const RowMoves& moves, long first) {
+void move(const RowMoves& moves, const Rule& rule, long first) {
   if constexpr (parts > 1)
-    if (moves.n - first <= (parts - 1) * lanes) return move<Rule, parts - 1>(moves, first);
-  Group<Rule, parts>(moves, first).move();
+    if (moves.n - first <= (parts - 1) * lanes) return move<Rule, parts - 1>(moves, rule, first);
+  Group<Rule, parts>(moves, rule, first).move();
 }
 
 template <class Rule>
-void move_all(const RowMoves& moves) {
-  for (long first = 0; first < moves.n; first += most_parts * lanes) move<Rule>(moves, first);
+void move_all(const RowMoves& moves, const Rule& rule) {
+  for (long first = 0; first < moves.n; first += most_parts * lanes) move(moves, rule, first);
 }
+
+void move_rows(const RowMoves& moves, double p) {
+  if (p == 1.0) return move_all(moves, Moduli{});
+  if (p == 0.5) return move_all(moves, Roots{});
+  if (p >= 8.0) return move_all(moves, Largest{});
+  if (p == 3.0) return move_all(moves, Powers<3>{});
+  if (p == 4.0) return move_all(moves, Powers<4>{});
+  if (p == 5.0) return move_all(moves, Powers<5>{});
+  if (p == 6.0) return move_all(moves, Powers<6>{});
+  if (p == 7.0) return move_all(moves, Powers<7>{});
+  move_all(moves, AnyPowers{p});
+}
+
+// One row under the largest difference. A coordinate moves when its term exceeds those below it and is
+// exceeded by none above it: of the coordinates [0, end) that are left this can be the lowest of the largest
+// terms alone, and when that one stays, so do all below it.
+class LargestAlone {
+ public:
+  explicit LargestAlone(const OneMove& move) : move_(move), terms_(move.work) {}
+
+  bool move() {
+    measure();
+    long end = move_.d;
+    double left = largest(0, end);
+    const double before = left;
+    double settled = 0.0;
+    while (left > 0.0 && left >= settled) {
+      const long k = place_of(left);
+      settled = larger(settled, larger(largest(k + 1, end), moved(k)));
+      end = k;
+      left = largest(0, end);
+    }
+    return larger(settled, left) < before;
+  }
+
+ private:
+  static double larger(double s, double t) { return t > s ? t : s; }
+
+  // A coordinate that stays moves by the derivative 0, which takes the sign from -0.
+  void measure() {
+    long k = 0;
+    for (; k + lanes <= move_.d; k += lanes) {
+      const Vec x = load(move_.x + k), difference = x - load(move_.y + k);
+      store(terms_ + k, modulus(difference));
+      store(move_.x + k, x - broadcast(move_.a) * (difference < Vec{} ? broadcast(-0.0) : Vec{}));
+    }
+    for (; k < move_.d; ++k) {
+      const double difference = move_.x[k] - move_.y[k];
+      terms_[k] = __builtin_fabs(difference);
+      move_.x[k] -= move_.a * (difference < 0.0 ? -0.0 : 0.0);
+    }
+  }
+
+  double largest(long first, long end) const {
+    Vec most = {};
+    long k = first;
+    for (; k + lanes <= end; k += lanes) {
+      const Vec t = load(terms_ + k);
+      most = t > most ? t : most;  // a NaN is passed over
+    }
+    double found = 0.0;
+    for (; k < end; ++k) found = larger(found, terms_[k]);
+    for (int l = 0; l < lanes; ++l) found = larger(found, most[l]);
+    return found;
+  }
+
+  long place_of(double term) const {
+    long k = 0;
+    for (; k + lanes <= move_.d; k += lanes)
+      if (const unsigned here = mask_of(load(terms_ + k) == broadcast(term)); here != 0)
+        return k + __builtin_ctz(here);
+    while (terms_[k] != term) ++k;
+    return k;
+  }
+
+  // Coordinate k moves by its term. Returns the term that is left.
+  double moved(long k) {
+    double& x = move_.x[k];
+    x -= move_.a * (x - move_.y[k] < 0.0 ? -terms_[k] : terms_[k]);
+    return __builtin_fabs(x - move_.y[k]);
+  }
+
+  const OneMove move_;
+  double* const terms_;
+};
+
+bool move_largest(const OneMove& move) { return LargestAlone(move).move(); }
 
 }  // namespace
 
-const MoveKernels move_kernels = {
-    move_all<Moduli>,
-    {move_all<Powers<3>>, move_all<Powers<4>>, move_all<Powers<5>>, move_all<Powers<6>>, move_all<Powers<7>>},
-    move_all<Largest>};
+const MoveKernels move_kernels = {move_rows, move_largest};
 
 }  // namespace qvtx::QVTX_ISA

@@ -1,6 +1,7 @@
 #pragma once
 // The moves of several rows towards one, a lane for each, one copy per instruction set. Each row has the bits
-// of the plain loop over its coordinates, in which every one waits for the one before.
+// of the plain loop over its coordinates, in which every one waits for the one before. Where few coordinates
+// move, a row alone is as fast.
 
 #include "base/kernel_choice.h"
 
@@ -19,12 +20,20 @@ struct RowMoves {
 /// Numbers that a move of rows of d columns works in.
 constexpr long move_work(long d) { return 2 * 32 * (d + 1); }
 
-/// What MatFullD::move does with each of the rows, by the rule of the Minkowski class.
+/// A row x of d numbers that moves by the step a towards the row y.
+struct OneMove {
+  double* x;
+  const double* y;
+  long d;
+  double a;
+  double* work;  ///< room for move_work(d) numbers, d less
+};
+
 struct MoveKernels {
-  using Move = void (*)(const RowMoves& moves);
-  Move moduli;     // p = 1
-  Move powers[5];  // p = 3 ... 7
-  Move largest;    // p >= 8
+  /// What MatFullD::move does with each of the rows in the Minkowski class, for the exponent p > 0, not 2.
+  void (*together)(const RowMoves& moves, double p);
+  /// The row alone, for p >= 8. False, and the row spoiled, when the derivatives do not lead nearer.
+  bool (*largest_alone)(const OneMove& move);
 };
 
 /// The loops of the instruction set in use.
