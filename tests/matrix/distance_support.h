@@ -144,10 +144,10 @@ struct Case {
   char kind;
   double p;
 };
-inline constexpr Case all_cases[] = {{'m', 2},   {'m', 1},   {'m', 0.5}, {'m', 0}, {'m', 20.5},
-                                     {'m', 0.7}, {'m', 7.5}, {'a', 2},   {'a', 1}, {'a', 0},
-                                     {'a', 0.5}, {'a', 9},   {'a', 1.5}, {'m', 3}, {'m', 6},
-                                     {'a', 7},   {'c', 2},   {'x', 2},   {'c', 1}};
+inline constexpr Case all_cases[] = {{'m', 2},   {'m', 1},   {'m', 0.5}, {'m', 0},   {'m', 20.5},
+                                     {'m', 0.7}, {'m', 7.5}, {'m', 4},   {'a', 2},   {'a', 1},
+                                     {'a', 0},   {'a', 0.5}, {'a', 9},   {'a', 1.5}, {'m', 3},
+                                     {'m', 6},   {'a', 7},   {'c', 2},   {'x', 2},   {'c', 1}};
 
 inline std::string describe(const Case& c) { return std::string(1, c.kind) + " " + std::to_string(c.p); }
 
