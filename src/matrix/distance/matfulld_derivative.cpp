@@ -3,18 +3,13 @@
 #include "matrix/distance/derivative_rules.h"
 #include "matrix/distance/row_distances.h"
 #include "matrix/matfulld.h"
+#include "matrix/shapes.h"
 
 namespace qvtx {
 
 using namespace distance;
 
 namespace {
-
-void check_pair(const MatFullD& m, long i, const MatFullD& b, long j) {
-  if (i < 0 || i >= m.nrow()) m.ermessage('e', 57, 1, i);
-  if (m.ncol() != b.ncol()) m.ermessage('e', 57, 2, b);
-  if (j < 0 || j >= b.nrow()) b.ermessage('e', 57, 3, j);
-}
 
 double derivative(const Metric& metric, const double* x, const double* y, long d, long k) {
   if (metric.is_cosine()) return cosine_derivative(dot(x, y, d), dot(x, x, d), dot(y, y, d), x[k], y[k]);
@@ -29,7 +24,7 @@ double derivative(const Metric& metric, const double* x, const double* y, long d
 }  // namespace
 
 double MatFullD::dhssds(long i, const MatFullD& b, long j, long k) const {
-  check_pair(*this, i, b, j);
+  require_pair(*this, i, b, j);
   if (k < 0 || k >= ncol()) ermessage('e', 57, 4, k);
   return derivative(Metric::in_force(), data() + i * ncol(), b.data() + j * ncol(), ncol(), k);
 }

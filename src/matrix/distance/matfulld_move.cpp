@@ -15,6 +15,7 @@
 #include "matrix/distance/distance_rules.h"
 #include "matrix/distance/move_kernels.h"
 #include "matrix/matfulld.h"
+#include "matrix/shapes.h"
 
 namespace qvtx {
 
@@ -237,16 +238,10 @@ bool moves_together(const Metric& metric, long n) {
   return n >= 2 && metric.is_minkowski() && metric.miex > 0.0 && !metric.is_euclidean();
 }
 
-void check_pair(const MatFullD& m, long i, const MatFullD& b, long j) {
-  if (i < 0 || i >= m.nrow()) m.ermessage('e', 57, 1, i);
-  if (m.ncol() != b.ncol()) m.ermessage('e', 57, 2, b);
-  if (j < 0 || j >= b.nrow()) b.ermessage('e', 57, 3, j);
-}
-
 }  // namespace
 
 void MatFullD::move(long i, const MatFullD& b, long j, double a) {
-  check_pair(*this, i, b, j);
+  require_pair(*this, i, b, j);
   double* x = data() + i * ncol();
   const double* y = b.data() + j * ncol();
   const Metric metric = Metric::in_force();
@@ -266,7 +261,7 @@ void MatFullD::move(const long* rows, const double* steps, long n, const MatFull
   for (long first = 0; first < n; first += most) {
     const long count = std::min(most, n - first);
     for (long r = 0; r < count; ++r) {
-      check_pair(*this, rows[first + r], b, j);
+      require_pair(*this, rows[first + r], b, j);
       places[r] = data() + rows[first + r] * ncol();
     }
     move_kernels().together({places, steps + first, count, ncol(), b.data() + j * b.ncol(), work},
