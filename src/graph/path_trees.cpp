@@ -11,6 +11,8 @@ namespace {
 constexpr long group = PathRows::group;
 constexpr int half_byte = 15;  // no step, or a place with many links
 
+constexpr std::size_t cache_line = 64;
+
 /// Links called for ahead of their use.
 constexpr long ahead = 32;
 
@@ -95,7 +97,7 @@ inline void PathTrees::add_up(const Tree& tree, long place, const PathEdge& last
 }
 
 inline int PathTrees::step(const Tree& tree, long place) const {
-  const int half = tree.halves[place / 2] >> (place % 2 * 4) & half_byte;
+  const int half = tree.halves[index(place) / 2] >> (index(place) % 2 * 4) & half_byte;
   if (half != half_byte) return half;
   const int many = many_links_[index(place)];
   return many >= 0 ? tree.whole[many] : no_step;
@@ -105,6 +107,7 @@ void PathTrees::row(long source, double* dist) {
   const long start = paths_.place(source);
   if (searched_[index(start)]) return paths_.row(source, dist);
   const Tree tree{halves_.data() + index(start) * row_bytes_, whole_.data() + index(start) * wide_};
+  for (std::size_t b = 0; b < row_bytes_; b += cache_line) __builtin_prefetch(tree.halves + b);
   std::fill(distance_.begin(), distance_.end(), -1.0);
   distance_[index(start)] = 0.0;
   const std::vector<int>& sequence = sequence_[index(start / block_size)];
