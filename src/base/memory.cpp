@@ -60,7 +60,8 @@ void will_be_filled(void* block, std::size_t bytes) {
   const std::uintptr_t first = (begin + page - 1) / page * page, last = (begin + bytes) / page * page;
   if (first < last) ::madvise(static_cast<char*>(block) + (first - begin), last - first, MADV_HUGEPAGE);
 #else
-  static_cast<void>(block), static_cast<void>(bytes);
+  static_cast<void>(block);
+  static_cast<void>(bytes);
 #endif
 }
 
