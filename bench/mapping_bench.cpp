@@ -63,15 +63,18 @@ class Mapping : public ToMapp {
 struct Plain {
   long n;
   const Mapping& mapping;
+  const double* rows;  // n x n input distances, null for those of the mapping
   std::vector<double> y;
   std::vector<long> order;  // of the pivots: random, as in a mapping
 
-  explicit Plain(const Mapping& m)
-      : n(m.getprot().nrow()), mapping(m), y(m.getmprot().data(), m.getmprot().data() + 2 * n) {
+  explicit Plain(const Mapping& m, const double* all = nullptr)
+      : n(m.getprot().nrow()), mapping(m), rows(all), y(m.getmprot().data(), m.getmprot().data() + 2 * n) {
     for (long i = 0; i < n; ++i) order.push_back(i);
     for (long i = n - 1; i >= 0; --i)
       std::swap(order[static_cast<std::size_t>(i)], order[static_cast<std::size_t>(ul_rand() % n)]);
   }
+
+  const double* row(long i) const { return rows != nullptr ? rows + i * n : mapping.input(i); }
 
   double distance(long i, long j) const {
     const double s = y[at(j, 1)] - y[at(i, 1)], t = y[at(j, 0)] - y[at(i, 0)];
@@ -83,7 +86,7 @@ struct Plain {
   double epoch(const F& weight_of, double a) {
     double dmax = 0;
     for (const long i : order) {
-      const double* input = mapping.input(i);
+      const double* input = row(i);
       for (long j = n - 1; j >= 0; --j) {
         const double from = input[j];
         if (j == i || from < 0) continue;
@@ -102,7 +105,7 @@ struct Plain {
   double stress() const {
     double error = 0, scale = 0;
     for (long i = n - 1; i >= 0; --i) {
-      const double* input = mapping.input(i);
+      const double* input = row(i);
       for (long j = n - 1; j >= 0; --j) {
         if (j == i || input[j] <= 0) continue;
         const double t = input[j] - distance(i, j);
@@ -207,6 +210,65 @@ void BM_Interpolation(benchmark::State& state) {
 }
 BENCHMARK(BM_Interpolation)->Unit(benchmark::kMillisecond);
 
+/// `nq` and `cc` with 50 epochs of 2,000 data on a rolled sheet.
+class Roll : public Mapping {
+ public:
+  static constexpr long epochs = 50;
+
+  Roll() : Mapping(2000) {
+    MatFullD m(2000, 3);
+    m.setrows(2000);
+    for (long i = 0; i < m.nrow(); ++i) {
+      const double turn = 4.7 * (1 + 2 * u_rand());
+      m(i, 0) = turn * std::cos(turn);
+      m(i, 1) = 21 * u_rand();
+      m(i, 2) = turn * std::sin(turn);
+    }
+    dataload(m, 0);
+    set("vglink_p", 2);
+    set("tcdepoq", epochs);
+  }
+  /// The rows of all shortest paths, one search after the other.
+  std::vector<double> paths() const {
+    std::vector<double> all;
+    MatFullD row;
+    for (long i = 0; i < prot.nrow(); ++i) {
+      link.gdav(i, 1, row, no_bound);
+      all.insert(all.end(), row.data(), row.data() + row.nrow());
+    }
+    return all;
+  }
+};
+
+void BM_WholeCda(benchmark::State& state) {
+  Roll roll;
+  for (auto _ : state) {
+    roll.nq();
+    benchmark::DoNotOptimize(roll.cda(2, nullptr));
+  }
+}
+BENCHMARK(BM_WholeCda)->Unit(benchmark::kMillisecond);
+
+void BM_WholeCdaPlain(benchmark::State& state) {
+  Roll roll;
+  roll.nq();
+  roll.cda(2, nullptr);
+  for (auto _ : state) {
+    roll.nq();
+    const std::vector<double> rows = roll.paths();
+    const double largest = *std::max_element(rows.begin(), rows.end());
+    Plain plain(roll, rows.data());
+    for (long t = 0; t < Roll::epochs; ++t) {
+      const double share = static_cast<double>(t) / (Roll::epochs - 1);  // the shipped schedule
+      const double slope = 0.95 / (2 * largest * std::pow(0.05, share));
+      const auto linear = [slope](double x) { return x * slope < 1.0 ? 1.0 - x * slope : 0.0; };
+      benchmark::DoNotOptimize(plain.epoch(linear, 0.5 * std::pow(0.02, share)));
+      benchmark::DoNotOptimize(plain.stress());
+    }
+  }
+}
+BENCHMARK(BM_WholeCdaPlain)->Unit(benchmark::kMillisecond);
+
 /// What it cannot do without, by plain loops: the four nearest prototypes of a datum twice, and of five
 /// positions the nearest images.
 void BM_InterpolationSearchesPlain(benchmark::State& state) {
@@ -244,7 +306,7 @@ double plain_mds(const Mapping& mapping) {
   std::vector<double> mean(static_cast<std::size_t>(n));
   double overall = 0;
   for (long i = n - 1; i >= 0; --i) {
-    const double* input = mapping.input(i);
+    const double* input = row(i);
     double sum = 0;
     for (long j = n - 1; j >= 0; --j) {
       problem(i, j) = static_cast<float>(-0.5 * (input[j] * input[j]));
