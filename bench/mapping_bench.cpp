@@ -306,7 +306,7 @@ double plain_mds(const Mapping& mapping) {
   std::vector<double> mean(static_cast<std::size_t>(n));
   double overall = 0;
   for (long i = n - 1; i >= 0; --i) {
-    const double* input = row(i);
+    const double* input = mapping.input(i);
     double sum = 0;
     for (long j = n - 1; j >= 0; --j) {
       problem(i, j) = static_cast<float>(-0.5 * (input[j] * input[j]));

@@ -56,7 +56,7 @@ void warn_rising_pairs(const MatPrefT<double>& dpref) {
     const std::string partner = key.substr(0, key.size() - 3) + "fin";
     const long last = dpref.getkey(partner.c_str());
     if (last >= 0 && dpref.getfut(last) > dpref.getfut(first))
-      tell(partner + " is above " + key + ": a schedule must not rise");
+      tell(std::string(partner).append(" is above ").append(key).append(": a schedule must not rise"));
   }
 }
 
