@@ -178,20 +178,25 @@ void BM_LostNeighbours(benchmark::State& state) {
 }
 BENCHMARK(BM_LostNeighbours)->Unit(benchmark::kMillisecond)->Arg(2000);
 
+MatFullD rolled_sheet(long n) {
+  MatFullD m(n, 3);
+  m.setrows(n);
+  for (long i = 0; i < n; ++i) {
+    const double turn = 4.7 * (1 + 2 * u_rand());
+    m(i, 0) = turn * std::cos(turn);
+    m(i, 1) = 21 * u_rand();
+    m(i, 2) = turn * std::sin(turn);
+  }
+  return m;
+}
+
 /// 10,000 data on a rolled sheet, 300 prototypes and their map, as `il` finds them.
 class Sheet : public ToMapp {
  public:
   Sheet() : Sheet(default_preferences()) {
     verbose = 0;
     setseed(default_seed);
-    MatFullD m(10000, 3);
-    m.setrows(10000);
-    for (long i = 0; i < m.nrow(); ++i) {
-      const double turn = 4.7 * (1 + 2 * u_rand());
-      m(i, 0) = turn * std::cos(turn);
-      m(i, 1) = 21 * u_rand();
-      m(i, 2) = turn * std::sin(turn);
-    }
+    MatFullD m = rolled_sheet(10000);
     dataload(m, 0);
     lpref.newval(lpref.getkey("tcdepoq"), 10);
     lbg(300);
@@ -217,14 +222,7 @@ class Roll : public Mapping {
   static constexpr long epochs = 50;
 
   Roll() : Mapping(2000) {
-    MatFullD m(2000, 3);
-    m.setrows(2000);
-    for (long i = 0; i < m.nrow(); ++i) {
-      const double turn = 4.7 * (1 + 2 * u_rand());
-      m(i, 0) = turn * std::cos(turn);
-      m(i, 1) = 21 * u_rand();
-      m(i, 2) = turn * std::sin(turn);
-    }
+    MatFullD m = rolled_sheet(2000);
     dataload(m, 0);
     set("vglink_p", 2);
     set("tcdepoq", epochs);
