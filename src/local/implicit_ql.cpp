@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/interrupt.h"
+#include "base/memory.h"
 
 namespace qvtx {
 namespace {
@@ -120,6 +121,7 @@ typename ImplicitQL<Real>::State QLHistory<Real>::run(long n, Real* diag, Real* 
   ImplicitQL<Real> iteration(n, diag, subd);
   // Room for all: growing by copies would touch it several times.
   rotations_.list.reserve(static_cast<size_t>(std::min(n * n, stretch_ + n)));
+  will_be_filled(rotations_.list.data(), rotations_.list.capacity() * sizeof(PlaneRotation<Real>));
   Beginning beginning{iteration, {diag, diag + n}, {subd, subd + n}, 0};
   auto state = ImplicitQL<Real>::State::running;
   while (state == ImplicitQL<Real>::State::running) {

@@ -21,6 +21,9 @@
 namespace qvtx {
 namespace {
 
+/// Up to this order nearly all pages of a matrix are used; of larger ones the iterations read a triangle.
+constexpr size_t most_filled = 1000;
+
 // Order in which a selection sort by exchanges leaves the values: entry k is the former place of value k. The
 // first of equal values is taken; later ones may have been moved by an exchange.
 template <class Real, class Before>
@@ -126,6 +129,7 @@ void mgcEigenT<Real>::allocate() {
     memory_failed(static_cast<double>(n) * static_cast<double>(n) * sizeof(Real));
     return;
   }
+  if (n <= most_filled) will_be_filled(values_.get(), n * stride * sizeof(Real));
   for (size_t i = 0; i < n; ++i) rows_[i] = first_on_line(values_.get()) + i * stride;
   mat = rows_.get();
   diag = diagonal_.get();
