@@ -148,6 +148,11 @@ TEST(Signals, EndADialogueAtOnce) {
 }
 
 TEST(Recovery, WhatCtrlDLeavesWithoutAQuestion) {
+#ifdef QVTX_LIBEDIT
+  const char* const ready = "\r>> ";  // drawn by the editor, which hears the key from then on
+#else
+  const char* const ready = ">> ";
+#endif
   const Workplace here = with_iris();
   Terminal t(here);
   t.type("ld\niris\nkm\n7\n");
@@ -155,7 +160,7 @@ TEST(Recovery, WhatCtrlDLeavesWithoutAQuestion) {
   t.type("xt\n");
   t.find("sm saves it");
   t.type("n\n");
-  t.find(">> ");
+  t.find(ready);
   t.type("\x04");
   EXPECT_EQ(t.end(), 0);
   expect_recovered(here, "recovered", "7 prototypes");

@@ -90,7 +90,16 @@ int Terminal::end() {
   while (read_more()) {
   }
   int status = 0;
-  ::waitpid(child_, &status, 0);
+  pid_t ended = 0;
+  for (int waited = 0; waited < patience_ms && ended == 0; waited += 10) {
+    ended = ::waitpid(child_, &status, WNOHANG);
+    if (ended == 0) ::usleep(10'000);
+  }
+  if (ended == 0) {
+    ADD_FAILURE() << "the program did not end:\n" << screen_;
+    ::kill(child_, SIGKILL);
+    ::waitpid(child_, &status, 0);
+  }
   child_ = -1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }

@@ -26,7 +26,8 @@ class Terminal {
   /// Reads until the text has come behind what was last found; fails the test and returns false when it does
   /// not come within a minute or the program ends first.
   bool find(const std::string& text);
-  /// Waits for the end of the program: its exit status, or minus the signal that killed it.
+  /// Waits for the end of the program: its exit status, or minus the signal that killed it. Kills it, and the
+  /// test fails, when it stays for minutes.
   int end();
   /// The terminal reads whole lines and echoes them, as a shell wants it back.
   bool is_cooked() const;
