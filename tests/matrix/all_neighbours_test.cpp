@@ -35,7 +35,7 @@ TEST(AllNeighboursTest, AreThoseOfTheSingleSearch) {
           SCOPED_TRACE(testing::Message()
                        << "isa " << int(isa) << " fill " << int(fill) << " " << n << " x " << d);
           const Settings settings('m', 2.0);
-          for (const long k : {1L, 20L, 600L}) {
+          for (const long k : {1L, 20L, 63L, 600L}) {
             if (k > 100 && n > 113) continue;
             expect_neighbours(filled(n, d, fill, 5), k);
           }

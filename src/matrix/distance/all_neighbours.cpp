@@ -81,6 +81,9 @@ void AllNeighbours::scan_chunk(long first_block, long blocks, long first, long c
 void AllNeighbours::scan_scores(Query& query, long self, long first_row, const float* scores, long count) {
   const FilterKernels& kernels = filter_kernels();
   const double* x = rows_.row(self);
+  if (!query.list.full())
+    query.score = std::min(query.score, kernels.nearest_limit(filter_.table(), query.length, scores, count,
+                                                              query.list.wanted()));
   int places[piece];
   for (long begin = 0; begin < count; begin += piece) {
     const long found = kernels.select(scores + begin, std::min(piece, count - begin), query.score, places);

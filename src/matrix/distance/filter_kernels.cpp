@@ -116,12 +116,12 @@ double score_error(const FilterTable& table, double length) {
   return 1.1 * 0x1p-24 * (n + 4.0) * table.radius * (0.5 * table.radius + length);
 }
 
-// Largest score that the nearest row can have when the smallest score is `score`, rounded up.
+// Largest score that one of the k nearest rows can have when k rows have scores up to `score`, rounded up.
 float candidate_limit(const FilterTable& table, double length, float score) {
   const double n = static_cast<double>(table.d);
   const double reach = length + table.radius;
   const double limit = static_cast<double>(score) + 2.0 * score_error(table, length) +
-                       1.3 * 0x1p-53 * (n + 2.0) * reach * reach;
+                       1.3 * 0x1p-53 * (n + 4.0) * reach * reach;
   return static_cast<float>(limit + __builtin_fabs(limit) * 0x1p-23);
 }
 
@@ -205,6 +205,26 @@ void score_blocks(const FilterTable& table, long first_block, long blocks, const
   }
 }
 
+// The rows fall into groups by their places. Groups with a score up to the limit have a row each, so k + 1 of
+// them have k rows other than the one that searches.
+float limit_of_nearest(const FilterTable& table, double length, const float* scores, long count, long k) {
+  constexpr int vectors = static_cast<int>(filter_groups) / float_lanes;
+  constexpr float none = 0x1.fffffep127f;
+  FloatVec smallest[vectors];
+  for (FloatVec& s : smallest) s = none - FloatVec{};
+  for (long first = 0; first < count; first += filter_groups)
+    for (int v = 0; v < vectors && first + v * float_lanes < count; ++v)
+      smallest[v] = smaller(smallest[v], load(scores + first + v * float_lanes));
+  float limit = none;
+  for (const FloatVec& s : smallest)
+    for (int l = 0; l < float_lanes; ++l) {
+      int reached = 0;
+      for (const FloatVec& other : smallest) reached += __builtin_popcount(at_most(other, s[l]));
+      if (reached > k && s[l] < limit) limit = s[l];
+    }
+  return limit < none ? candidate_limit(table, length, limit) : none;
+}
+
 long select_places(const float* scores, long count, float limit, int* places) {
   long found = 0;
   for (long first = 0; first < count; first += float_lanes)
@@ -225,6 +245,7 @@ float limit_of_sum(const FilterTable& table, double length, double sum) {
 
 }  // namespace
 
-const FilterKernels filter_kernels = {search_all, centre_sample, score_blocks, select_places, limit_of_sum};
+const FilterKernels filter_kernels = {search_all,       centre_sample, score_blocks,
+                                      limit_of_nearest, select_places, limit_of_sum};
 
 }  // namespace qvtx::QVTX_ISA

@@ -18,6 +18,7 @@ struct FilterTable {
 };
 inline constexpr long filter_block = 16;   // rows of a block, the floats of the widest vector
 inline constexpr long filter_queries = 4;  // samples searched at a time
+inline constexpr long filter_groups = 64;  // of rows whose smallest scores bound those of the nearest rows
 // Within these the bound on the rounding errors of single precision holds.
 inline constexpr double filter_min_radius = 1e-15;
 inline constexpr double filter_max_radius = 1e15;
@@ -33,6 +34,11 @@ struct FilterKernels {
   /// Scores of filter_queries centred samples against the rows of `blocks` blocks from the first one on:
   /// filter_block x blocks numbers for each sample.
   void (*score)(const FilterTable& table, long first_block, long blocks, const float* centred, float* scores);
+  /// For a row of the table with |row - centre| = length: none of the k rows nearest to it, others than
+  /// itself and with all that tie, has a score above the result. It comes from its scores against any rows,
+  /// `count` of them, a multiple of filter_block; the largest number where they do not tell, as for k >=
+  /// filter_groups.
+  float (*nearest_limit)(const FilterTable& table, double length, const float* scores, long count, long k);
   /// Lists the places of the scores up to the limit among `count` of them, a multiple of filter_block, in
   /// rising order; returns how many there are.
   long (*select)(const float* scores, long count, float limit, int* places);

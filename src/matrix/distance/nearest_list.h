@@ -17,6 +17,7 @@ class NearestList {
   /// Empties the list and sets how many rows it keeps. REQUIRES: k >= 1.
   void start(long k);
   void offer(double distance, long row);
+  long wanted() const { return wanted_; }
   bool full() const { return static_cast<long>(found_.size()) == wanted_; }
   /// A row beyond this distance is none of the nearest any more. REQUIRES: full(), no `sort` since `start`.
   double farthest() const { return last().distance; }
