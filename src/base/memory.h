@@ -45,5 +45,8 @@ void limit_memory();
 /// Says of a block that it will soon be written to as a whole: where it spans large pages, the system gives
 /// it such, which is the faster way to memory. It may refuse, and nothing else changes.
 void will_be_filled(void* block, std::size_t bytes);
+/// Memory, undefined, for a block that is certain to be filled, on whole large pages where it spans several
+/// and as long as they come fast: they are taken at once. Null where there is none; std::free takes it back.
+void* block_to_fill(std::size_t bytes);
 
 }  // namespace qvtx

@@ -118,7 +118,15 @@ MatFullT<T>::MatFullT(long rows, long cols, long inc) {
 
 template <class T>
 MatFullT<T>::~MatFullT() {
-  std::free(data_);
+  release();
+}
+
+template <class T>
+void MatFullT<T>::release() {
+  if (!shared_) std::free(data_);
+  shared_.reset();
+  data_ = nullptr;
+  room_ = 0;
 }
 
 template <class T>
@@ -140,6 +148,7 @@ void MatFullT<T>::swap(MatFullT& other) noexcept {
   std::swap(ninc_, other.ninc_);
   std::swap(room_, other.room_);
   std::swap(data_, other.data_);
+  shared_.swap(other.shared_);
 }
 
 template <class T>
@@ -150,8 +159,9 @@ long MatFullT<T>::setdim(long rows, long cols) {
   if (cols < 1) ermessage('m', 111, 2, cols);
   const long count = element_count<T>(rows, cols);
   bool failed = false;
-  if (count != nall_ * ncol_) {
-    std::free(data_);
+  const bool fits_share = shared_ && count > 0 && count <= room_;
+  if (count != nall_ * ncol_ && !fits_share) {
+    release();
     data_ = count > 0 ? static_cast<T*>(std::malloc(static_cast<std::size_t>(count) * sizeof(T))) : nullptr;
     room_ = data_ != nullptr ? count : 0;
     failed = count != 0 && data_ == nullptr;
@@ -192,26 +202,35 @@ bool MatFullT<T>::grow(long rows) {
   if (needed < 0) return false;
   if (needed <= room_) return true;
   const long generous = std::max(needed, element_count<T>(room_ + room_ / 2, 1));
-  for (const long count : {generous, needed}) {
-    void* block = std::realloc(data_, static_cast<std::size_t>(count) * sizeof(T));
-    if (block == nullptr) continue;
-    data_ = static_cast<T*>(block);
-    room_ = count;
-    return true;
-  }
-  return false;
+  return enlarge(generous) || enlarge(needed);
+}
+
+template <class T>
+bool MatFullT<T>::enlarge(long count) {
+  void* block = std::realloc(shared_ ? nullptr : data_, static_cast<std::size_t>(count) * sizeof(T));
+  if (block == nullptr) return false;
+  if (shared_) std::copy_n(data_, nall_ * ncol_, static_cast<T*>(block));
+  shared_.reset();
+  data_ = static_cast<T*>(block);
+  room_ = count;
+  return true;
 }
 
 template <class T>
 void MatFullT<T>::expect(long rows) {
   const long needed = element_count<T>(rows, ncol_);
-  if (needed > room_) {
-    void* block = std::realloc(data_, static_cast<std::size_t>(needed) * sizeof(T));
-    if (block == nullptr) return;
-    data_ = static_cast<T*>(block);
-    room_ = needed;
-  }
+  if (needed > room_ && !enlarge(needed)) return;
   will_be_filled(data_, static_cast<std::size_t>(room_) * sizeof(T));
+}
+
+template <class T>
+void MatFullT<T>::share(std::shared_ptr<void> block, T* elements, long room) {
+  release();
+  shared_ = std::move(block);
+  data_ = elements;
+  room_ = room;
+  nall_ = room / ncol_;
+  nrow_ = 0;
 }
 
 template <class T>

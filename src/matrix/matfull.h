@@ -13,6 +13,7 @@
 
 #include <cstdio>
 #include <iosfwd>
+#include <memory>
 
 #include "base/istr.h"
 #include "base/ostr.h"
@@ -77,6 +78,9 @@ class MatFullT {
   /// Makes ready for so many rows in use, which are to come soon; where memory is short, for less. Changes
   /// neither `nall` nor `nrow`.
   void expect(long rows);
+  /// Moves the matrix, empty, to `room` elements of a block that others use too; there it stays until it
+  /// needs more of them. REQUIRES: room >= ncol.
+  void share(std::shared_ptr<void> block, T* elements, long room);
   /// Appends a copy of row i of src (which may be this matrix); returns the new `nrow`, amortised O(ncol).
   /// Fatal: other ncol (m 123, dimensions form, 1), i (m 123, 2).
   long addrow(const MatFullT& src, long i);
@@ -185,6 +189,10 @@ class MatFullT {
   }
   /// Makes the block large enough for `rows` rows.
   bool grow(long rows);
+  /// Makes the block `count` elements large, more than it has; the elements so far stay. False, and nothing
+  /// changed, when there is no memory.
+  bool enlarge(long count);
+  void release();
 
   long nall_ = 0;
   long nrow_ = 0;
@@ -192,6 +200,7 @@ class MatFullT {
   long ninc_ = 5;
   long room_ = 0;  ///< elements of the block, at least nall * ncol
   T* data_ = nullptr;
+  std::shared_ptr<void> shared_;  ///< what the elements are a part of, unless they are the matrix's own
 };
 
 }  // namespace qvtx

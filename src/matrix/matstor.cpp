@@ -1,6 +1,9 @@
 #include "matrix/matstor.h"
 
+#include <cstdint>
+#include <cstdlib>
 #include <exception>
+#include <memory>
 #include <utility>
 
 #include "base/memory.h"
@@ -19,6 +22,27 @@ long MatStorT<M>::setdim(long n) {
     memory_failed(static_cast<double>(n) * sizeof(M));
   }
   return size();
+}
+
+template <class M>
+void MatStorT<M>::expect(long rows, long cols) {
+  using T = typename M::value_type;
+  constexpr long line = 64 / sizeof(T);  // matrices begin on cache lines
+  long room = 0, count = 0, bytes = 0;
+  if (__builtin_mul_overflow(rows, cols, &room) || __builtin_add_overflow(room, line - 1, &room)) return;
+  room -= room % line;
+  if (__builtin_mul_overflow(room, size(), &count) || __builtin_add_overflow(count, line, &count) ||
+      __builtin_mul_overflow(count, static_cast<long>(sizeof(T)), &bytes))
+    return;
+  const std::shared_ptr<void> block(block_to_fill(static_cast<std::size_t>(bytes)), std::free);
+  if (!block) return;
+  auto* first = static_cast<T*>(block.get());
+  while (reinterpret_cast<std::uintptr_t>(first) % 64 != 0) ++first;
+  for (M& matrix : store_) {
+    matrix.setdim(0, cols);
+    matrix.share(block, first, room);
+    first += room;
+  }
 }
 
 template <class M>

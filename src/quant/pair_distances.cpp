@@ -102,6 +102,10 @@ class PairDistances::Pass {
                  Metric::in_force().is_euclidean()),
         graph_rows_(at(n_), nullptr) {
     if (graph_ && !laplacian_) routes_ = std::make_unique<PathRows>(pairs.links_, 1);
+    if (n_ == 0) return;
+    if (stores_space_ && !pairs.space_stored(0)) pairs.space_.expect(n_, 1);
+    if (routes_ && memory_ >= 1 && !pairs.graph_stored(0)) pairs.graph_.expect(n_, 1);
+    if (graph_ && memory_ >= 2 && !pairs.path_stored(0)) pairs.paths_.expect(n_, 2);
   }
 
   /// Visits every prototype and calls `after` behind each. Shortest paths set the order: their rows come in
@@ -288,6 +292,7 @@ PairDistances::Outcome PairDistances::keep_laplacian(const std::function<void(co
     MatFullD all;
     const bool regular = laplacian_distances(points_, links_, *rules_().laplacian, announce, progress, all);
     if (graph_.setdim(n) != n) return Outcome::no_memory;
+    graph_.expect(n, 1);
     for (long i = 0; i < n; ++i) laplacian_row(all, regular, i, n, graph_[i]);
     return regular ? Outcome::done : Outcome::singular;
   } catch (const std::bad_alloc&) {

@@ -1,5 +1,7 @@
 // Sparse matrix and store of matrices.
 
+#include <cstdint>
+
 #include "base/support.h"
 #include "matrix/matspar.h"
 #include "matrix/matstor.h"
@@ -61,6 +63,28 @@ TEST(Sparse, ShowsAndSavesDenseAndListedCells) {
   EXPECT_EQ(test::read_file("m"), dense);
   m.clear();
   EXPECT_EQ(shown(m, 0, 1), "3\t0\t0\n0\t0\t0\n");
+}
+
+TEST(Store, MatricesThatShareABlockLeaveItWhenTheyGrowAndKeepItWhenTheyMove) {
+  constexpr long large = 300;  // 2000 of these make up several large pages
+  for (const long n : {2L, 2000L}) {
+    MatStorD store(n);
+    store.expect(large, 1);
+    for (long k = 0; k < n; ++k) {
+      ASSERT_EQ(store[k].setdim(large, 1), large);
+      store[k].setrows(large, static_cast<double>(k));
+    }
+    EXPECT_EQ(store[1].data() - store[0].data(), 304);  // whole cache lines
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(store[0].data()) % 64, 0U);
+    store[0].setrows(large + 1, -1);
+    EXPECT_EQ(store[0](0, 0), 0);
+    EXPECT_EQ(store[0](large, 0), -1);
+    EXPECT_EQ(store[1](0, 0), 1);
+    const MatFullD taken = std::move(store[1]);
+    store[0].setdim(2 * large, 1);
+    store.setdim(1);
+    EXPECT_EQ(taken(large - 1, 0), 1);
+  }
 }
 
 TEST(SparseDeathTest, MisuseEndsTheProgram) {
