@@ -1,6 +1,9 @@
 #pragma once
 // What an analysis says on the console.
 
+#include <string>
+#include <utility>
+
 #include "base/ostr.h"
 
 namespace qvtx {
@@ -10,9 +13,15 @@ class Messages {
  public:
   long verbose = 0;  ///< non-zero: messages are printed
 
+  /// The text of the last refusal since the last call, empty when there was none.
+  std::string take_refusal() { return std::exchange(refusal_, {}); }
+
  protected:
   /// Ends the line and prints prefix and text as a line, verbose or not.
-  void refuse(const char* text) const { os.fresh().ow(prefix).ow(text).nl().flush(); }
+  void refuse(const char* text) const {
+    os.fresh().ow(prefix).ow(text).nl().flush();
+    refusal_ = text;
+  }
   /// Prefix and text; the line stays open.
   void say(const char* text) const {
     if (verbose) os.ow(prefix).ow(text).flush();
@@ -30,6 +39,9 @@ class Messages {
   }
 
   const char* prefix = "VeQuan.";  ///< in front of every message
+
+ private:
+  mutable std::string refusal_;
 };
 
 }  // namespace qvtx

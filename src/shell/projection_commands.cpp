@@ -77,8 +77,10 @@ Outcome Session::mapped(long dimension, long result) {
   const long n = analysis_.getprot().nrow();
   if (dimension < 1) {
     refuse("a map has at least 1 dimension, not " + std::to_string(dimension));
+  } else if (n < 2) {
+    refuse("a map needs two prototypes, there is one");
   } else {
-    refuse(n < 2 ? "a map needs two prototypes, there is one" : "no map was made");
+    refuse_because("no map was made");
   }
   return Outcome::done;
 }
@@ -167,6 +169,7 @@ bool Session::rate(MatSparT<long>& graph, MatFullD& statistics, int curvilinear,
   MatSparT<long> found;
   MatFullD summary;
   if (!analysis_.god(god_bits, found, summary, curvilinear, self)) return false;
+  if (const std::string reason = refusal(); !reason.empty()) tell(reason + ": distances in space instead");
   graph = std::move(found);
   statistics.swap(summary);
   return true;

@@ -15,7 +15,7 @@ constexpr const char* ask_neurons = "  Number of neurons (integer) ? ";
 }  // namespace
 
 Outcome Session::quantized(const char* name) {
-  if (!analysis_.done(VeQuan::pfindone)) refuse(std::string(name) + " made no prototypes");
+  if (!analysis_.done(VeQuan::pfindone)) refuse_because(std::string(name) + " made no prototypes");
   return Outcome::done;
 }
 

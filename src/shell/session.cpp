@@ -129,6 +129,7 @@ bool Session::step() {
   mark_ = comtrac.size();
   refused_ = false;
   command_ = "command";
+  analysis_.take_refusal();
   bool goes_on = true;
   try {
     goes_on = perform();
@@ -219,6 +220,7 @@ bool Session::perform() {
   }
   command_ = command->name;
   const Outcome outcome = (this->*command->handler)();
+  if (!refused_) tell_refusal();
   if (outcome == Outcome::given_up) {
     undo();
     expect_leftovers();

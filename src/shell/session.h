@@ -183,6 +183,11 @@ class Session {
   void tell_leftovers();
   /// Tells why a command was refused, which a strict session takes as its end.
   void refuse(const std::string& reason);
+  /// The same for a command that the analysis refused, with the reason that it gave.
+  void refuse_because(const std::string& consequence);
+  /// The same for one that was refused in part, or whose consequence is plain.
+  void tell_refusal();
+  std::string refusal();
   /// A quantization by the command `name` that left no final prototypes is a refusal.
   Outcome quantized(const char* name);
   /// The same for those that are told how many.

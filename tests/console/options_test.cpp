@@ -51,8 +51,9 @@ TEST(Options, StartTheSessionAsItsCommandsWould) {
 TEST(Strict, EndsAtTheFirstTrouble) {
   Workplace here;
   here.bring("iris.dat");
+  here.write("iris.ngp", "2 0\n2 0\n0.5 9\n1.4 3\n");  // the second epoch's step is above 1
   for (const char* trouble :
-       {"zz", "km", "ld nothing", "ld iris km ten", "ld iris km 0", "ld iris sm missing/a",
+       {"zz", "km", "ld iris ng 9", "ld nothing", "ld iris km ten", "ld iris km 0", "ld iris sm missing/a",
         "ld iris st missing/a", "ld iris lm nothing", "la iris", "ld iris km 5 mm mp m 0",
         "ld iris km 5 us mp", "ld iris km 5 md mp m 2 bw 5 x", "ld iris km 5 cc il", "ms s none 1 x x",
         "ms s vglink_p 9 x x", "ld iris nw m 0", "ld iris xg a"}) {
