@@ -69,6 +69,7 @@ def settings_of(program: str) -> Preferences:
 
 # ---- Dialogue ----
 
+_NO_COMMAND = "~~"
 _PROGRESS = re.compile(r"^ToMapp\.(\w+): .*\.\.\. *$|^loop +(\d+)/(\d+)", re.MULTILINE)
 _COMMON = re.compile(  # lines that tell of no refusal
     r"loop |[_^]+$|loading |saving | +\w\w = |\W*$"
@@ -97,19 +98,21 @@ class Console:
         preferences = default_preferences(program)
         self.folder = Path(tempfile.mkdtemp(prefix="qvtx-"))  # mode 0700
         self.listener = listener
+        self.ended_early = False  # whether the command given up last was a method, which keeps what it made
         self._method = ""  # that runs, as the program names it
         self.process: subprocess.Popen[bytes] | None = None
         self._close = weakref.finalize(self, _remove, self.folder, children := [], os.getpid())
         try:
             (self.folder / "Qvtx.prf").write_text(preferences, "latin-1")
             self.process = subprocess.Popen(
-                [program, *options],
+                [program, "--interactive", *options],
                 cwd=self.folder,
                 stdin=subprocess.PIPE,
                 stdout=subprocess.PIPE,
                 stderr=subprocess.STDOUT,
                 bufsize=0,
                 umask=0o077,
+                start_new_session=True,  # Ctrl-C is for the interpreter, which passes it on
             )
             children.append(self.process)
             self.banner = self._wait(PROMPT)
@@ -131,8 +134,8 @@ class Console:
 
         An answer is a word for the prompt ">> ", or the end of another prompt with the word for it. A program
         that asks for the next command instead has refused: QvtxError, as when it ends. Whatever else goes
-        wrong (an interrupt, an error in a listener) leaves the dialogue in the middle, so it closes the
-        console.
+        wrong (an interrupt, an error in a listener) gives the command up: the program asks for the next one
+        again when that is raised. A second interrupt, while it does not yet, closes the console.
         """
         said = ""
         try:
@@ -146,10 +149,31 @@ class Console:
                     raise QvtxError(refusal(part, f"{answers[0]}: refused"), said)
         except QvtxError:
             raise
+        except (Exception, KeyboardInterrupt):
+            self._give_up()
+            raise
         except BaseException:
             self.close()
             raise
         return said
+
+    def _give_up(self) -> None:
+        """Brings the program back to its prompt, or closes the console."""
+        self.listener, listener = None, self.listener
+        said = ""
+        try:
+            if self.process is not None and not self.closed:
+                self.process.send_signal(signal.SIGINT)
+                self._type(_NO_COMMAND)  # its answer tells that all before is over
+                while _NO_COMMAND not in said:
+                    said += self._wait(PROMPT)
+            self.ended_early = "stopped by Ctrl-C" in said
+        except QvtxError:  # it has ended
+            pass
+        except BaseException:
+            self.close()
+            raise
+        self.listener = listener
 
     def _type(self, word: str) -> None:
         if self.closed or self.process is None or self.process.stdin is None:

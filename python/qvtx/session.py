@@ -103,8 +103,9 @@ class Session:
     progress: called as progress(method, step, steps) while a method iterates; True prints that, False does
     not, None prints in a notebook.
 
-    A refusal raises `QvtxError` with the program's own line; the session goes on. Without `with`, `close`
-    ends it; so does dropping the object. Nothing is left on disk.
+    A refusal raises `QvtxError` with the program's own line; the session goes on. An interrupt gives the
+    command up: a method ends after the epoch at hand, and what it has made stays; other commands leave all as
+    it was. A second interrupt closes the session. Without `with`, `close` ends it; so does dropping the object. Nothing is left on disk.
     """
 
     def __init__(
@@ -407,7 +408,8 @@ class Session:
 
     @property
     def commands(self) -> str:
-        """The script that repeats the session at the console, in a folder that `save_script` has filled."""
+        """The script that repeats the session at the console, in a folder that `save_script` has filled; a
+        method that was interrupted is repeated without the interrupt."""
         return "\n".join([*self._commands, "xt", "y", ""])
 
     def save_script(self, folder: files.Name) -> Path:
@@ -522,9 +524,18 @@ class Session:
         return self.folder / name
 
     def _run(self, steps: Steps, record: bool = True) -> str:
-        said = self._console.run(*steps)
+        answers = [step if isinstance(step, str) else step[1] for step in steps]
+        try:
+            said = self._console.run(*steps)
+        except QvtxError:
+            raise
+        except BaseException:
+            self._forget()
+            if self._console.ended_early:
+                self._commands += answers
+            raise
         if record:
-            self._commands += [step if isinstance(step, str) else step[1] for step in steps]
+            self._commands += answers
         return said
 
     def _menu(self) -> str:

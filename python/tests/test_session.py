@@ -4,6 +4,7 @@ import os
 import signal
 import subprocess
 import sys
+import threading
 from pathlib import Path
 
 import numpy as np
@@ -203,13 +204,44 @@ def test_nothing_stays_behind_a_killed_program(private):
     assert not list(private.iterdir())
 
 
-def test_nothing_stays_behind_an_error_in_the_middle_of_a_method(private):
-    def stop(*_):
-        raise KeyboardInterrupt
+@pytest.mark.parametrize("error", [KeyboardInterrupt, ZeroDivisionError])
+def test_an_interrupt_ends_a_method_early_and_the_session_goes_on(error, private):
+    def stop(method, step, steps):
+        if steps == 100000:
+            raise error
 
-    session = qvtx.Session(IRIS, progress=stop)
-    with pytest.raises(KeyboardInterrupt):
-        session.quantize("ng", 50)
+    with qvtx.Session(IRIS, settings={"vngepoq": 100000}, progress=stop) as session:
+        before = session.quantize("km", 7).commands
+        with pytest.raises(error):
+            session.quantize("ng", 50)
+        assert session.prototypes.shape == (50, 4)
+        assert session.map("md", 2).images.shape == (50, 2)
+        assert session.commands.startswith(before.removesuffix("xt\ny\n") + "ng\n50\nmd\n")
+    assert not list(private.iterdir())
+
+
+def test_an_interrupt_gives_other_commands_up(private):
+    rows = np.column_stack([np.arange(3000.0) % 50, np.arange(3000) // 50, np.zeros(3000)])
+    with qvtx.Session(rows, settings={"vgmemory": 0}) as session:
+        session.quantize("nq")
+        threading.Timer(0.2, lambda: os.kill(os.getpid(), signal.SIGINT)).start()
+        with pytest.raises(KeyboardInterrupt):
+            session.map("md", 40)
+        assert "md\nmp\nm\n40" not in session.commands
+        assert session.prototypes.shape == (3000, 3)
+        assert session.quantize("km", 9).map("md", 1).images.shape == (9, 1)
+
+
+def test_a_second_interrupt_closes_the_session(private):
+    with qvtx.Session(IRIS) as session:
+        session._console.process.send_signal(signal.SIGSTOP)  # it does not answer
+        again = [threading.Timer(t, lambda: os.kill(os.getpid(), signal.SIGINT)) for t in (0.1, 0.4)]
+        for timer in again:
+            timer.start()
+        with pytest.raises(KeyboardInterrupt):
+            session.quantize("km", 5)
+        with pytest.raises(ValueError, match="closed"):
+            session.quantize("km", 5)
     assert not list(private.iterdir())
 
 

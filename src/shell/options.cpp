@@ -70,6 +70,8 @@ constexpr Option option_table[] = {
     {"--strict", nullptr, nullptr, "end with status 1 at the first refused command or file",
      set_switch<&Options::strict>},
     {"--quiet", nullptr, nullptr, "begin with verbosity off: no progress lines", set_switch<&Options::quiet>},
+    {"--interactive", nullptr, nullptr, "SIGINT gives up a command, as at a terminal",
+     set_switch<&Options::interactive>},
 };
 
 const Option* find_option(std::string_view name) {

@@ -18,6 +18,7 @@ struct Options {
   std::optional<unsigned long> seed;
   bool strict = false;
   bool quiet = false;
+  bool interactive = false;
 };
 
 /// Reads the arguments behind the program's name. Returns what is wrong with them, in one line; empty when

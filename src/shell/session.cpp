@@ -145,7 +145,7 @@ bool Session::step() {
   } catch (const GivenUp&) {
     undo();
     os.flush();
-    if (interrupting_signal() == SIGINT && manner_.terminal) {
+    if (interrupting_signal() == SIGINT && manner_.interactive) {
       std::cerr << '\n';
       tell(asking_ ? "xt leaves" : "given up");
       refused_ = false;
@@ -243,7 +243,7 @@ bool Session::settle(bool goes_on) {
   mark_ = comtrac.size();
   const int signal = interrupting_signal();
   if (signal == SIGPIPE || !*os.stream) return leave(failure);
-  if (signal == SIGINT && manner_.terminal) {
+  if (signal == SIGINT && manner_.interactive) {
     tell("stopped by Ctrl-C");
     clear_interrupt();
   } else if (signal != 0) {

@@ -29,9 +29,10 @@ enum class Outcome {
 
 /// How a session deals with its user.
 struct Manner {
-  bool strict = false;    ///< it ends at the first command that is refused or given up
-  bool quiet = false;     ///< it begins with verbosity off
-  bool terminal = false;  ///< a person types: SIGINT gives up a command, else it ends the program
+  bool strict = false;       ///< it ends at the first command that is refused or given up
+  bool quiet = false;        ///< it begins with verbosity off
+  bool terminal = false;     ///< a person types
+  bool interactive = false;  ///< SIGINT gives up a command, else it ends the program
 };
 
 /// What goes beyond the record on standard output, such as why something was refused, is told on standard

@@ -112,7 +112,8 @@ int explore(const Options& options, OpenLineEditor editor) {
   const Input input(options, editor);
   if (!input.trouble().empty()) return refuse_start("--replay " + options.replay + ": " + input.trouble());
   catch_interrupts();
-  Session session(file, {options.strict, options.quiet, input.is_terminal()});
+  Session session(
+      file, {options.strict, options.quiet, input.is_terminal(), options.interactive || input.is_terminal()});
   file.close();
   for (const auto& [key, value] : options.settings)
     if (const std::string trouble = session.set(key, value); !trouble.empty()) return refuse_start(trouble);

@@ -136,6 +136,25 @@ TEST(Signals, EndTheProgramAfterTheEpochAndKeepTheAnalysis) {
   EXPECT_EQ(here.read("recovered-2.mbf"), "earlier");
 }
 
+TEST(Signals, InterruptOnlyTheCommandOfAnInteractiveSession) {
+  const Workplace here = with_iris();
+  std::vector<std::string> options = endless;
+  options.push_back("--interactive");
+  Terminal t(here, options, true);
+  t.type("ld\niris\nng\n20\n");
+  t.find(" 2/1000000 ");
+  t.send(SIGINT);
+  t.find("stopped by Ctrl-C");
+  t.type("cc\n");
+  t.find("mp = mapping");
+  t.send(SIGINT);
+  t.find("given up");
+  t.type("sm\na\nxt\ny\n");
+  EXPECT_EQ(t.end(), 0);
+  EXPECT_TRUE(here.has("a.pro"));
+  EXPECT_FALSE(here.has("a.map"));
+}
+
 TEST(Signals, EndADialogueAtOnce) {
   const Workplace here = with_iris();
   Terminal t(here);
