@@ -160,6 +160,7 @@ class Console:
     def _give_up(self) -> None:
         """Brings the program back to its prompt, or closes the console."""
         self.listener, listener = None, self.listener
+        self.ended_early = False
         said = ""
         try:
             if self.process is not None and not self.closed:
