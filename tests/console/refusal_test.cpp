@@ -50,8 +50,14 @@ TEST(Told, WhatWasReadAndWhyAFileWasRefused) {
 TEST(Told, WhyACommandWasRefused) {
   Workplace here;
   here.bring("iris.dat");
+  here.write("iris.ngp", "2 0\n2 0\n0.5 9\n1.4 3\n");  // the second epoch's step is above 1
+  here.write("iris.clp", "-1\n");
   const std::string prototypes = "ld iris km 5 ";
   const std::pair<std::string, const char*> cases[] = {
+      {"ld iris ng 5", "  ng_itr: anow not parametric (a value of the schedule is out of its range)\n"},
+      {"ld iris cl 5", "  cl made no prototypes: cl: a not parametric (a value of the schedule"},
+      {"ms s vglink_p 0 x x " + prototypes + "md mp m 2 sg",
+       "  god: no links available: distances in space instead\n"},
       {"km", "Bad command : km\n  km needs data: ld\n"},
       {"zz", "  there is no command zz: hh lists what there is\n"},
       {"cc mp",
