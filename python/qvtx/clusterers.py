@@ -28,7 +28,7 @@ class _Clusterer(ClusterMixin, Estimator):
 
     def fit(self, X: npt.ArrayLike, y: Any = None) -> Any:
         """Quantizes X (n_samples, n_features)."""
-        X = self._validate_data(X, dtype=np.float64)
+        X = self._rows(X)
         count = self._least_samples()
         if len(X) < count:
             raise ValueError(f"n_samples={len(X)} should be >= {count}")
@@ -54,7 +54,7 @@ class _Clusterer(ClusterMixin, Estimator):
     def predict(self, X: npt.ArrayLike) -> Array:
         """(n_samples,) int64: the nearest prototype of each row of X."""
         check_is_fitted(self)
-        X = self._validate_data(X, dtype=np.float64, reset=False)
+        X = self._rows(X, reset=False)
         return self._nearest(X)
 
     def _nearest(self, X: Array) -> Array:
@@ -308,5 +308,5 @@ class JarvisPatrick(_Clusterer):
     def predict(self, X: npt.ArrayLike) -> Array:
         """(n_samples,) int64: the cluster of the nearest sample of the fit."""
         check_is_fitted(self)
-        X = self._validate_data(X, dtype=np.float64, reset=False)
+        X = self._rows(X, reset=False)
         return self.labels_[nearest(self._samples, X, 1, self.p)[0][:, 0]]

@@ -415,11 +415,14 @@ def _results(saved: Saved) -> pd.DataFrame:
         "Int64"
     )
     frame[~saved.used] = pd.NA
-    for stem, table in (
-        ("map", saved.images[saved.codes] if saved.images is not None else None),
-        ("position", saved.positions),
-    ):
-        for k in range(table.shape[1] if table is not None else 0):
+    tables = {
+        "map": saved.images[saved.codes] if saved.images is not None else None,
+        "position": saved.positions,
+    }
+    for stem, table in tables.items():
+        if table is None:
+            continue
+        for k in range(table.shape[1]):
             frame[f"{stem}_{k}"] = np.where(saved.used, table[:, k], np.nan)
     return frame
 

@@ -5,6 +5,7 @@ from __future__ import annotations
 from typing import Any, Mapping
 
 import numpy as np
+import numpy.typing as npt
 from sklearn.base import BaseEstimator
 from sklearn.utils import check_random_state
 
@@ -26,6 +27,11 @@ class Estimator(BaseEstimator):
     def _method_settings(self) -> dict[str, Any]:
         """The settings that the parameters stand for."""
         return {}
+
+    def _rows(self, X: npt.ArrayLike, **wanted: Any) -> Array:
+        """X (n_samples, n_features) as scikit-learn checks it, in reals."""
+        rows: Array = self._validate_data(X, dtype=np.float64, **wanted)
+        return rows
 
     def _session(self, X: Array) -> Session:
         seed = self.random_state

@@ -42,7 +42,7 @@ class _Mapping(ClassNamePrefixFeaturesOutMixin, TransformerMixin, Estimator):
 
     def fit(self, X: npt.ArrayLike, y: Any = None) -> Any:
         """Maps X (n_samples, n_features); at least two samples."""
-        X = self._validate_data(X, dtype=np.float64, ensure_min_samples=2)
+        X = self._rows(X, ensure_min_samples=2)
         self.n_iter_ = 1
         with self._session(X) as session:
             if self.n_prototypes is None or self.n_prototypes >= len(X):
@@ -74,7 +74,7 @@ class _Mapping(ClassNamePrefixFeaturesOutMixin, TransformerMixin, Estimator):
     def transform(self, X: npt.ArrayLike) -> Array:
         """(n_samples, n_components) float64: places of the rows of X in the map, by interpolation."""
         check_is_fitted(self)
-        X = self._validate_data(X, dtype=np.float64, reset=False)
+        X = self._rows(X, reset=False)
         # Positions come as text with six decimals. A power of two makes them numbers around 1000 and changes
         # no other bit.
         largest = np.abs(self.images_).max()

@@ -131,7 +131,7 @@ def format_histogram(values: npt.ArrayLike) -> str:
 
 # ---- Binary matrices ----
 
-_ELEMENTS = {8: np.dtype("<f8"), 4: np.dtype("<i4"), 1: np.dtype("S1")}
+_ELEMENTS: dict[int, np.dtype[Any]] = {8: np.dtype("<f8"), 4: np.dtype("<i4"), 1: np.dtype("S1")}
 
 
 class Layout(NamedTuple):
@@ -169,7 +169,7 @@ def write_block(file: BinaryIO, values: npt.ArrayLike, layout: Layout | None = N
         table = table[:, None] if table.ndim == 1 else table
         if table.ndim != 2 or table.shape[1] == 0:
             raise ValueError(f"a matrix needs two dimensions and a column, not the shape {table.shape}")
-        shape, width = table.shape, 4 if table.dtype.kind in "iub" else 8
+        shape, width = (table.shape[0], table.shape[1]), 4 if table.dtype.kind in "iub" else 8
         data = (_four_bytes(table) if width == 4 else np.ascontiguousarray(table, "<f8")).tobytes()
     allocated, growth = layout or Layout(shape[0], GROWTH)
     file.write(struct.pack("<5i", max(allocated, shape[0]), shape[1], shape[0], growth, width))

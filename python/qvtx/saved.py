@@ -93,6 +93,8 @@ class Saved:
 
     def majority(self) -> Array:
         """(p,): most frequent label among each prototype's data; -1 without data. Needs labels."""
+        if self.labels is None:
+            raise ValueError("there are no labels")
         found, ranks = np.unique(self.labels, return_inverse=True)
         votes = np.zeros((len(self.prototypes), len(found)), dtype=np.int64)
         np.add.at(votes, (self.codes[self.used], ranks[self.used]), 1)

@@ -180,8 +180,8 @@ def read_snapshot(file: BinaryIO) -> Snapshot:
     """The snapshot in an open binary file. Raises `FileError` when the file is short or its sizes are
     none."""
     reader = _SnapshotReader(file)
-    items = [reader.item(field.name, field.type) for field in _ITEM_FIELDS]
-    return Snapshot(*items, layouts=reader.layouts)
+    items = {field.name: reader.item(field.name, field.type) for field in _ITEM_FIELDS}
+    return Snapshot(**items, layouts=reader.layouts)
 
 
 def write_snapshot(file: BinaryIO, snapshot: Snapshot) -> None:
