@@ -61,27 +61,6 @@ Completion names_with(const std::string& extension) {
   };
 }
 
-void Session::refuse(const std::string& reason) {
-  tell(reason);
-  refused_ = true;
-}
-
-std::string Session::refusal() {
-  const std::string text = analysis_.take_refusal();
-  const bool parameters = text.ends_with("not parametric");
-  return parameters ? text + " (a value of the schedule is out of its range)" : text;
-}
-
-void Session::refuse_because(const std::string& consequence) {
-  const std::string reason = refusal();
-  refuse(reason.empty() ? consequence : consequence + ": " + reason);
-}
-
-void Session::tell_refusal() {
-  const std::string reason = refusal();
-  if (!reason.empty()) refuse(reason);
-}
-
 void Session::ask_file(std::string& name, const FileKind& kind) {
   for (int refusals = 0;;) {
     getfile(name, names_with(kind.extension));

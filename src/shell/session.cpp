@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <iostream>
 #include <stdexcept>
 
@@ -41,14 +40,6 @@ bool set_in(MatPrefT<T>& table, const std::string& key, const std::string& value
     trouble = "out of range [" + value_text(table.getmin(k)) + "," + value_text(table.getmax(k)) + "]";
   }
   return true;
-}
-
-/// Whether more of a word stands behind the two letters of a command. Only what has been typed already
-/// counts.
-bool word_goes_on() {
-  std::streambuf& typed = *is.stream->rdbuf();
-  return typed.in_avail() > 0 &&
-         std::string_view(" \t\r\n").find(static_cast<char>(typed.sgetc())) == std::string_view::npos;
 }
 
 }  // namespace
@@ -188,21 +179,6 @@ void Session::undo() noexcept {
   before_.reset();
 }
 
-void Session::tell_lack(double bytes) {
-  char asked[48] = "";
-  if (bytes >= 1e9) {
-    std::snprintf(asked, sizeof asked, " (needs %.1f GB)", bytes / 1e9);
-  } else if (bytes >= 1e5) {
-    std::snprintf(asked, sizeof asked, " (needs %.1f MB)", bytes / 1e6);
-  } else if (bytes > 0) {
-    std::snprintf(asked, sizeof asked, " (needs %.0f bytes)", bytes);
-  }
-  char line[120];
-  std::snprintf(line, sizeof line, "%s: not enough memory%s: given up, the analysis is as it was", command_,
-                asked);
-  tell(line);
-}
-
 bool Session::perform() {
   char c1 = 0;
   char c2 = 0;
@@ -270,31 +246,6 @@ void Session::recover_unsaved() {
     recover(analysis_, std::string_view(comtrac).substr(0, mark_));
     tell_unwritten();
   }
-}
-
-Outcome Session::bad_command(char c1, char c2, const std::string& reason) {
-  const std::string name = {c1, c2};
-  os.flush();
-  std::cerr << "Bad command : " << name << '\n';
-  if (!reason.empty()) {
-    refuse(name + " " + reason);
-    expect_leftovers();
-    return Outcome::quiet;
-  }
-  refuse(word_goes_on() ? "a command has two letters: what follows " + name + " is read as the next one"
-                        : "there is no command " + name + ": hh lists what there is");
-  tell_leftovers();
-  return Outcome::quiet;
-}
-
-void Session::expect_leftovers() {
-  if (leftovers_ == Leftovers::none && !manner_.terminal && !manner_.strict) leftovers_ = Leftovers::likely;
-}
-
-void Session::tell_leftovers() {
-  if (leftovers_ != Leftovers::likely) return;
-  tell("answers to a command that was refused are read as commands: --strict ends a script there");
-  leftovers_ = Leftovers::told;
 }
 
 bool Session::ask_long(const char* text, long& v) const {
