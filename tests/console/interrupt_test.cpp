@@ -81,18 +81,21 @@ TEST(CtrlC, EndsAMethodAfterTheEpochAtHandAndClosesIt) {
   EXPECT_FALSE(here.has("recovered.mbf")) << "it was saved";
 }
 
-/// 2000 rows on a wide strip, so that distances and eigenvectors take a while.
+/// 2000 rows near a wide strip, so that eigenvectors take a while, and distances with powers.
 std::string strip() {
   std::string rows;
-  for (int i = 0; i < 2000; ++i)
-    rows += std::to_string(i % 50 + 0.01 * (i * i % 89)) + " " + std::to_string(i / 50) + "\n";
+  for (int i = 0; i < 2000; ++i) {
+    rows += std::to_string(i % 50 + 0.01 * (i * i % 89)) + " " + std::to_string(i / 50);
+    for (int column = 0; column < 58; ++column) rows += " 0.00" + std::to_string(i * column % 7);
+    rows += "\n";
+  }
   return rows;
 }
 
 TEST(CtrlC, GivesUpDistancesAndEigenvectorsAndTheAnalysisStandsAsBefore) {
   const Workplace here;
   here.write("strip.dat", strip());
-  const char* const given_up[][2] = {{"mx\n1\ncc\nmp\nm\n2\n", "^^"},
+  const char* const given_up[][2] = {{"mx\n1.3\ncc\nmp\nm\n2\n", "^^"},
                                      {"mx\n2\nmd\nmp\nm\n40\n", "mds: mapping ... "}};
   const std::string stages[][3] = {{"ld\nstrip\nkm\n1500\n", "a", "b"}, {"cc\nmp\nm\n1\n", "c", "d"}};
   Terminal t(here, {"--set", "tcdepoq=2", "--set", "vlbgitr=1", "--set", "vgmemory=0"});
