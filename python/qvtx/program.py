@@ -98,7 +98,7 @@ class Console:
         preferences = default_preferences(program)
         self.folder = Path(tempfile.mkdtemp(prefix="qvtx-"))  # mode 0700
         self.listener = listener
-        self.ended_early = False  # whether the command given up last was a method, which keeps what it made
+        self.took_effect = False  # whether the command interrupted last did: a method keeps what it made
         self._method = ""  # that runs, as the program names it
         self.process: subprocess.Popen[bytes] | None = None
         self._close = weakref.finalize(self, _remove, self.folder, children := [], os.getpid())
@@ -160,7 +160,7 @@ class Console:
     def _give_up(self) -> None:
         """Brings the program back to its prompt, or closes the console."""
         self.listener, listener = None, self.listener
-        self.ended_early = False
+        self.took_effect = False
         said = ""
         try:
             if self.process is not None and not self.closed:
@@ -168,7 +168,7 @@ class Console:
                 self._type(_NO_COMMAND)  # its answer tells that all before is over
                 while _NO_COMMAND not in said:
                     said += self._wait(PROMPT)
-            self.ended_early = "stopped by Ctrl-C" in said
+                self.took_effect = "given up" not in said
         except QvtxError:  # it has ended
             pass
         except BaseException:

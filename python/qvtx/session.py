@@ -105,7 +105,8 @@ class Session:
 
     A refusal raises `QvtxError` with the program's own line; the session goes on. An interrupt gives the
     command up: a method ends after the epoch at hand, and what it has made stays; other commands leave all as
-    it was. A second interrupt closes the session. Without `with`, `close` ends it; so does dropping the object. Nothing is left on disk.
+    it was. A second interrupt closes the session. Without `with`, `close` ends it; so does dropping the
+    object. Nothing is left on disk.
     """
 
     def __init__(
@@ -531,7 +532,7 @@ class Session:
             raise
         except BaseException:
             self._forget()
-            if self._console.ended_early:
+            if record and self._console.took_effect:
                 self._commands += answers
             raise
         if record:
