@@ -20,7 +20,7 @@ class MatStorT {
   long setdim(long n);
   /// Makes ready for rows x cols elements in each matrix, all to be filled soon: room side by side in one
   /// block costs less than a block for each, and reading one after the other too. The matrices become empty;
-  /// where there is no memory, nothing happens. REQUIRES: rows, cols >= 1.
+  /// where there is no room for the block, nothing happens. Throws std::bad_alloc. REQUIRES: rows, cols >= 1.
   void expect(long rows, long cols);
   long size() const { return static_cast<long>(store_.size()); }
   /// Matrix i. Fatal: i outside the store (o 102, 1).
